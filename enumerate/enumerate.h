@@ -1,0 +1,83 @@
+// EnumerationHandler: the browsing gateway's request handler.
+//
+// One object per request, built by main() on its stack. Run() checks the
+// session, reads "action" and calls the one handler of that name; a request
+// that is not signed in, or names no known action, gets no answer at all.
+// Each handler reads its own parameters, writes its own answer and returns.
+#ifndef CANTORA_ENUMERATE_ENUMERATE_H
+#define CANTORA_ENUMERATE_ENUMERATE_H
+
+#include <json/json.h>
+
+#include "platform/cgi/server_form_handler.h"
+
+// Size of the signed-in user's record; its first member is the login name.
+constexpr int kUserInfoSize = 492;
+
+// Content type of every JSON answer. Clients expect text/plain, not a JSON type.
+extern const char* const kJsonContentType;
+
+// Source name that the handlers' log lines carry.
+extern const char* const kEnumerateSource;
+
+class EnumerationHandler : public ServerFormHandler {
+ public:
+  EnumerationHandler();
+  ~EnumerationHandler() override;
+
+  void Run() override;
+  void OnStart() override {}
+  void OnFinish() override {}
+
+ private:
+  // Playlists.
+  void PlaylistEnum();
+  void SmartPlaylistEnum();
+  void AllPlaylistEnum();
+  void PlaylistSongEnum();
+  void SmartPlsSongEnum();
+  void PlaylistCreate(const char* user_info);
+  // playlist_create is the one handler handed the user record explicitly.
+  void PlaylistCreateForUser();
+  // Library browsing.
+  void ArtistEnum();
+  void AlbumEnum();
+  void GenreEnum();
+  void FolderEnum();
+  void SongEnum();
+  void Search();
+  // Internet radio.
+  void RadioEnum();
+  // Media assets.
+  void GetCover();
+  void GetCoverForFolder();
+  void GetCoverForAlbum();
+  void GetLyrics();
+
+  // Writes the header with content_type, then the object.
+  void WriteJsonResponse(const Json::Value& answer, const char* content_type);
+  // Sets "success" to flag (a JSON boolean), replacing any earlier value.
+  static void SetSuccess(Json::Value& answer, bool flag);
+
+  // The login name of the signed-in user.
+  const char* UserName() const { return userInfo; }
+
+  struct Action {
+    const char* name;
+    void (EnumerationHandler::*handler)();
+  };
+  static const Action kActions[];
+
+  char userInfo[kUserInfoSize];
+  bool outputWritten = false;
+};
+
+// Menu tables: rows of four strings, ended by a row of four null pointers.
+// grzRootMenu: id, class, icon, image path. grzRadioItem: id, source label,
+// icon, image path.
+extern "C" {
+extern const char* const grzRootMenu[][4];
+extern const char* const grzRadioItem[][4];
+}
+
+#endif

@@ -1,0 +1,62 @@
+#include "enumerate/guard/run_as.h"
+
+#include <grp.h>
+#include <syslog.h>
+#include <unistd.h>
+
+IdCalls& RunAsIdCalls() {
+  static IdCalls calls = {::geteuid, ::getegid, ::setresuid, ::setresgid};
+  return calls;
+}
+
+IF_RUN_AS::IF_RUN_AS(const char* file, int line) : file_(file), line_(line) {
+  const IdCalls& id = RunAsIdCalls();
+  saved_uid_ = id.geteuid();
+  saved_gid_ = id.getegid();
+
+  uid_t euid = id.geteuid();
+  gid_t egid = id.getegid();
+  if (euid == 0 && egid == 0) {
+    ok_ = true;
+    return;
+  }
+  bool failed = false;
+  // The user id goes first: only root may change the group. It is set once
+  // more afterwards, so that the guard ends as root whatever the group step did.
+  if (euid != 0 && id.setresuid(-1, 0, -1) < 0) failed = true;
+  if (!failed && egid != 0 && id.setresgid(-1, 0, -1) != 0) failed = true;
+  if (!failed && euid != 0 && id.setresuid(-1, 0, -1) != 0) failed = true;
+  ok_ = !failed;
+  if (failed) syslog(LOG_AUTH | LOG_ERR, "%s:%d ERROR: %s(%d, %d)", file_, line_, name_, 0, 0);
+}
+
+IF_RUN_AS::~IF_RUN_AS() {
+  const IdCalls& id = RunAsIdCalls();
+  uid_t euid = id.geteuid();
+  gid_t egid = id.getegid();
+  if (euid == saved_uid_ && egid == saved_gid_) return;
+
+  bool failed = false;
+  if (euid != 0 && euid != saved_uid_ && id.setresuid(-1, 0, -1) < 0) failed = true;
+  if (!failed && saved_gid_ != egid && saved_gid_ != static_cast<gid_t>(-1) &&
+      id.setresgid(-1, saved_gid_, -1) != 0)
+    failed = true;
+  if (!failed && saved_uid_ != euid && saved_uid_ != static_cast<uid_t>(-1) &&
+      id.setresuid(-1, saved_uid_, -1) != 0)
+    failed = true;
+  if (failed)
+    syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", file_, line_, name_,
+           static_cast<int>(saved_uid_), static_cast<int>(saved_gid_));
+}
+
+bool DropToRealIds() {
+  uid_t ruid = getuid(), euid = geteuid();
+  gid_t rgid = getgid(), egid = getegid();
+  if (ruid == euid && rgid == egid) return true;
+  // While still root, forget the supplementary groups of whoever installed
+  // us; the caller's real group is all the program needs outside the guard.
+  if (euid == 0 && setgroups(0, nullptr) != 0) return false;
+  if (egid != rgid && setresgid(-1, rgid, -1) != 0) return false;
+  if (euid != ruid && setresuid(-1, ruid, -1) != 0) return false;
+  return geteuid() == ruid && getegid() == rgid;
+}

@@ -1,0 +1,53 @@
+// IF_RUN_AS: raises the effective user and group ids to root for one scope.
+//
+//   {
+//     IF_RUN_AS guard(kEnumerateSource, 1307);
+//     if (!guard.ok()) { ... give up the step ... }
+//     ... the one step that needs root ...
+//   }  // the caller's effective ids are back
+//
+// Only effective ids change; real and saved ids are left alone, which is what
+// lets a process started setuid root, and dropped to its caller at start,
+// come back to root here. Failures are logged, never thrown: raising at
+// LOG_AUTH|LOG_ERR as "<file>:<line> ERROR: IF_RUN_AS(0, 0)", restoring at
+// LOG_AUTH|LOG_CRIT as "<file>:<line> ERROR: ~IF_RUN_AS(<uid>, <gid>)".
+#ifndef CANTORA_ENUMERATE_GUARD_RUN_AS_H
+#define CANTORA_ENUMERATE_GUARD_RUN_AS_H
+
+#include <sys/types.h>
+
+// The id calls the guard makes, replaceable so that tests can watch them.
+struct IdCalls {
+  uid_t (*geteuid)();
+  gid_t (*getegid)();
+  int (*setresuid)(uid_t, uid_t, uid_t);
+  int (*setresgid)(gid_t, gid_t, gid_t);
+};
+// The calls in force; the C library's unless a test swapped them.
+IdCalls& RunAsIdCalls();
+
+class IF_RUN_AS {
+ public:
+  IF_RUN_AS(const char* file, int line);
+  ~IF_RUN_AS();
+  IF_RUN_AS(const IF_RUN_AS&) = delete;
+  IF_RUN_AS& operator=(const IF_RUN_AS&) = delete;
+
+  bool ok() const { return ok_; }
+
+ private:
+  uid_t saved_uid_;
+  gid_t saved_gid_;
+  const char* file_;
+  int line_;
+  const char* name_ = "IF_RUN_AS";
+  bool ok_ = false;
+};
+
+// Drops the effective ids of a setuid-root program to its caller's real ids,
+// keeping root as the saved id so that IF_RUN_AS can come back to it.
+// Called first thing in main(); does nothing when real and effective agree.
+// Returns false when the drop failed (the program must then not go on).
+bool DropToRealIds();
+
+#endif

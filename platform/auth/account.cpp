@@ -1,0 +1,290 @@
+#include "platform/auth/account.h"
+
+#include <cstring>
+#include <ctime>
+#include <chrono>
+#include <thread>
+
+#include "platform/config/config.h"
+#include "platform/config/platform_db.h"
+#include "platform/lib/sodium/crypto.h"
+
+namespace cantora {
+namespace {
+
+constexpr const char* kAccountSchema = R"sql(
+CREATE TABLE IF NOT EXISTS users (
+  id INTEGER PRIMARY KEY,
+  name TEXT NOT NULL UNIQUE,
+  password_hash TEXT NOT NULL,
+  personal INTEGER NOT NULL DEFAULT 0,
+  created INTEGER NOT NULL DEFAULT 0
+);
+CREATE TABLE IF NOT EXISTS sessions (
+  token_hash TEXT PRIMARY KEY,
+  user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+  created INTEGER NOT NULL,
+  expires INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE INDEX IF NOT EXISTS sessions_expires ON sessions(expires);
+CREATE TABLE IF NOT EXISTS login_failures (
+  name TEXT PRIMARY KEY,
+  failures INTEGER NOT NULL,
+  last INTEGER NOT NULL
+) WITHOUT ROWID;
+)sql";
+
+constexpr size_t kSessionIdHexDigits = 64;
+
+bool IsSessionIdShape(const char* id) {
+  if (id == nullptr || std::strlen(id) != kSessionIdHexDigits) return false;
+  for (const char* p = id; *p; ++p)
+    if (!((*p >= '0' && *p <= '9') || (*p >= 'a' && *p <= 'f'))) return false;
+  return true;
+}
+
+int64_t Now() { return static_cast<int64_t>(std::time(nullptr)); }
+
+bool UserByName(sqlite::Database& db, const std::string& name, User* user) {
+  sqlite::Statement st = db.Prepare("SELECT id, name, personal FROM users WHERE name = ?");
+  if (!st.IsValid()) return false;
+  st.Bind(1, name);
+  if (st.Step() != SQLITE_ROW) return false;
+  user->id = st.Int(0);
+  user->name = st.Text(1);
+  user->personal = st.Int(2) != 0;
+  return true;
+}
+
+int Failures(sqlite::Database& db, const std::string& name) {
+  sqlite::Statement st = db.Prepare("SELECT failures FROM login_failures WHERE name = ?");
+  if (!st.IsValid()) return 0;
+  st.Bind(1, name);
+  return st.Step() == SQLITE_ROW ? static_cast<int>(st.Int(0)) : 0;
+}
+
+void RecordFailure(sqlite::Database& db, const std::string& name) {
+  sqlite::Statement st = db.Prepare(
+      "INSERT INTO login_failures(name, failures, last) VALUES (?, 1, ?) "
+      "ON CONFLICT(name) DO UPDATE SET failures = failures + 1, last = excluded.last");
+  if (st.IsValid()) st.Bind(1, name).Bind(2, Now()).Run();
+}
+
+void ClearFailures(sqlite::Database& db, const std::string& name) {
+  sqlite::Statement st = db.Prepare("DELETE FROM login_failures WHERE name = ?");
+  if (st.IsValid()) st.Bind(1, name).Run();
+}
+
+// A hash of a password nobody has, so that an unknown account costs the
+// same verification time as a known one.
+const std::string& DecoyHash() {
+  static const std::string hash = [] {
+    std::string h;
+    crypto::HashPassword(crypto::RandomHex(16), &h);
+    return h;
+  }();
+  return hash;
+}
+
+}  // namespace
+
+bool CreateAccountSchema(sqlite::Database& db, std::string* error) {
+  return db.Exec(kAccountSchema, error);
+}
+
+bool IsValidUserName(const std::string& name) {
+  if (name.empty() || name.size() > 64 || name[0] == '.' || name[0] == '-') return false;
+  for (char c : name) {
+    bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+              c == '.' || c == '_' || c == '-';
+    if (!ok) return false;
+  }
+  return true;
+}
+
+bool AddUser(sqlite::Database& db, const std::string& name, const std::string& password,
+             bool personal, std::string* error) {
+  if (!IsValidUserName(name)) {
+    *error = "invalid user name '" + name + "' (letters, digits, '.', '_', '-'; at most 64)";
+    return false;
+  }
+  if (password.empty()) {
+    *error = "empty password";
+    return false;
+  }
+  User existing;
+  if (UserByName(db, name, &existing)) {
+    *error = "user '" + name + "' exists";
+    return false;
+  }
+  std::string hash;
+  if (!crypto::HashPassword(password, &hash)) {
+    *error = "cannot hash the password";
+    return false;
+  }
+  sqlite::Statement st = db.Prepare(
+      "INSERT INTO users(name, password_hash, personal, created) VALUES (?, ?, ?, ?)", error);
+  if (!st.IsValid()) return false;
+  st.Bind(1, name).Bind(2, hash).Bind(3, personal ? 1 : 0).Bind(4, Now());
+  if (!st.Run()) {
+    *error = db.ErrorMessage();
+    return false;
+  }
+  return true;
+}
+
+bool SetPassword(sqlite::Database& db, const std::string& name, const std::string& password,
+                 std::string* error) {
+  User user;
+  if (!UserByName(db, name, &user)) {
+    *error = "no user '" + name + "'";
+    return false;
+  }
+  std::string hash;
+  if (password.empty() || !crypto::HashPassword(password, &hash)) {
+    *error = password.empty() ? "empty password" : "cannot hash the password";
+    return false;
+  }
+  sqlite::Transaction tx(db);
+  sqlite::Statement st = db.Prepare("UPDATE users SET password_hash = ? WHERE id = ?", error);
+  sqlite::Statement end = db.Prepare("DELETE FROM sessions WHERE user_id = ?", error);
+  if (!st.IsValid() || !end.IsValid()) return false;
+  // A new password ends every open session of the account.
+  if (!st.Bind(1, hash).Bind(2, user.id).Run() || !end.Bind(1, user.id).Run() || !tx.Commit()) {
+    *error = db.ErrorMessage();
+    return false;
+  }
+  ClearFailures(db, name);
+  return true;
+}
+
+bool SetPersonalLibrary(sqlite::Database& db, const std::string& name, bool on,
+                        std::string* error) {
+  sqlite::Statement st = db.Prepare("UPDATE users SET personal = ? WHERE name = ?", error);
+  if (!st.IsValid() || !st.Bind(1, on ? 1 : 0).Bind(2, name).Run()) {
+    if (error->empty()) *error = db.ErrorMessage();
+    return false;
+  }
+  if (db.Changes() == 0) {
+    *error = "no user '" + name + "'";
+    return false;
+  }
+  return true;
+}
+
+bool DeleteUser(sqlite::Database& db, const std::string& name, std::string* error) {
+  User user;
+  if (!UserByName(db, name, &user)) {
+    *error = "no user '" + name + "'";
+    return false;
+  }
+  sqlite::Statement st = db.Prepare("DELETE FROM users WHERE id = ?", error);
+  if (!st.IsValid() || !st.Bind(1, user.id).Run()) {
+    if (error->empty()) *error = db.ErrorMessage();
+    return false;
+  }
+  return true;
+}
+
+bool ListUsers(sqlite::Database& db, std::vector<User>* users, std::string* error) {
+  sqlite::Statement st = db.Prepare("SELECT id, name, personal FROM users ORDER BY name", error);
+  if (!st.IsValid()) return false;
+  while (st.Step() == SQLITE_ROW) {
+    User u;
+    u.id = st.Int(0);
+    u.name = st.Text(1);
+    u.personal = st.Int(2) != 0;
+    users->push_back(u);
+  }
+  return true;
+}
+
+bool NewSession(sqlite::Database& db, const std::string& name, std::string* session_id,
+                std::string* error) {
+  User user;
+  if (!UserByName(db, name, &user)) {
+    *error = "no user '" + name + "'";
+    return false;
+  }
+  std::string id = crypto::RandomHex(kSessionIdHexDigits / 2);
+  int64_t now = Now();
+  db.Exec("DELETE FROM sessions WHERE expires <= " + std::to_string(now));
+  sqlite::Statement st = db.Prepare(
+      "INSERT INTO sessions(token_hash, user_id, created, expires) VALUES (?, ?, ?, ?)", error);
+  if (!st.IsValid()) return false;
+  st.Bind(1, crypto::Digest(id)).Bind(2, user.id).Bind(3, now).Bind(4,
+                                                                      now + GetConfig().session_lifetime);
+  if (!st.Run()) {
+    *error = db.ErrorMessage();
+    return false;
+  }
+  *session_id = id;
+  return true;
+}
+
+bool EndSession(sqlite::Database& db, const std::string& session_id) {
+  if (!IsSessionIdShape(session_id.c_str())) return true;
+  sqlite::Statement st = db.Prepare("DELETE FROM sessions WHERE token_hash = ?");
+  return st.IsValid() && st.Bind(1, crypto::Digest(session_id)).Run();
+}
+
+int SignInDelayMillis(int failures) {
+  if (failures < 3) return 0;
+  int shift = failures - 3;
+  return shift >= 6 ? 16000 : 250 << shift;
+}
+
+SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::string& password,
+                    std::string* session_id) {
+  int wait = SignInDelayMillis(Failures(db, name));
+  if (wait > 0) std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+
+  sqlite::Statement st = db.Prepare("SELECT password_hash FROM users WHERE name = ?");
+  if (!st.IsValid()) return SignInResult::kError;
+  st.Bind(1, name);
+  bool known = st.Step() == SQLITE_ROW;
+  std::string hash = known ? st.Text(0) : DecoyHash();
+  bool match = crypto::VerifyPassword(hash, password) && known;
+  if (!match) {
+    RecordFailure(db, name);
+    return SignInResult::kRefused;
+  }
+  ClearFailures(db, name);
+  std::string error;
+  return NewSession(db, name, session_id, &error) ? SignInResult::kOk : SignInResult::kError;
+}
+
+}  // namespace cantora
+
+int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
+  if (record == nullptr || size < static_cast<int>(sizeof(CantoraUserRecord))) return -1;
+  if (!cantora::IsSessionIdShape(session_id)) return -1;
+  sqlite::Database* db = cantora::PlatformDatabase();
+  if (db == nullptr) return -1;
+  sqlite::Statement st = db->Prepare(
+      "SELECT u.id, u.name, u.personal FROM sessions s JOIN users u ON u.id = s.user_id "
+      "WHERE s.token_hash = ? AND s.expires > ?");
+  if (!st.IsValid()) return -1;
+  st.Bind(1, crypto::Digest(session_id)).Bind(2, cantora::Now());
+  if (st.Step() != SQLITE_ROW) return -1;
+  CantoraUserRecord* user = static_cast<CantoraUserRecord*>(record);
+  std::memset(user, 0, sizeof *user);
+  std::strncpy(user->name, st.Text(1), sizeof user->name - 1);
+  user->uid = static_cast<int32_t>(st.Int(0));
+  user->personal_library = static_cast<int32_t>(st.Int(2));
+  return 0;
+}
+
+int GetUserIdFromName(const char* name) {
+  sqlite::Database* db = cantora::PlatformDatabase();
+  if (db == nullptr || name == nullptr) return -1;
+  cantora::User user;
+  return cantora::UserByName(*db, name, &user) ? static_cast<int>(user.id) : -1;
+}
+
+int IsPersonalLibEnabled(const char* name) {
+  sqlite::Database* db = cantora::PlatformDatabase();
+  if (db == nullptr || name == nullptr) return 0;
+  cantora::User user;
+  return cantora::UserByName(*db, name, &user) && user.personal ? 1 : 0;
+}

@@ -1,0 +1,81 @@
+// Accounts and sessions of the platform database.
+//
+//   users     id (never 0: library 0 is the shared one), name, a salted slow
+//             password hash (libsodium's crypto_pwhash_str, Argon2id), the
+//             personal-library switch.
+//   sessions  a BLAKE2b hash of the session id (the id itself is never
+//             stored), the user, and the expiry time.
+//   login_failures  failed sign-ins per account name, for slowing down guessing.
+#ifndef CANTORA_PLATFORM_AUTH_ACCOUNT_H
+#define CANTORA_PLATFORM_AUTH_ACCOUNT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/lib/sqlite/database.h"
+
+// The signed-in user's record as CantoraIphoneIsAuthorized fills it. Only its
+// size and its first member, the login name, are part of the interface.
+struct CantoraUserRecord {
+  char name[256];
+  int32_t uid;
+  int32_t personal_library;
+  char reserved[492 - 256 - 2 * sizeof(int32_t)];
+};
+static_assert(sizeof(CantoraUserRecord) == 492, "the user record is 492 bytes");
+
+// Fills record (size bytes, at least 492) for a live session; 0 on success,
+// negative when the session id is empty, malformed, unknown or expired, or
+// the database cannot be read.
+int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size);
+
+// The numeric id of the named user; -1 when there is no such user.
+int GetUserIdFromName(const char* name);
+
+// Non-zero when the named user's personal library is switched on.
+int IsPersonalLibEnabled(const char* name);
+
+namespace cantora {
+
+bool CreateAccountSchema(sqlite::Database& db, std::string* error);
+
+struct User {
+  int64_t id = 0;
+  std::string name;
+  bool personal = false;
+};
+
+// A user name is 1 to 64 bytes of letters, digits, '.', '_' and '-', not
+// starting with '.' or '-': it names a home folder and a preference folder.
+bool IsValidUserName(const std::string& name);
+
+// Each returns false with one line in *error.
+bool AddUser(sqlite::Database& db, const std::string& name, const std::string& password,
+             bool personal, std::string* error);
+bool SetPassword(sqlite::Database& db, const std::string& name, const std::string& password,
+                 std::string* error);
+bool SetPersonalLibrary(sqlite::Database& db, const std::string& name, bool on,
+                        std::string* error);
+bool DeleteUser(sqlite::Database& db, const std::string& name, std::string* error);
+bool ListUsers(sqlite::Database& db, std::vector<User>* users, std::string* error);
+
+// Opens a session for the user; *session_id receives the new id (64 hex digits).
+bool NewSession(sqlite::Database& db, const std::string& name, std::string* session_id,
+                std::string* error);
+// Ends the session; true also when it did not exist.
+bool EndSession(sqlite::Database& db, const std::string& session_id);
+
+enum class SignInResult { kOk, kRefused, kError };
+// Checks the password, slowing down repeated failures for one name (the
+// wait grows with the failures and is served before the check). Wrong
+// password and unknown account are one result, taking the same time.
+SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::string& password,
+                    std::string* session_id);
+
+// The wait served before the next attempt after this many failures.
+int SignInDelayMillis(int failures);
+
+}  // namespace cantora
+
+#endif

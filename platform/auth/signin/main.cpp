@@ -1,0 +1,93 @@
+// auth.cgi: signs a mobile client in and out.
+//
+//   POST account=<name>&passwd=<password>
+//     {"success":true,"sid":"<session id>"} and the cookie "id"
+//     {"success":false,"error":"invalid account or password"} otherwise
+//   method=logout (the session from the cookie "id" or "_sid")
+//     {"success":true}, and the cookie is cleared
+//
+// Passwords are accepted in POST bodies only, never in the query string
+// (which servers log). The exit status is 0 whatever happened.
+#include <cstring>
+
+#include "platform/auth/account.h"
+#include "platform/cgi/server_form_handler.h"
+#include "platform/config/platform_db.h"
+
+namespace {
+
+constexpr const char* kContentType = "text/plain; charset=\"UTF-8\"";
+
+class SignInHandler : public ServerFormHandler {
+ public:
+  SignInHandler() : ServerFormHandler("auth") {}
+
+  void Run() override {
+    Json::Value answer(Json::objectValue);
+    std::vector<std::string> headers;
+    sqlite::Database* db = cantora::PlatformDatabase();
+    const char* method = web_.In("method", "login");
+    if (db == nullptr) {
+      Fail(&answer, "service unavailable");
+    } else if (std::strcmp(method, "logout") == 0) {
+      cantora::EndSession(*db, web_.GetSessionID());
+      answer["success"] = true;
+      headers.push_back("Set-Cookie: id=; Path=/; Max-Age=0; HttpOnly; SameSite=Strict");
+    } else if (std::strcmp(method, "login") != 0) {
+      Fail(&answer, "unknown method");
+    } else if (web_.BodyRejected()) {
+      Fail(&answer, "request too large or malformed");
+    } else if (!IsPost() || PasswordInQuery()) {
+      Fail(&answer, "sign in with POST");
+    } else {
+      SignIn(*db, &answer, &headers);
+    }
+    web_.WriteHeader(kContentType, headers);
+    web_.WriteBody(answer);
+  }
+
+ private:
+  static bool IsPost() {
+    const char* m = std::getenv("REQUEST_METHOD");
+    return m && std::strcmp(m, "POST") == 0;
+  }
+  static bool PasswordInQuery() {
+    const char* q = std::getenv("QUERY_STRING");
+    return q && (std::strstr(q, "passwd=") != nullptr);
+  }
+  static void Fail(Json::Value* answer, const char* error) {
+    (*answer)["success"] = false;
+    (*answer)["error"] = error;
+  }
+
+  void SignIn(sqlite::Database& db, Json::Value* answer, std::vector<std::string>* headers) {
+    const char* account = web_.In("account");
+    const char* password = web_.In("passwd");
+    if (account == nullptr || password == nullptr || !*account) {
+      Fail(answer, "account and passwd are required");
+      return;
+    }
+    std::string sid;
+    switch (cantora::SignIn(db, account, password, &sid)) {
+      case cantora::SignInResult::kOk:
+        (*answer)["success"] = true;
+        (*answer)["sid"] = sid;
+        headers->push_back("Set-Cookie: id=" + sid + "; Path=/; HttpOnly; SameSite=Strict");
+        break;
+      case cantora::SignInResult::kRefused:
+        Fail(answer, "invalid account or password");
+        break;
+      case cantora::SignInResult::kError:
+        Fail(answer, "service unavailable");
+        break;
+    }
+  }
+};
+
+}  // namespace
+
+int main() {
+  SignInHandler handler;
+  handler.Run();
+  return 0;
+}

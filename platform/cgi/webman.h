@@ -1,0 +1,73 @@
+// WebMan: one CGI request and its response.
+//
+// Parameters come from QUERY_STRING and, for POST, from the body
+// (application/x-www-form-urlencoded or multipart/form-data, at most
+// Config::max_body_bytes bytes; a larger or malformed body contributes no
+// parameters). Names and values are percent-decoded; "+" is a space in
+// url-encoded text; a name given twice keeps its first value, the query
+// string coming before the body.
+#ifndef CANTORA_PLATFORM_CGI_WEBMAN_H
+#define CANTORA_PLATFORM_CGI_WEBMAN_H
+
+#include <json/json.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace cantora {
+
+class WebMan {
+ public:
+  // Reads the request from the CGI environment and stdin.
+  static WebMan FromEnvironment();
+  // Builds a request from its parts (tests, and FromEnvironment itself).
+  static WebMan FromParts(const std::string& method, const std::string& query,
+                          const std::string& content_type, const std::string& body,
+                          const std::string& cookie_header, long max_body_bytes);
+
+  // The named parameter, or def when absent (an empty value is present).
+  // The pointer stays valid for the life of this object.
+  const char* In(const char* name, const char* def = nullptr) const;
+  // The cookie of that name, or null.
+  const char* Cookie(const char* name) const;
+  // The session id: the cookie "id", else the parameter "_sid", else "".
+  const char* GetSessionID() const;
+  // The client's language: parameter "lang", else the first tag of
+  // Accept-Language, as a lower-case text code ("enu", "ger", ...) the texts
+  // folder uses; "enu" when none is known.
+  std::string GetUILanguage() const;
+
+  // True when the body was refused (too large, malformed).
+  bool BodyRejected() const { return body_rejected_; }
+
+  // Writes the CGI header: Content-Type and any extra lines, then the blank line.
+  void WriteHeader(const char* content_type, const std::vector<std::string>& extra = {});
+  // Writes the value as compact JSON.
+  void WriteBody(const Json::Value& value);
+  // Where output goes (stdout unless a test redirects it).
+  void SetOutput(FILE* out) { out_ = out; }
+  FILE* Output() const { return out_; }
+
+ private:
+  void AddParameters(const std::string& urlencoded);
+  bool AddMultipart(const std::string& content_type, const std::string& body);
+  void Add(std::string name, std::string value);
+
+  std::map<std::string, std::string> params_;
+  std::map<std::string, std::string> cookies_;
+  std::string accept_language_;
+  bool body_rejected_ = false;
+  FILE* out_ = stdout;
+};
+
+// Percent-decoding of url-encoded text ("+" is a space when plus_is_space).
+std::string UrlDecode(const std::string& text, bool plus_is_space);
+
+}  // namespace cantora
+
+// The platform's names live in the global namespace, as the gateway calls them.
+using cantora::WebMan;
+
+#endif

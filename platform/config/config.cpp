@@ -1,0 +1,117 @@
+#include "platform/config/config.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <syslog.h>
+
+namespace cantora {
+namespace {
+
+constexpr const char* kDefaultConfigPath = "/etc/cantora/cantora.conf";
+
+std::string Trim(const std::string& s) {
+  size_t b = s.find_first_not_of(" \t\r");
+  if (b == std::string::npos) return "";
+  size_t e = s.find_last_not_of(" \t\r");
+  return s.substr(b, e - b + 1);
+}
+
+bool ParseLong(const std::string& text, long* out) {
+  if (text.empty()) return false;
+  char* end = nullptr;
+  errno = 0;
+  long v = std::strtol(text.c_str(), &end, 10);
+  if (errno != 0 || *end != '\0' || v < 0) return false;
+  *out = v;
+  return true;
+}
+
+bool Apply(Config* c, const std::string& key, const std::string& value) {
+  struct Text { const char* key; std::string Config::*field; };
+  struct Number { const char* key; long Config::*field; };
+  static const Text texts[] = {
+      {"root", &Config::root},
+      {"database", &Config::database},
+      {"homes", &Config::homes},
+      {"personal_folder", &Config::personal_folder},
+      {"preferences", &Config::preferences},
+      {"cache", &Config::cache},
+      {"libexec", &Config::libexec},
+      {"shoutcast_url", &Config::shoutcast_url},
+      {"shoutcast_tune_url", &Config::shoutcast_tune_url},
+  };
+  static const Number numbers[] = {
+      {"session_lifetime", &Config::session_lifetime},
+      {"max_body_bytes", &Config::max_body_bytes},
+      {"radio_connect_timeout", &Config::radio_connect_timeout},
+      {"radio_timeout", &Config::radio_timeout},
+      {"radio_max_bytes", &Config::radio_max_bytes},
+  };
+  for (const Text& t : texts)
+    if (key == t.key) { c->*t.field = value; return true; }
+  for (const Number& n : numbers)
+    if (key == n.key) return ParseLong(value, &(c->*n.field));
+  return true;  // unknown keys are ignored
+}
+
+Config& Current() {
+  static Config config = [] {
+    Config c;
+    std::string error;
+    if (!LoadConfigFile(ConfigFilePath(), &c, &error)) {
+      syslog(LOG_ERR, "cantora: %s", error.c_str());
+      c = Config();
+    }
+    return c;
+  }();
+  return config;
+}
+
+}  // namespace
+
+std::string ConfigFilePath() {
+  const char* env = std::getenv("CANTORA_CONFIG");
+  return (env && *env) ? env : kDefaultConfigPath;
+}
+
+bool LoadConfigFile(const std::string& path, Config* out, std::string* error) {
+  std::ifstream in(path);
+  if (!in) {
+    if (path == kDefaultConfigPath && errno == ENOENT) return true;
+    *error = "cannot read configuration " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  std::string line;
+  for (int number = 1; std::getline(in, line); ++number) {
+    std::string t = Trim(line);
+    if (t.empty() || t[0] == '#') continue;
+    size_t eq = t.find('=');
+    if (eq == std::string::npos) {
+      *error = path + ":" + std::to_string(number) + ": expected key = value";
+      return false;
+    }
+    std::string key = Trim(t.substr(0, eq));
+    std::string value = Trim(t.substr(eq + 1));
+    if (!Apply(out, key, value)) {
+      *error = path + ":" + std::to_string(number) + ": bad value for " + key;
+      return false;
+    }
+  }
+  return true;
+}
+
+const Config& GetConfig() { return Current(); }
+
+void SetConfig(const Config& config) { Current() = config; }
+
+std::string ResolveSystemPath(const std::string& fixed_path) {
+  const std::string& root = GetConfig().root;
+  if (root.empty() || root == "/") return fixed_path;
+  std::string r = root;
+  while (r.size() > 1 && r.back() == '/') r.pop_back();
+  return r + fixed_path;
+}
+
+}  // namespace cantora

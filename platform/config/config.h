@@ -1,0 +1,64 @@
+// The platform configuration: one file of "key = value" lines.
+//
+// The file is named by the environment variable CANTORA_CONFIG, else
+// /etc/cantora/cantora.conf. Blank lines and lines starting with '#' are
+// ignored; unknown keys are ignored so that older programs read newer files.
+// A missing default file means "all defaults"; a missing file named by
+// CANTORA_CONFIG, or a malformed line, is an error.
+#ifndef CANTORA_PLATFORM_CONFIG_CONFIG_H
+#define CANTORA_PLATFORM_CONFIG_CONFIG_H
+
+#include <string>
+
+namespace cantora {
+
+struct Config {
+  // Prefix under which the gateway's fixed system paths are resolved
+  // ("/usr/zarn/etc/radio", "/tmp/...", the texts folder). "/" on a real box.
+  std::string root = "/";
+  // The platform's SQLite database: accounts, sessions and the music index.
+  std::string database = "/var/lib/cantora/cantora.db";
+  // Users' home folders; a user's personal library is <homes>/<name>/<personal_folder>.
+  std::string homes = "/home";
+  std::string personal_folder = "music";
+  // Per-user preference folders (playlists and the like).
+  std::string preferences = "/var/lib/cantora/preferences";
+  // Caches the platform may rebuild at any time (scaled covers, ...).
+  std::string cache = "/var/cache/cantora";
+  // Folder holding the platform's helper programs (cantora-radio-fetch).
+  std::string libexec = "/usr/lib/cantora";
+  // Sessions: lifetime in seconds.
+  long session_lifetime = 7 * 24 * 3600;
+  // Largest request body the CGI framework accepts, in bytes.
+  long max_body_bytes = 1 << 20;
+  // Internet radio directory.
+  std::string shoutcast_url = "https://directory.shoutcast.com/Home/BrowseByGenre";
+  std::string shoutcast_tune_url = "http://yp.shoutcast.com/sbin/tunein-station.pls?id=";
+  long radio_connect_timeout = 5;
+  long radio_timeout = 20;
+  long radio_max_bytes = 8 << 20;
+};
+
+// Parses the file at path into *out (defaults for absent keys).
+// Returns false and sets *error to one line on failure.
+bool LoadConfigFile(const std::string& path, Config* out, std::string* error);
+
+// Path of the configuration file in force: $CANTORA_CONFIG or the default.
+std::string ConfigFilePath();
+
+// The configuration in force, loaded once per process. A broken file is
+// logged once and leaves the defaults in place, so that a request never
+// reads outside the configured instance by accident of a typo: the defaults
+// point at the system's own instance.
+const Config& GetConfig();
+
+// Replaces the configuration in force (tests and tools that take --config).
+void SetConfig(const Config& config);
+
+// Resolves one of the system's fixed absolute paths under the configured root:
+// ResolveSystemPath("/usr/zarn/etc/radio") is "<root>/usr/zarn/etc/radio".
+std::string ResolveSystemPath(const std::string& fixed_path);
+
+}  // namespace cantora
+
+#endif

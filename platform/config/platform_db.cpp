@@ -1,0 +1,35 @@
+#include "platform/config/platform_db.h"
+
+#include <syslog.h>
+
+#include "platform/config/config.h"
+
+namespace cantora {
+bool OpenPlatformDatabase(const std::string& path, bool create, sqlite::Database* db,
+                          std::string* error) {
+  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+  if (create) flags |= SQLITE_OPEN_CREATE;
+  if (!db->Open(path, flags, error)) return false;
+  sqlite3_busy_timeout(db->get(), 5000);
+  // journal_mode=WAL is persistent in the file; setting it again is cheap
+  // only when it is already WAL, so ask first.
+  if (create && !db->Exec("PRAGMA journal_mode=WAL", error)) return false;
+  return db->Exec("PRAGMA foreign_keys=ON; PRAGMA synchronous=NORMAL", error);
+}
+
+sqlite::Database* PlatformDatabase() {
+  static sqlite::Database db;
+  static bool tried = false;
+  if (!tried) {
+    tried = true;
+    std::string error;
+    if (!OpenPlatformDatabase(GetConfig().database, false, &db, &error)) {
+      syslog(LOG_ERR, "cantora: cannot open database %s: %s", GetConfig().database.c_str(),
+             error.c_str());
+      db.Close();
+    }
+  }
+  return db.IsOpen() ? &db : nullptr;
+}
+
+}  // namespace cantora

@@ -1,0 +1,94 @@
+#include "platform/index/schema.h"
+
+namespace cantora {
+namespace {
+
+constexpr const char* kIndexSchema = R"sql(
+CREATE TABLE IF NOT EXISTS song (
+  id INTEGER PRIMARY KEY,
+  library INTEGER NOT NULL DEFAULT 0,
+  path TEXT NOT NULL UNIQUE,
+  folder_id INTEGER NOT NULL DEFAULT 0,
+  title TEXT NOT NULL DEFAULT '',
+  album TEXT NOT NULL DEFAULT '',
+  artist TEXT NOT NULL DEFAULT '',
+  album_artist TEXT NOT NULL DEFAULT '',
+  genre TEXT NOT NULL DEFAULT '',
+  composer TEXT NOT NULL DEFAULT '',
+  comment TEXT NOT NULL DEFAULT '',
+  track INTEGER NOT NULL DEFAULT 0,
+  disc INTEGER NOT NULL DEFAULT 0,
+  year INTEGER NOT NULL DEFAULT 0,
+  duration REAL NOT NULL DEFAULT 0,
+  bitrate INTEGER NOT NULL DEFAULT 0,
+  frequency INTEGER NOT NULL DEFAULT 0,
+  channel INTEGER NOT NULL DEFAULT 0,
+  filesize INTEGER NOT NULL DEFAULT 0,
+  covercount INTEGER NOT NULL DEFAULT 0,
+  artist_sort TEXT NOT NULL DEFAULT '',
+  artist_search TEXT NOT NULL DEFAULT '',
+  album_artist_search TEXT NOT NULL DEFAULT '',
+  create_date INTEGER NOT NULL DEFAULT 0,
+  mtime INTEGER NOT NULL DEFAULT 0
+);
+CREATE INDEX IF NOT EXISTS song_album ON song(library, album);
+CREATE INDEX IF NOT EXISTS song_artist ON song(library, artist_search);
+CREATE INDEX IF NOT EXISTS song_album_artist ON song(library, album_artist_search);
+CREATE INDEX IF NOT EXISTS song_genre ON song(library, genre);
+CREATE INDEX IF NOT EXISTS song_folder ON song(folder_id);
+
+CREATE TABLE IF NOT EXISTS folder (
+  id INTEGER PRIMARY KEY,
+  library INTEGER NOT NULL DEFAULT 0,
+  path TEXT NOT NULL UNIQUE,
+  parent_id INTEGER NOT NULL DEFAULT 0,
+  title TEXT NOT NULL DEFAULT '',
+  covercount INTEGER NOT NULL DEFAULT 0,
+  create_date INTEGER NOT NULL DEFAULT 0
+);
+CREATE INDEX IF NOT EXISTS folder_parent ON folder(library, parent_id);
+
+CREATE TABLE IF NOT EXISTS facet (
+  kind INTEGER NOT NULL,
+  library INTEGER NOT NULL,
+  value TEXT NOT NULL,
+  sort_key TEXT NOT NULL,
+  newest INTEGER NOT NULL DEFAULT 0,
+  songs INTEGER NOT NULL DEFAULT 0,
+  PRIMARY KEY (kind, library, value)
+) WITHOUT ROWID;
+CREATE INDEX IF NOT EXISTS facet_sort ON facet(kind, library, sort_key, value);
+CREATE INDEX IF NOT EXISTS facet_newest ON facet(kind, library, newest);
+
+CREATE VIRTUAL TABLE IF NOT EXISTS song_fts USING fts5(
+  title, album, artist, album_artist,
+  content='', detail=none, tokenize='trigram case_sensitive 1');
+
+CREATE TRIGGER IF NOT EXISTS song_fts_insert AFTER INSERT ON song BEGIN
+  INSERT INTO song_fts(rowid, title, album, artist, album_artist)
+  VALUES (new.id, fold(new.title), fold(new.album), fold(new.artist), fold(new.album_artist));
+END;
+CREATE TRIGGER IF NOT EXISTS song_fts_delete AFTER DELETE ON song BEGIN
+  INSERT INTO song_fts(song_fts, rowid, title, album, artist, album_artist)
+  VALUES ('delete', old.id, fold(old.title), fold(old.album), fold(old.artist), fold(old.album_artist));
+END;
+CREATE TRIGGER IF NOT EXISTS song_fts_update AFTER UPDATE OF title, album, artist, album_artist ON song BEGIN
+  INSERT INTO song_fts(song_fts, rowid, title, album, artist, album_artist)
+  VALUES ('delete', old.id, fold(old.title), fold(old.album), fold(old.artist), fold(old.album_artist));
+  INSERT INTO song_fts(rowid, title, album, artist, album_artist)
+  VALUES (new.id, fold(new.title), fold(new.album), fold(new.artist), fold(new.album_artist));
+END;
+
+CREATE TABLE IF NOT EXISTS indexed_folder (
+  path TEXT PRIMARY KEY,
+  name TEXT NOT NULL
+);
+)sql";
+
+}  // namespace
+
+bool CreateIndexSchema(sqlite::Database& db, std::string* error) {
+  return db.Exec(kIndexSchema, error);
+}
+
+}  // namespace cantora

@@ -1,0 +1,124 @@
+#include "platform/lib/sqlite/database.h"
+
+#include <utility>
+
+namespace sqlite {
+
+Database::~Database() { Close(); }
+
+Database::Database(Database&& other) noexcept : db_(std::exchange(other.db_, nullptr)) {}
+
+Database& Database::operator=(Database&& other) noexcept {
+  if (this != &other) {
+    Close();
+    db_ = std::exchange(other.db_, nullptr);
+  }
+  return *this;
+}
+
+bool Database::Open(const std::string& path, int flags, std::string* error) {
+  Close();
+  int rc = sqlite3_open_v2(path.c_str(), &db_, flags, nullptr);
+  if (rc != SQLITE_OK) {
+    if (error) *error = db_ ? sqlite3_errmsg(db_) : sqlite3_errstr(rc);
+    Close();
+    return false;
+  }
+  sqlite3_extended_result_codes(db_, 1);
+  return true;
+}
+
+void Database::Close() {
+  if (db_) {
+    sqlite3_close_v2(db_);
+    db_ = nullptr;
+  }
+}
+
+bool Database::Exec(const std::string& sql, std::string* error) {
+  char* message = nullptr;
+  int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &message);
+  if (rc != SQLITE_OK) {
+    if (error) *error = message ? message : sqlite3_errstr(rc);
+    sqlite3_free(message);
+    return false;
+  }
+  return true;
+}
+
+Statement Database::Prepare(const std::string& sql, std::string* error) {
+  sqlite3_stmt* stmt = nullptr;
+  int rc = sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &stmt, nullptr);
+  if (rc != SQLITE_OK) {
+    if (error) *error = sqlite3_errmsg(db_);
+    sqlite3_finalize(stmt);
+    return Statement();
+  }
+  return Statement(stmt);
+}
+
+Statement::~Statement() { sqlite3_finalize(stmt_); }
+
+Statement::Statement(Statement&& other) noexcept : stmt_(std::exchange(other.stmt_, nullptr)) {}
+
+Statement& Statement::operator=(Statement&& other) noexcept {
+  if (this != &other) {
+    sqlite3_finalize(stmt_);
+    stmt_ = std::exchange(other.stmt_, nullptr);
+  }
+  return *this;
+}
+
+Statement& Statement::Bind(int index, int64_t value) {
+  sqlite3_bind_int64(stmt_, index, value);
+  return *this;
+}
+
+Statement& Statement::Bind(int index, double value) {
+  sqlite3_bind_double(stmt_, index, value);
+  return *this;
+}
+
+Statement& Statement::Bind(int index, const std::string& value) {
+  sqlite3_bind_text(stmt_, index, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
+  return *this;
+}
+
+Statement& Statement::Bind(int index, const char* value) {
+  if (value)
+    sqlite3_bind_text(stmt_, index, value, -1, SQLITE_TRANSIENT);
+  else
+    sqlite3_bind_null(stmt_, index);
+  return *this;
+}
+
+Statement& Statement::BindBlob(int index, const void* data, int size) {
+  sqlite3_bind_blob(stmt_, index, data, size, SQLITE_TRANSIENT);
+  return *this;
+}
+
+int Statement::Step() { return sqlite3_step(stmt_); }
+
+void Statement::Reset() {
+  sqlite3_reset(stmt_);
+  sqlite3_clear_bindings(stmt_);
+}
+
+const char* Statement::Text(int col) const {
+  const unsigned char* t = sqlite3_column_text(stmt_, col);
+  return t ? reinterpret_cast<const char*>(t) : "";
+}
+
+Transaction::Transaction(Database& db, const char* begin) : db_(db) { ok_ = db_.Exec(begin); }
+
+Transaction::~Transaction() {
+  if (ok_ && !done_) db_.Exec("ROLLBACK");
+}
+
+bool Transaction::Commit() {
+  if (!ok_ || done_) return false;
+  done_ = true;
+  return db_.Exec("COMMIT");
+}
+
+}  // namespace sqlite

@@ -1,0 +1,283 @@
+#include "tests/support/harness.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace harness {
+namespace {
+
+std::string MakeTempDir(const char* prefix) {
+  std::string templ = std::string("/tmp/") + prefix + "XXXXXX";
+  std::vector<char> buf(templ.begin(), templ.end());
+  buf.push_back('\0');
+  if (mkdtemp(buf.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  chmod(buf.data(), 0755);
+  return buf.data();
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary);
+  out << text;
+}
+
+void RemoveTree(const std::string& dir) {
+  if (dir.size() < 6 || dir.compare(0, 5, "/tmp/") != 0) return;
+  CommandResult r = Run({"/bin/rm", "-rf", "--one-file-system", dir});
+  (void)r;
+}
+
+// Spawns argv with the given environment (replacing the test's own) and
+// standard streams; child_setup runs in the child before exec.
+template <typename Setup>
+int Spawn(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+          const std::string& input, std::string* out, std::string* err, Setup child_setup) {
+  std::string dir = MakeTempDir("cantora-run-");
+  std::string in_path = dir + "/in", out_path = dir + "/out", err_path = dir + "/err";
+  WriteFile(in_path, input);
+  pid_t pid = fork();
+  if (pid == 0) {
+    int in = open(in_path.c_str(), O_RDONLY);
+    int o = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int e = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(in, 0);
+    dup2(o, 1);
+    dup2(e, 2);
+    if (!child_setup()) _exit(126);
+    std::vector<char*> args, envp;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    for (const std::string& v : env) envp.push_back(const_cast<char*>(v.c_str()));
+    envp.push_back(nullptr);
+    execve(args[0], args.data(), envp.data());
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  *out = ReadFile(out_path);
+  *err = ReadFile(err_path);
+  RemoveTree(dir);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::vector<std::string> BaseEnvironment() {
+  std::vector<std::string> env = {"PATH=/usr/bin:/bin", "LANG=C.UTF-8"};
+  return env;
+}
+
+// A private /dev for one CGI run: device nodes bound from the real /dev and
+// a datagram socket "log" that receives the program's syslog lines.
+class LogCapture {
+ public:
+  LogCapture() : dir_(MakeTempDir("cantora-dev-")) {
+    for (const char* node : {"null", "zero", "urandom", "random"}) WriteFile(dir_ + "/" + node, "");
+    fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::string path = dir_ + "/log";
+    std::strncpy(addr.sun_path, path.c_str(), sizeof addr.sun_path - 1);
+    if (bind(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0)
+      throw std::runtime_error("cannot bind the log socket");
+    chmod(path.c_str(), 0666);
+    int big = 4 << 20;
+    setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &big, sizeof big);
+  }
+  ~LogCapture() {
+    close(fd_);
+    RemoveTree(dir_);
+  }
+
+  // In the child: a private mount namespace whose /dev is this folder.
+  bool EnterInChild() const {
+    if (unshare(CLONE_NEWNS) != 0) return false;
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
+    for (const char* node : {"null", "zero", "urandom", "random"}) {
+      std::string host = std::string("/dev/") + node, mine = dir_ + "/" + node;
+      if (mount(host.c_str(), mine.c_str(), nullptr, MS_BIND, nullptr) != 0) return false;
+    }
+    return mount(dir_.c_str(), "/dev", nullptr, MS_BIND, nullptr) == 0;
+  }
+
+  std::vector<LogLine> Drain() const {
+    std::vector<LogLine> lines;
+    char buf[65536];
+    while (true) {
+      ssize_t n = recv(fd_, buf, sizeof buf, 0);
+      if (n <= 0) break;
+      std::string msg(buf, static_cast<size_t>(n));
+      LogLine line;
+      if (msg.size() > 2 && msg[0] == '<') {
+        size_t end = msg.find('>');
+        line.priority = std::atoi(msg.substr(1, end - 1).c_str());
+        // "<PRI>Mmm dd hh:mm:ss ident[pid]: text"
+        size_t colon = msg.find(": ", end);
+        line.text = colon == std::string::npos ? msg.substr(end + 1) : msg.substr(colon + 2);
+        while (!line.text.empty() && (line.text.back() == '\n' || line.text.back() == '\0'))
+          line.text.pop_back();
+      }
+      lines.push_back(line);
+    }
+    return lines;
+  }
+
+ private:
+  std::string dir_;
+  int fd_ = -1;
+};
+
+bool BecomeUser(const std::string& name) {
+  struct passwd* pw = getpwnam(name.c_str());
+  if (pw == nullptr) return false;
+  return setgroups(0, nullptr) == 0 && setresgid(pw->pw_gid, pw->pw_gid, pw->pw_gid) == 0 &&
+         setresuid(pw->pw_uid, pw->pw_uid, pw->pw_uid) == 0;
+}
+
+}  // namespace
+
+std::string Bin(const std::string& name) { return std::string(CANTORA_BIN_DIR) + "/" + name; }
+
+CommandResult Run(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
+                  const std::string& input) {
+  std::vector<std::string> e = BaseEnvironment();
+  for (const auto& kv : env) e.push_back(kv.first + "=" + kv.second);
+  CommandResult r;
+  r.status = Spawn(argv, e, input, &r.out, &r.err, [] { return true; });
+  return r;
+}
+
+Instance::Instance(const std::string& web_user) {
+  dir_ = MakeTempDir("cantora-test-");
+  std::vector<std::string> argv = {Bin("cantora-admin"), "init", dir_ + "/instance"};
+  if (!web_user.empty()) {
+    argv.push_back("--web-user");
+    argv.push_back(web_user);
+  }
+  CommandResult r = Run(argv);
+  if (r.status != 0) throw std::runtime_error("cantora-admin init failed: " + r.err);
+  dir_ += "/instance";
+  config_ = r.out.substr(0, r.out.find('\n'));
+}
+
+Instance::~Instance() { RemoveTree(dir_.substr(0, dir_.rfind('/'))); }
+
+CommandResult Instance::Admin(const std::vector<std::string>& args, const std::string& input) const {
+  std::vector<std::string> argv = {Bin("cantora-admin")};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return Run(argv, {{"CANTORA_CONFIG", config_}}, input);
+}
+
+std::string Instance::AddUser(const std::string& name, bool personal) const {
+  std::vector<std::string> args = {"user", "add", name, "--password-stdin"};
+  if (personal) args.push_back("--personal");
+  CommandResult r = Admin(args, "secret-" + name + "\n");
+  if (r.status != 0) throw std::runtime_error("user add failed: " + r.err);
+  return NewSession(name);
+}
+
+std::string Instance::NewSession(const std::string& name) const {
+  CommandResult r = Admin({"session", "new", name});
+  if (r.status != 0) throw std::runtime_error("session new failed: " + r.err);
+  return r.out.substr(0, r.out.find('\n'));
+}
+
+CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
+  std::map<std::string, std::string> vars = {
+      {"GATEWAY_INTERFACE", "CGI/1.1"},
+      {"SERVER_PROTOCOL", "HTTP/1.1"},
+      {"SERVER_NAME", "127.0.0.1"},
+      {"SERVER_PORT", "8080"},
+      {"REMOTE_ADDR", "127.0.0.1"},
+      {"REQUEST_METHOD", request.method},
+      {"QUERY_STRING", request.query},
+      {"SCRIPT_NAME", "/cgi-bin/" + request.program},
+      {"CANTORA_CONFIG", instance.config()},
+  };
+  if (!request.body.empty() || request.method == "POST") {
+    vars["CONTENT_LENGTH"] = std::to_string(request.body.size());
+    vars["CONTENT_TYPE"] = request.content_type;
+  }
+  if (!request.session.empty()) vars["HTTP_COOKIE"] = "id=" + request.session;
+  for (const auto& kv : request.env) vars[kv.first] = kv.second;
+  std::vector<std::string> env = BaseEnvironment();
+  for (const auto& kv : vars) env.push_back(kv.first + "=" + kv.second);
+
+  std::string program = request.program[0] == '/' ? request.program : Bin(request.program);
+  LogCapture capture;
+  CgiResult result;
+  std::string err;
+  std::string run_as = request.run_as;
+  result.status = Spawn({program}, env, request.body, &result.out, &err, [&] {
+    return capture.EnterInChild() && (run_as.empty() || BecomeUser(run_as));
+  });
+  result.log = capture.Drain();
+  size_t split = result.out.find("\r\n\r\n");
+  if (split != std::string::npos) {
+    std::istringstream head(result.out.substr(0, split));
+    std::string line;
+    while (std::getline(head, line)) {
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      size_t colon = line.find(':');
+      if (colon == std::string::npos) continue;
+      std::string value = line.substr(colon + 1);
+      if (!value.empty() && value[0] == ' ') value.erase(0, 1);
+      result.headers[line.substr(0, colon)] = value;
+    }
+    result.body = result.out.substr(split + 4);
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    std::istringstream body(result.body);
+    result.has_json = Json::parseFromStream(builder, body, &result.json, &errors);
+  }
+  return result;
+}
+
+CgiResult Enumerate(const Instance& instance, const std::string& session, const std::string& query) {
+  CgiRequest request;
+  request.session = session;
+  request.query = query;
+  return RunCgi(instance, request);
+}
+
+std::string Encode(const std::string& value) {
+  static const char* hex = "0123456789ABCDEF";
+  std::string out;
+  for (unsigned char c : value) {
+    if (std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~') {
+      out += static_cast<char>(c);
+    } else {
+      out += '%';
+      out += hex[c >> 4];
+      out += hex[c & 15];
+    }
+  }
+  return out;
+}
+
+bool Logged(const std::vector<LogLine>& lines, int priority, const std::string& text) {
+  for (const LogLine& l : lines)
+    if (l.priority == priority && l.text == text) return true;
+  return false;
+}
+
+}  // namespace harness

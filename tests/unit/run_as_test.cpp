@@ -1,0 +1,141 @@
+// The privilege guard's exact sequence of id calls, watched through a fake
+// set of id calls.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "enumerate/guard/run_as.h"
+
+namespace {
+
+struct FakeIds {
+  uid_t euid = 0;
+  gid_t egid = 0;
+  int fail_setresuid_call = -1;  // 0-based index of the setresuid call to refuse
+  int fail_setresgid_call = -1;
+  int setresuid_calls = 0;
+  int setresgid_calls = 0;
+  std::vector<std::string> calls;
+};
+
+FakeIds* fake;
+
+uid_t FakeGeteuid() { return fake->euid; }
+gid_t FakeGetegid() { return fake->egid; }
+int FakeSetresuid(uid_t r, uid_t e, uid_t s) {
+  fake->calls.push_back("setresuid(" + std::to_string(static_cast<int>(e)) + ")");
+  if (fake->setresuid_calls++ == fake->fail_setresuid_call) return -1;
+  // Only root may take an arbitrary id; anyone may go back to root here, as a
+  // setuid program with root saved may.
+  fake->euid = e;
+  return 0;
+}
+int FakeSetresgid(gid_t r, gid_t e, gid_t s) {
+  fake->calls.push_back("setresgid(" + std::to_string(static_cast<int>(e)) + ")");
+  if (fake->setresgid_calls++ == fake->fail_setresgid_call) return -1;
+  if (fake->euid != 0) return -1;
+  fake->egid = e;
+  return 0;
+}
+
+class RunAsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fake = &ids;
+    saved = RunAsIdCalls();
+    RunAsIdCalls() = {FakeGeteuid, FakeGetegid, FakeSetresuid, FakeSetresgid};
+  }
+  void TearDown() override { RunAsIdCalls() = saved; }
+  FakeIds ids;
+  IdCalls saved{};
+};
+
+TEST_F(RunAsTest, RootAlreadyMakesNoIdCallsEitherWay) {
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    EXPECT_TRUE(guard.ok());
+  }
+  EXPECT_TRUE(ids.calls.empty());
+}
+
+TEST_F(RunAsTest, RaisesUserThenGroupThenUserAgainAndRestoresGroupThenUser) {
+  ids.euid = 33;
+  ids.egid = 44;
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    EXPECT_TRUE(guard.ok());
+    EXPECT_EQ(ids.euid, 0u);
+    EXPECT_EQ(ids.egid, 0u);
+    EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresuid(0)", "setresgid(0)", "setresuid(0)"}));
+    ids.calls.clear();
+  }
+  EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresgid(44)", "setresuid(33)"}));
+  EXPECT_EQ(ids.euid, 33u);
+  EXPECT_EQ(ids.egid, 44u);
+}
+
+TEST_F(RunAsTest, OnlyTheGroupNeedsRaising) {
+  ids.euid = 0;
+  ids.egid = 44;
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    EXPECT_TRUE(guard.ok());
+    EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresgid(0)"}));
+    ids.calls.clear();
+  }
+  EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresgid(44)"}));
+}
+
+TEST_F(RunAsTest, RefusedRaiseIsNotOkAndTheDestructorStillRestores) {
+  ids.euid = 33;
+  ids.egid = 44;
+  ids.fail_setresgid_call = 0;  // the group change is refused after the user went to root
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    EXPECT_FALSE(guard.ok());
+    EXPECT_EQ(ids.euid, 0u);  // changed before the failure, not undone here
+    ids.calls.clear();
+  }
+  EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresuid(33)"}));
+  EXPECT_EQ(ids.euid, 33u);
+}
+
+TEST_F(RunAsTest, RefusedFirstCallLeavesEverythingAlone) {
+  ids.euid = 33;
+  ids.egid = 44;
+  ids.fail_setresuid_call = 0;
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    EXPECT_FALSE(guard.ok());
+  }
+  EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresuid(0)"}));
+  EXPECT_EQ(ids.euid, 33u);
+  EXPECT_EQ(ids.egid, 44u);
+}
+
+TEST_F(RunAsTest, SavedMinusOneIsNeverRestored) {
+  ids.euid = static_cast<uid_t>(-1);
+  ids.egid = static_cast<gid_t>(-1);
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    EXPECT_TRUE(guard.ok());
+    ids.calls.clear();
+  }
+  EXPECT_TRUE(ids.calls.empty());
+  EXPECT_EQ(ids.euid, 0u);
+}
+
+TEST_F(RunAsTest, RestoreRegainsRootFirstWhenSomeoneElseIsEffective) {
+  ids.euid = 33;
+  ids.egid = 44;
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    ids.euid = 55;  // the step itself switched identity
+    ids.calls.clear();
+  }
+  EXPECT_EQ(ids.calls,
+            (std::vector<std::string>{"setresuid(0)", "setresgid(44)", "setresuid(33)"}));
+}
+
+}  // namespace
