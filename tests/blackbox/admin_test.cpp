@@ -1,0 +1,77 @@
+// cantora-admin: set-up commands, and one clear line for every error.
+#include <gtest/gtest.h>
+
+#include "tests/support/harness.h"
+
+namespace {
+
+using harness::CommandResult;
+using harness::Instance;
+
+void ExpectOneLineError(const CommandResult& r) {
+  EXPECT_NE(r.status, 0);
+  EXPECT_EQ(r.out, "");
+  ASSERT_FALSE(r.err.empty());
+  EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;
+  EXPECT_EQ(r.err.rfind("cantora-admin: ", 0), 0u) << r.err;
+}
+
+TEST(Admin, HelpEverywhere) {
+  Instance instance;
+  for (std::vector<std::string> args :
+       {std::vector<std::string>{"--help"}, {"init", "--help"}, {"user", "--help"},
+        {"user", "add", "--help"}, {"session", "--help"}}) {
+    CommandResult r = instance.Admin(args);
+    EXPECT_EQ(r.status, 0) << args[0];
+    EXPECT_NE(r.out.find("usage"), std::string::npos) << args[0];
+  }
+}
+
+TEST(Admin, InitRefusesAnExistingInstance) {
+  Instance instance;
+  ExpectOneLineError(harness::Run({harness::Bin("cantora-admin"), "init", instance.dir()}));
+}
+
+TEST(Admin, InitMakesASelfContainedInstance) {
+  Instance instance;
+  EXPECT_EQ(instance.config(), instance.dir() + "/cantora.conf");
+  CommandResult r = harness::Run({"/bin/cat", instance.config()});
+  EXPECT_NE(r.out.find("root = " + instance.dir() + "\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("database = " + instance.dir() + "/"), std::string::npos);
+}
+
+TEST(Admin, Users) {
+  Instance instance;
+  EXPECT_EQ(instance.Admin({"user", "add", "alice", "--password-stdin"}, "pw\n").status, 0);
+  EXPECT_EQ(instance.Admin({"user", "add", "bob", "--personal", "--password-stdin"}, "pw\n").status, 0);
+  CommandResult list = instance.Admin({"user", "list"});
+  EXPECT_EQ(list.status, 0);
+  EXPECT_NE(list.out.find("\talice\t-\n"), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("\tbob\tpersonal\n"), std::string::npos) << list.out;
+  ExpectOneLineError(instance.Admin({"user", "add", "alice", "--password-stdin"}, "pw\n"));
+  ExpectOneLineError(instance.Admin({"user", "add", "../x", "--password-stdin"}, "pw\n"));
+  ExpectOneLineError(instance.Admin({"user", "add", "carol", "--password-stdin"}, ""));
+  ExpectOneLineError(instance.Admin({"user", "add", "carol"}, "pw\n"));
+  ExpectOneLineError(instance.Admin({"user", "del", "nobody-here"}));
+  ExpectOneLineError(instance.Admin({"user", "frobnicate", "x"}));
+  ExpectOneLineError(instance.Admin({"user", "add", "x", "--bogus"}));
+  ExpectOneLineError(instance.Admin({"session", "new", "nobody-here"}));
+  ExpectOneLineError(instance.Admin({"nosuchcommand"}));
+  EXPECT_EQ(instance.Admin({"user", "passwd", "alice", "--password-stdin"}, "new\n").status, 0);
+  EXPECT_EQ(instance.Admin({"user", "del", "alice"}).status, 0);
+  EXPECT_EQ(instance.Admin({"user", "list"}).out.find("alice"), std::string::npos);
+}
+
+TEST(Admin, SessionOfADeletedUserIsDead) {
+  Instance instance;
+  std::string sid = instance.AddUser("alice");
+  ASSERT_EQ(instance.Admin({"user", "del", "alice"}).status, 0);
+  EXPECT_EQ(harness::Enumerate(instance, sid, "action=radio_enum").out, "");
+}
+
+TEST(Admin, MissingConfigurationIsOneLine) {
+  ExpectOneLineError(harness::Run({harness::Bin("cantora-admin"), "user", "list"},
+                                  {{"CANTORA_CONFIG", "/nonexistent/cantora.conf"}}));
+}
+
+}  // namespace

@@ -1,0 +1,95 @@
+// auth.cgi as a client meets it.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "tests/support/harness.h"
+
+namespace {
+
+using harness::CgiRequest;
+using harness::CgiResult;
+using harness::Instance;
+
+CgiRequest SignInRequest(const std::string& account, const std::string& password) {
+  CgiRequest r;
+  r.program = "auth.cgi";
+  r.method = "POST";
+  r.content_type = "application/x-www-form-urlencoded";
+  r.body = "account=" + harness::Encode(account) + "&passwd=" + harness::Encode(password);
+  return r;
+}
+
+class AuthTest : public ::testing::Test {
+ protected:
+  void SetUp() override { instance.AddUser("alice"); }
+  Instance instance;
+};
+
+TEST_F(AuthTest, RightPasswordGivesASessionTheGatewayAccepts) {
+  CgiResult r = RunCgi(instance, SignInRequest("alice", "secret-alice"));
+  EXPECT_EQ(r.status, 0);
+  ASSERT_TRUE(r.has_json) << r.out;
+  ASSERT_TRUE(r.json["success"].asBool());
+  std::string sid = r.json["sid"].asString();
+  EXPECT_EQ(sid.size(), 64u);
+  EXPECT_EQ(r.headers["Set-Cookie"], "id=" + sid + "; Path=/; HttpOnly; SameSite=Strict");
+  CgiResult e = harness::Enumerate(instance, sid, "action=radio_enum");
+  ASSERT_TRUE(e.has_json) << e.out;
+  EXPECT_TRUE(e.json["success"].asBool());
+}
+
+TEST_F(AuthTest, WrongPasswordAndUnknownAccountGetTheSameAnswer) {
+  CgiResult wrong = RunCgi(instance, SignInRequest("alice", "nope"));
+  CgiResult unknown = RunCgi(instance, SignInRequest("mallory", "nope"));
+  EXPECT_EQ(wrong.status, 0);
+  EXPECT_EQ(wrong.out, unknown.out);
+  ASSERT_TRUE(wrong.has_json);
+  EXPECT_FALSE(wrong.json["success"].asBool());
+  EXPECT_FALSE(wrong.json.isMember("sid"));
+  EXPECT_EQ(wrong.headers.count("Set-Cookie"), 0u);
+}
+
+TEST_F(AuthTest, RepeatedFailuresAreSlowedDown) {
+  for (int i = 0; i < 3; ++i) RunCgi(instance, SignInRequest("alice", "guess"));
+  auto start = std::chrono::steady_clock::now();
+  CgiResult r = RunCgi(instance, SignInRequest("alice", "secret-alice"));
+  double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_GE(waited, 0.25);
+  // The right password still gets in, and clears the count.
+  ASSERT_TRUE(r.has_json);
+  EXPECT_TRUE(r.json["success"].asBool());
+}
+
+TEST_F(AuthTest, PasswordsAreRefusedInTheQueryStringAndOnGet) {
+  CgiRequest get;
+  get.program = "auth.cgi";
+  get.query = "account=alice&passwd=secret-alice";
+  CgiResult r = RunCgi(instance, get);
+  ASSERT_TRUE(r.has_json) << r.out;
+  EXPECT_FALSE(r.json["success"].asBool());
+  EXPECT_FALSE(r.json.isMember("sid"));
+}
+
+TEST_F(AuthTest, OversizedBodyIsRefused) {
+  CgiRequest big = SignInRequest("alice", "secret-alice");
+  big.body += "&pad=" + std::string((1 << 20) + 1, 'x');
+  CgiResult r = RunCgi(instance, big);
+  ASSERT_TRUE(r.has_json) << r.out;
+  EXPECT_FALSE(r.json["success"].asBool());
+}
+
+TEST_F(AuthTest, LogoutEndsTheSession) {
+  CgiResult in = RunCgi(instance, SignInRequest("alice", "secret-alice"));
+  std::string sid = in.json["sid"].asString();
+  CgiRequest out;
+  out.program = "auth.cgi";
+  out.query = "method=logout";
+  out.session = sid;
+  CgiResult r = RunCgi(instance, out);
+  ASSERT_TRUE(r.has_json) << r.out;
+  EXPECT_TRUE(r.json["success"].asBool());
+  EXPECT_EQ(harness::Enumerate(instance, sid, "action=radio_enum").out, "");
+}
+
+}  // namespace
