@@ -129,6 +129,9 @@ WebMan WebMan::FromParts(const std::string& method, const std::string& query,
 }
 
 void WebMan::Add(std::string name, std::string value) {
+  // Handlers read parameters as C strings: a value with a NUL inside would
+  // reach them cut short, as some other value. Such a pair is not taken.
+  if (name.find('\0') != std::string::npos || value.find('\0') != std::string::npos) return;
   params_.emplace(std::move(name), std::move(value));  // keeps the first value
 }
 

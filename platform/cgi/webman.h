@@ -5,7 +5,8 @@
 // Config::max_body_bytes bytes; a larger or malformed body contributes no
 // parameters). Names and values are percent-decoded; "+" is a space in
 // url-encoded text; a name given twice keeps its first value, the query
-// string coming before the body.
+// string coming before the body. A name or value holding a NUL byte once
+// decoded is dropped: it cannot be passed on as a C string unchanged.
 #ifndef CANTORA_PLATFORM_CGI_WEBMAN_H
 #define CANTORA_PLATFORM_CGI_WEBMAN_H
 

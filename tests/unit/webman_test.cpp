@@ -35,6 +35,13 @@ TEST(WebManIn, AbsentGivesTheDefaultAndEmptyIsPresent) {
   EXPECT_STREQ(web.In("zz", "shared"), "shared");
 }
 
+TEST(WebManIn, PairsWithAnEncodedNulAreDropped) {
+  WebMan web = Get("action=radio_enum%00x&a%00b=1&ok=1");
+  EXPECT_EQ(web.In("action"), nullptr);
+  EXPECT_EQ(web.In("a"), nullptr);
+  EXPECT_STREQ(web.In("ok"), "1");
+}
+
 TEST(WebManIn, RepeatedNameKeepsTheFirstValueQueryBeforeBody) {
   EXPECT_STREQ(Get("a=1&a=2").In("a"), "1");
   WebMan web = Post("a=q", "application/x-www-form-urlencoded", "a=b&c=%27x%27");

@@ -1,0 +1,32 @@
+// The platform's refresh of one SHOUTcast genre cache.
+//
+// The fetch itself lives in the helper program cantora-radio-fetch, so that
+// the statically linked CGIs that trigger a refresh carry no HTTP or TLS
+// library: this side only finds the helper, runs it without a shell and
+// waits for it.
+#ifndef CANTORA_PLATFORM_RADIO_SHOUTCAST_UPDATE_H
+#define CANTORA_PLATFORM_RADIO_SHOUTCAST_UPDATE_H
+
+#include <string>
+
+namespace ZarnAudioUtils {
+
+// Name of the helper program.
+extern const char* const kRadioFetchProgram;
+
+// Where the helper is looked for: Config::libexec, else the folder of the
+// running program (a build tree, or an installation that keeps its programs
+// together). Empty when neither holds an executable helper.
+std::string RadioFetchProgramPath();
+
+// Refreshes the cache file "<radio dir>/<stem>.json", stem being "shoutcast_"
+// followed by a genre's display name. The helper inherits the environment
+// (and so CANTORA_CONFIG) and stderr; its stdout goes to our stderr, never
+// into a CGI's answer. Returns the helper's exit status (0 when the file was
+// replaced), or -1 when the stem is not a genre stem or the helper could not
+// be run or died of a signal. A failure leaves the old file untouched.
+int RadioUpdateShoutcastByGenre(const std::string& stem);
+
+}  // namespace ZarnAudioUtils
+
+#endif

@@ -1,0 +1,50 @@
+// A local HTTP server for tests: a forked child listening on 127.0.0.1 and
+// an ephemeral port, serving recorded answers from a folder. It is stopped
+// by pid when the object goes.
+//
+// Routes (the query string is ignored; any method):
+//   /<name>            200, the file <folder>/<name>.json, with Content-Length
+//   /nolength/<name>   200, the same file without Content-Length (read to close)
+//   /slow/<name>       the same as /<name>, after a delay of slow_seconds
+//   /blank             200, an empty body
+//   /status/<code>     that status, an empty body
+// A file that does not exist answers 404.
+//
+// Every request (head and body, as received) is kept, in arrival order.
+#ifndef CANTORA_TESTS_SUPPORT_HTTP_STUB_H
+#define CANTORA_TESTS_SUPPORT_HTTP_STUB_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace teststub {
+
+class HttpStub {
+ public:
+  explicit HttpStub(const std::string& folder, int slow_seconds = 5);
+  ~HttpStub();
+  HttpStub(const HttpStub&) = delete;
+  HttpStub& operator=(const HttpStub&) = delete;
+
+  // False when the server could not be started.
+  bool ok() const { return pid_ > 0; }
+  int port() const { return port_; }
+  // "http://127.0.0.1:<port><path>"; path starts with "/".
+  std::string Url(const std::string& path) const;
+  // The requests received so far, each its head and body as sent.
+  std::vector<std::string> Requests() const;
+
+ private:
+  pid_t pid_ = -1;
+  int port_ = 0;
+  std::string log_dir_;
+};
+
+// A port on 127.0.0.1 that nothing listens on (bound, then released).
+int ClosedPort();
+
+}  // namespace teststub
+
+#endif
