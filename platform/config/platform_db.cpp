@@ -11,6 +11,11 @@ bool OpenPlatformDatabase(const std::string& path, bool create, sqlite::Database
   if (create) flags |= SQLITE_OPEN_CREATE;
   if (!db->Open(path, flags, error)) return false;
   sqlite3_busy_timeout(db->get(), 5000);
+  // Keep the -wal and -shm files when the last connection closes: every
+  // request is a new process, and creating, sizing and removing them again
+  // on each one costs more than the request's own query.
+  int persist = 1;
+  sqlite3_file_control(db->get(), "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
   // journal_mode=WAL is persistent in the file; setting it again is cheap
   // only when it is already WAL, so ask first.
   if (create && !db->Exec("PRAGMA journal_mode=WAL", error)) return false;
