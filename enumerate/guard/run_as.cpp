@@ -4,8 +4,47 @@
 #include <syslog.h>
 #include <unistd.h>
 
+namespace {
+
+// The effective ids as this process last set them. Only this process changes
+// its own ids, so after one real read the answer is known without asking the
+// kernel: a song list runs the guard once per song, and the reads would be
+// most of its system calls.
+struct EffectiveIds {
+  bool known = false;
+  uid_t uid = 0;
+  gid_t gid = 0;
+};
+
+EffectiveIds& Current() {
+  static EffectiveIds ids;
+  if (!ids.known) {
+    ids.uid = ::geteuid();
+    ids.gid = ::getegid();
+    ids.known = true;
+  }
+  return ids;
+}
+
+uid_t KnownEuid() { return Current().uid; }
+gid_t KnownEgid() { return Current().gid; }
+
+int TrackedSetresuid(uid_t r, uid_t e, uid_t s) {
+  int rc = ::setresuid(r, e, s);
+  if (rc == 0 && e != static_cast<uid_t>(-1)) Current().uid = e;
+  return rc;
+}
+
+int TrackedSetresgid(gid_t r, gid_t e, gid_t s) {
+  int rc = ::setresgid(r, e, s);
+  if (rc == 0 && e != static_cast<gid_t>(-1)) Current().gid = e;
+  return rc;
+}
+
+}  // namespace
+
 IdCalls& RunAsIdCalls() {
-  static IdCalls calls = {::geteuid, ::getegid, ::setresuid, ::setresgid};
+  static IdCalls calls = {KnownEuid, KnownEgid, TrackedSetresuid, TrackedSetresgid};
   return calls;
 }
 

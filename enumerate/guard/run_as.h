@@ -23,7 +23,9 @@ struct IdCalls {
   int (*setresuid)(uid_t, uid_t, uid_t);
   int (*setresgid)(gid_t, gid_t, gid_t);
 };
-// The calls in force; the C library's unless a test swapped them.
+// The calls in force: the C library's set calls, and reads of the effective
+// ids that the set calls keep up to date (one real read per process), unless
+// a test swapped them. DropToRealIds runs before the first read.
 IdCalls& RunAsIdCalls();
 
 class IF_RUN_AS {

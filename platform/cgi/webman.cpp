@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 
+#include "platform/cgi/json_text.h"
 #include "platform/config/config.h"
 
 namespace cantora {
@@ -227,10 +228,8 @@ void WebMan::WriteHeader(const char* content_type, const std::vector<std::string
 }
 
 void WebMan::WriteBody(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  std::string text = Json::writeString(builder, value);
+  std::string text;
+  AppendJsonText(value, &text);
   std::fwrite(text.data(), 1, text.size(), out_);
   std::fflush(out_);
 }

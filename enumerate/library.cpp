@@ -1,0 +1,135 @@
+// artist_enum, album_enum and genre_enum: the first levels of the browse
+// tree, each one distinct column of the index as a list of names.
+#include <syslog.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "enumerate/enumerate.h"
+#include "enumerate/escape_param.h"
+#include "enumerate/song_item.h"
+#include "platform/auth/account.h"
+#include "platform/index/browse.h"
+#include "platform/index/library.h"
+#include "platform/text/utf8.h"
+
+namespace {
+
+constexpr size_t kConditionSize = 4096;
+// latest_album asks for this many albums when its count is not positive.
+constexpr int kDefaultLatestAlbums = 100;
+
+// One browse for a list of names: its fixed arguments, the record field
+// that holds the name, and the log line for a name that is not UTF-8.
+struct NameList {
+  const char* columns;
+  const char* grouping;
+  const char* order;
+  int mode;
+  const char* MediaInfo::*field;
+  const char* bad_text_log;
+};
+
+const NameList kArtists = {nullptr, nullptr, "artist_sort asc", 1, &MediaInfo::artist,
+                           "artist %s is not valid utf8"};
+// The grouped genre query delivers each genre in the title field.
+const NameList kGenres = {"genre", "genre", "lower(genre) asc", 0, &MediaInfo::title,
+                          "genre %s is not valid utf8"};
+const NameList kAlbums = {"album", "album", "lower(album) asc", 0, &MediaInfo::album,
+                          "album %s is not valid utf8"};
+const NameList kNewestAlbums = {"album", nullptr, "create_date desc", 2, &MediaInfo::album,
+                                "album %s is not valid utf8"};
+
+// Browses and appends {"name": ...} for each record whose name is valid
+// UTF-8. False when the browse failed.
+bool ListNames(const NameList& what, const char* library, int uid, const char* condition,
+               int limit, Json::Value* items) {
+  MediaInfo* list = nullptr;
+  if (ZARNMusicBrowse(library, uid, 0, &list, 0, what.columns, condition, what.grouping,
+                      what.order, 0, limit, what.mode, 0) < 0) {
+    return false;
+  }
+  for (const MediaInfo* info = list; info != nullptr; info = info->next) {
+    const char* name = info->*what.field;
+    if (!TryUTF8ToUTF16(name)) {
+      syslog(LOG_ERR, what.bad_text_log, name);
+      continue;
+    }
+    Json::Value item(Json::objectValue);
+    item[Json::StaticString("name")] = name;
+    items->append(std::move(item));
+  }
+  ZARNPlaylistRecFree(list);
+  return true;
+}
+
+int LatestAlbumCount(const char* value) {
+  long count = std::strtol(value, nullptr, 10);
+  if (count < 1) return kDefaultLatestAlbums;
+  return count > INT_MAX ? INT_MAX : static_cast<int>(count);
+}
+
+}  // namespace
+
+void EnumerationHandler::ArtistEnum() {
+  Json::Value answer;
+  Json::Value items(Json::arrayValue);
+  const char* library = ChangeToActualLib(web_.In("library", "shared"));
+  if (ListNames(kArtists, library, GetUserIdFromName(UserName()), nullptr, -1, &items)) {
+    SetSuccess(answer, true);
+  }
+  SetItems(&answer, std::move(items));
+  WriteJsonResponse(answer, kJsonContentType);
+}
+
+void EnumerationHandler::GenreEnum() {
+  Json::Value answer;
+  Json::Value items(Json::arrayValue);
+  const char* library = ChangeToActualLib(web_.In("library", "shared"));
+  if (ListNames(kGenres, library, GetUserIdFromName(UserName()), nullptr, -1, &items)) {
+    SetSuccess(answer, true);
+  }
+  SetItems(&answer, std::move(items));
+  WriteJsonResponse(answer, kJsonContentType);
+}
+
+void EnumerationHandler::AlbumEnum() {
+  Json::Value answer;
+  Json::Value items(Json::arrayValue);
+  const char* library = ChangeToActualLib(web_.In("library", "shared"));
+  int uid = GetUserIdFromName(UserName());
+  const char* artist = web_.In("artist_name");
+  const char* genre = web_.In("genre_name");
+  const char* latest = web_.In("latest_album");
+  char condition[kConditionSize];
+  MallocText escaped;
+  bool listed;
+  if (artist != nullptr) {
+    if (!(escaped = EscapeParam(artist, 753))) {
+      SetSuccess(answer, false);
+      listed = false;
+    } else {
+      std::snprintf(condition, sizeof condition, kArtistCondition, escaped.get(),
+                    ArtistJoiner(artist, "OR", "AND"), escaped.get());
+      listed = ListNames(kAlbums, library, uid, condition, -1, &items);
+    }
+  } else if (genre != nullptr) {
+    if (!(escaped = EscapeParam(genre, 771))) {
+      SetSuccess(answer, false);
+      listed = false;
+    } else {
+      std::snprintf(condition, sizeof condition, "genre = '%s'", escaped.get());
+      listed = ListNames(kAlbums, library, uid, condition, -1, &items);
+    }
+  } else if (latest != nullptr) {
+    listed = ListNames(kNewestAlbums, library, uid, nullptr, LatestAlbumCount(latest), &items);
+  } else {
+    listed = ListNames(kAlbums, library, uid, nullptr, -1, &items);
+  }
+  if (listed) SetSuccess(answer, true);
+  escaped.reset();
+  SetItems(&answer, std::move(items));
+  WriteJsonResponse(answer, kJsonContentType);
+}

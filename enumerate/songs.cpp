@@ -1,0 +1,127 @@
+// song_enum and search: song lists of one album, artist or genre, and of a
+// substring search over titles, albums and artists.
+#include <syslog.h>
+
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "enumerate/enumerate.h"
+#include "enumerate/escape_param.h"
+#include "enumerate/song_item.h"
+#include "platform/auth/account.h"
+#include "platform/index/browse.h"
+#include "platform/index/library.h"
+
+namespace {
+
+constexpr size_t kConditionSize = 4096;
+constexpr const char* kSongOrder = "lower(album) asc, disc asc, track asc, path asc";
+// Search answers at most this many songs; dropped ones are not replaced.
+constexpr int kSearchLimit = 1000;
+
+// The browse and the admission loop that both lists end in. The success
+// flag to answer, or none when the browse or the switch to root failed.
+std::optional<bool> ListSongs(const char* library, int uid, const char* condition, int limit,
+                              int guard_line, int fail_line, MediaInfo** list,
+                              Json::Value* items) {
+  const char* actual = ChangeToActualLib(library);
+  if (ZARNMusicBrowse(actual, uid, 0, list, 0, "*", condition, nullptr, kSongOrder, 0, limit, 0,
+                      0) < 0) {
+    return std::nullopt;
+  }
+  if (!AppendSongItems(*list, actual, guard_line, fail_line, items)) return std::nullopt;
+  return true;
+}
+
+std::optional<bool> SongsOf(const char* library, int uid, const char* album, const char* artist,
+                            const char* genre, MediaInfo** list, Json::Value* items) {
+  if (album == nullptr && artist == nullptr && genre == nullptr) {
+    syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource, 1239);
+    return false;
+  }
+  MallocText album_q, artist_q, genre_q;
+  if (album != nullptr && !(album_q = EscapeParam(album, 1252))) return false;
+  if (artist != nullptr && !(artist_q = EscapeParam(artist, 1263))) return false;
+  if (genre != nullptr && !(genre_q = EscapeParam(genre, 1274))) return false;
+
+  // With a genre the artist is ignored: genre rows come first.
+  char condition[kConditionSize];
+  if (genre != nullptr && album != nullptr) {
+    std::snprintf(condition, sizeof condition, "genre = '%s' and album = '%s'", genre_q.get(),
+                  album_q.get());
+  } else if (genre != nullptr) {
+    std::snprintf(condition, sizeof condition, "genre = '%s'", genre_q.get());
+  } else if (album != nullptr && artist != nullptr) {
+    char artist_condition[kConditionSize];
+    std::snprintf(artist_condition, sizeof artist_condition, kArtistCondition, artist_q.get(),
+                  ArtistJoiner(artist, "or", "and"), artist_q.get());
+    std::snprintf(condition, sizeof condition, "album = '%s' and (%s)", album_q.get(),
+                  artist_condition);
+  } else if (artist != nullptr) {
+    std::snprintf(condition, sizeof condition, kArtistCondition, artist_q.get(),
+                  ArtistJoiner(artist, "or", "and"), artist_q.get());
+  } else {
+    std::snprintf(condition, sizeof condition, "album = '%s'", album_q.get());
+  }
+  return ListSongs(library, uid, condition, -1, 1307, 1313, list, items);
+}
+
+std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
+                                const char* category, MediaInfo** list, Json::Value* items) {
+  if (key[0] == '\0') {
+    syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, 1391);
+    return false;
+  }
+  MallocText quoted = EscapeParam(key, 1401);
+  if (!quoted) return false;
+  MallocText k = EscapePatternParam(quoted.get(), 1409, 1414);
+  if (!k) return std::nullopt;
+
+  char condition[kConditionSize];
+  if (category != nullptr && std::strcmp(category, "title") == 0) {
+    std::snprintf(condition, sizeof condition, "title ilike '%%%s%%'", k.get());
+  } else if (category != nullptr && std::strcmp(category, "album") == 0) {
+    std::snprintf(condition, sizeof condition, "album ilike '%%%s%%'", k.get());
+  } else if (category != nullptr && std::strcmp(category, "artist") == 0) {
+    std::snprintf(condition, sizeof condition, "artist ilike '%%%s%%' or album_artist ilike '%%%s%%'",
+                  k.get(), k.get());
+  } else {
+    std::snprintf(condition, sizeof condition,
+                  "title ilike '%%%s%%' or album ilike '%%%s%%' or artist ilike '%%%s%%' or "
+                  "album_artist ilike '%%%s%%'",
+                  k.get(), k.get(), k.get(), k.get());
+  }
+  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, list, items);
+}
+
+}  // namespace
+
+void EnumerationHandler::SongEnum() {
+  Json::Value answer;
+  Json::Value items(Json::arrayValue);
+  const char* library = web_.In("library", "shared");
+  int uid = GetUserIdFromName(UserName());
+  MediaInfo* list = nullptr;
+  std::optional<bool> success = SongsOf(library, uid, web_.In("album_name"), web_.In("artist_name"),
+                                        web_.In("genre_name"), &list, &items);
+  if (success) SetSuccess(answer, *success);
+  SetItems(&answer, std::move(items));
+  WriteJsonResponse(answer, kJsonContentType);
+  ZARNPlaylistRecFree(list);
+}
+
+void EnumerationHandler::Search() {
+  Json::Value answer;
+  Json::Value items(Json::arrayValue);
+  const char* library = web_.In("library", "shared");
+  int uid = GetUserIdFromName(UserName());
+  MediaInfo* list = nullptr;
+  std::optional<bool> success = SearchSongs(library, uid, web_.In("search_key", ""),
+                                            web_.In("category"), &list, &items);
+  if (success) SetSuccess(answer, *success);
+  SetItems(&answer, std::move(items));
+  WriteJsonResponse(answer, kJsonContentType);
+  ZARNPlaylistRecFree(list);
+}

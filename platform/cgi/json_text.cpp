@@ -1,0 +1,97 @@
+#include "platform/cgi/json_text.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+namespace cantora {
+namespace {
+
+void AppendQuoted(const char* begin, const char* end, std::string* out) {
+  static const char kHex[] = "0123456789abcdef";
+  out->push_back('"');
+  const char* run = begin;
+  for (const char* p = begin; p != end; ++p) {
+    unsigned char c = static_cast<unsigned char>(*p);
+    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    out->append(run, p);
+    run = p + 1;
+    switch (c) {
+      case '"': out->append("\\\""); break;
+      case '\\': out->append("\\\\"); break;
+      case '\b': out->append("\\b"); break;
+      case '\f': out->append("\\f"); break;
+      case '\n': out->append("\\n"); break;
+      case '\r': out->append("\\r"); break;
+      case '\t': out->append("\\t"); break;
+      default:
+        out->append("\\u00");
+        out->push_back(kHex[c >> 4]);
+        out->push_back(kHex[c & 15]);
+    }
+  }
+  out->append(run, end);
+  out->push_back('"');
+}
+
+}  // namespace
+
+void AppendJsonText(const Json::Value& value, std::string* out) {
+  char number[32];
+  switch (value.type()) {
+    case Json::nullValue:
+      out->append("null");
+      break;
+    case Json::intValue:
+      out->append(number, std::snprintf(number, sizeof number, "%" PRId64,
+                                        static_cast<int64_t>(value.asLargestInt())));
+      break;
+    case Json::uintValue:
+      out->append(number, std::snprintf(number, sizeof number, "%" PRIu64,
+                                        static_cast<uint64_t>(value.asLargestUInt())));
+      break;
+    case Json::realValue: {
+      // Rare in answers: JsonCpp's own formatting keeps the text identical.
+      Json::StreamWriterBuilder builder;
+      builder["indentation"] = "";
+      out->append(Json::writeString(builder, value));
+      break;
+    }
+    case Json::stringValue: {
+      const char* begin = nullptr;
+      const char* end = nullptr;
+      value.getString(&begin, &end);
+      AppendQuoted(begin, end, out);
+      break;
+    }
+    case Json::booleanValue:
+      out->append(value.asBool() ? "true" : "false");
+      break;
+    case Json::arrayValue: {
+      out->push_back('[');
+      Json::ArrayIndex n = value.size();
+      for (Json::ArrayIndex i = 0; i < n; ++i) {
+        if (i) out->push_back(',');
+        AppendJsonText(value[i], out);
+      }
+      out->push_back(']');
+      break;
+    }
+    case Json::objectValue: {
+      out->push_back('{');
+      bool first = true;
+      for (auto it = value.begin(); it != value.end(); ++it) {
+        if (!first) out->push_back(',');
+        first = false;
+        const char* key_end = nullptr;
+        const char* key = it.memberName(&key_end);
+        AppendQuoted(key, key_end, out);
+        out->push_back(':');
+        AppendJsonText(*it, out);
+      }
+      out->push_back('}');
+      break;
+    }
+  }
+}
+
+}  // namespace cantora

@@ -1,0 +1,519 @@
+#include "platform/index/browse.h"
+
+#include <strings.h>
+
+#include <cstring>
+#include <string_view>
+
+#include "platform/config/platform_db.h"
+#include "platform/index/facets.h"
+#include "platform/index/library.h"
+#include "platform/index/sql_functions.h"
+
+namespace cantora {
+namespace {
+
+// The record fields a selected column can fill.
+enum class Field {
+  kNone, kId, kLibrary, kPath, kTrack, kDisc, kYear, kTitle, kAlbum, kArtist, kAlbumArtist,
+  kGenre, kComposer, kComment, kDuration, kBitrate, kFrequency, kChannel, kFilesize, kCovercount
+};
+
+struct FieldColumn {
+  const char* column;
+  Field field;
+};
+
+const FieldColumn kSongFields[] = {
+    {"id", Field::kId},           {"library", Field::kLibrary},
+    {"path", Field::kPath},       {"track", Field::kTrack},
+    {"disc", Field::kDisc},       {"year", Field::kYear},
+    {"title", Field::kTitle},     {"album", Field::kAlbum},
+    {"artist", Field::kArtist},   {"album_artist", Field::kAlbumArtist},
+    {"genre", Field::kGenre},     {"composer", Field::kComposer},
+    {"comment", Field::kComment}, {"duration", Field::kDuration},
+    {"bitrate", Field::kBitrate}, {"frequency", Field::kFrequency},
+    {"channel", Field::kChannel}, {"filesize", Field::kFilesize},
+    {"covercount", Field::kCovercount}};
+
+const FieldColumn kFolderFields[] = {{"id", Field::kId},
+                                     {"library", Field::kLibrary},
+                                     {"path", Field::kPath},
+                                     {"title", Field::kTitle},
+                                     {"covercount", Field::kCovercount}};
+
+// One column of the statement's result and the field it fills.
+struct Output {
+  std::string expr;
+  Field field;
+};
+
+struct Plan {
+  SqlPiece statement;
+  std::vector<Output> outputs;
+  bool folders = false;
+  bool empty = false;
+  bool uses_trigrams = false;
+};
+
+template <size_t N>
+Field FieldOf(const FieldColumn (&fields)[N], std::string_view column) {
+  for (const FieldColumn& f : fields) {
+    if (column == f.column) return f.field;
+  }
+  return Field::kNone;
+}
+
+Field FieldOfColumn(bool folders, std::string_view column) {
+  return folders ? FieldOf(kFolderFields, column) : FieldOf(kSongFields, column);
+}
+
+template <size_t N>
+void AllFields(const FieldColumn (&fields)[N], std::vector<Output>* outputs) {
+  for (const FieldColumn& f : fields) outputs->push_back({f.column, f.field});
+}
+
+bool IsBlank(const char* fragment) { return fragment == nullptr || IsBlankFragment(fragment); }
+
+std::string_view Trimmed(std::string_view text) {
+  size_t first = text.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos) return {};
+  size_t last = text.find_last_not_of(" \t\r\n");
+  return text.substr(first, last - first + 1);
+}
+
+void Append(SqlPiece* to, const SqlPiece& from) {
+  to->sql += from.sql;
+  to->values.insert(to->values.end(), from.values.begin(), from.values.end());
+}
+
+void AppendInteger(SqlPiece* to, int64_t value) {
+  SqlValue v;
+  v.type = SqlValue::Type::kInteger;
+  v.integer = value;
+  to->values.push_back(v);
+  to->sql += '?';
+}
+
+// The libraries (index "library" values) the query may read.
+std::vector<int64_t> ScopeLibraries(const BrowseQuery& q) {
+  bool has_user = q.uid > 0;  // library 0 is the shared one; no user owns it
+  switch (ScopeOfLibrary(q.library)) {
+    case LibraryScope::kPersonal:
+      if (has_user) return {q.uid};
+      return {};
+    case LibraryScope::kAll:
+      if (has_user) return {0, q.uid};
+      return {0};
+    case LibraryScope::kShared:
+      break;
+  }
+  return {0};
+}
+
+void AppendScope(SqlPiece* s, const std::vector<int64_t>& libraries) {
+  s->sql += "library ";
+  if (libraries.size() == 1) {
+    s->sql += "= ";
+    AppendInteger(s, libraries[0]);
+    return;
+  }
+  s->sql += "IN (";
+  for (size_t i = 0; i < libraries.size(); ++i) {
+    if (i > 0) s->sql += ", ";
+    AppendInteger(s, libraries[i]);
+  }
+  s->sql += ')';
+}
+
+void AppendPaging(SqlPiece* s, int offset, int limit) {
+  s->sql += " LIMIT ";
+  AppendInteger(s, limit < 0 ? -1 : limit);
+  s->sql += " OFFSET ";
+  AppendInteger(s, offset < 0 ? 0 : offset);
+}
+
+// A listing read from the facet table: mode 1, mode 2, or the one-column
+// grouping of a whole library.
+void PlanFacet(const FacetDefinition& facet, bool newest, Field value_field,
+               const std::vector<int64_t>& libraries, const BrowseQuery& q, Plan* plan) {
+  SqlPiece& s = plan->statement;
+  s.sql = "SELECT value, value FROM facet WHERE kind = ";
+  AppendInteger(&s, facet.kind);
+  s.sql += " AND ";
+  AppendScope(&s, libraries);
+  if (libraries.size() == 1) {
+    s.sql += newest ? " ORDER BY newest DESC, value" : " ORDER BY sort_key, value";
+  } else {
+    // The same value may be in both libraries: one record for it.
+    s.sql += newest ? " GROUP BY value ORDER BY max(newest) DESC, value"
+                    : " GROUP BY value ORDER BY min(sort_key), value";
+  }
+  AppendPaging(&s, q.offset, q.limit);
+  plan->outputs = {{"value", value_field}, {"value", Field::kTitle}};
+}
+
+// The fragments of a query, translated.
+struct Fragments {
+  std::vector<int64_t> libraries;
+  SqlPiece condition;     // empty when there is none
+  std::string fts_query;  // trigram candidates of the condition, or empty
+  std::vector<std::string> groups;
+  SqlPiece order;         // empty when there is none
+  std::vector<std::string> columns;  // empty for every column
+};
+
+bool Translate(const BrowseQuery& q, IndexTable table, Fragments* f) {
+  f->libraries = ScopeLibraries(q);
+  if (!IsBlank(q.condition) &&
+      !TranslateCondition(q.condition, table, &f->condition, &f->fts_query)) {
+    return false;
+  }
+  if (!IsBlank(q.grouping) && !ParseColumnList(q.grouping, table, &f->groups)) return false;
+  if (!IsBlank(q.order) && !TranslateOrder(q.order, table, &f->order)) return false;
+  bool all_columns = IsBlank(q.columns) || Trimmed(q.columns) == "*";
+  return all_columns || ParseColumnList(q.columns, table, &f->columns);
+}
+
+// SELECT <outputs> FROM <table> WHERE <scope> [AND <condition>] [AND <candidates>]
+void AppendSelect(const Fragments& f, Plan* plan) {
+  SqlPiece* s = &plan->statement;
+  s->sql += "SELECT ";
+  for (size_t i = 0; i < plan->outputs.size(); ++i) {
+    if (i > 0) s->sql += ", ";
+    s->sql += plan->outputs[i].expr;
+  }
+  s->sql += plan->folders ? " FROM folder WHERE " : " FROM song WHERE ";
+  AppendScope(s, f.libraries);
+  if (!f.condition.sql.empty()) {
+    s->sql += " AND ";
+    Append(s, f.condition);
+  }
+  if (!f.fts_query.empty()) {
+    // A superset of the matching rows from the trigram index; the condition
+    // itself still decides.
+    s->sql += " AND id IN (SELECT rowid FROM song_fts WHERE song_fts MATCH ?)";
+    plan->uses_trigrams = true;
+    SqlValue v;
+    v.text = f.fts_query;
+    s->values.push_back(v);
+  }
+}
+
+bool CanonicalOrder(const char* order, const std::string& column, IndexTable table) {
+  if (IsBlank(order)) return true;
+  SqlPiece given;
+  if (!TranslateOrder(order, table, &given)) return false;
+  return given.sql == "lower(" + column + ") ASC";
+}
+
+// Modes 1 and 2: distinct artists in sort order, newest distinct albums.
+void PlanDistinct(const BrowseQuery& q, const Fragments& f, Plan* plan) {
+  bool artists = q.mode == kBrowseArtists;
+  const FacetDefinition& facet = FacetOfKind(artists ? kFacetArtist : kFacetAlbum);
+  Field field = artists ? Field::kArtist : Field::kAlbum;
+  if (f.condition.sql.empty()) {
+    PlanFacet(facet, !artists, field, f.libraries, q, plan);
+    return;
+  }
+  std::string column = facet.column;
+  plan->outputs = {{column, field}, {column, Field::kTitle}};
+  AppendSelect(f, plan);
+  SqlPiece& s = plan->statement;
+  s.sql += " GROUP BY " + column + " ORDER BY ";
+  s.sql += artists ? std::string(facet.sort_key_sql) : "max(create_date) DESC";
+  s.sql += ", " + column;
+  AppendPaging(&s, q.offset, q.limit);
+}
+
+// Mode 0 with a grouping: one record per group.
+void PlanGroups(const BrowseQuery& q, const Fragments& f, Plan* plan) {
+  IndexTable table = plan->folders ? IndexTable::kFolder : IndexTable::kSong;
+  const FacetDefinition* facet = f.groups.size() == 1 ? FacetForColumn(f.groups[0]) : nullptr;
+  if (!plan->folders && f.condition.sql.empty() && facet != nullptr &&
+      CanonicalOrder(q.order, f.groups[0], table)) {
+    PlanFacet(*facet, false, FieldOfColumn(false, f.groups[0]), f.libraries, q, plan);
+    return;
+  }
+  bool title_grouped = false;
+  std::string group_list;
+  for (const std::string& g : f.groups) {
+    Field field = FieldOfColumn(plan->folders, g);
+    title_grouped = title_grouped || field == Field::kTitle;
+    plan->outputs.push_back({g, field});
+    group_list += (group_list.empty() ? "" : ", ") + g;
+  }
+  if (!title_grouped) plan->outputs.push_back({f.groups[0], Field::kTitle});
+  AppendSelect(f, plan);
+  SqlPiece& s = plan->statement;
+  s.sql += " GROUP BY " + group_list + " ORDER BY ";
+  if (!f.order.sql.empty()) {
+    Append(&s, f.order);
+    s.sql += ", ";
+  }
+  s.sql += group_list;
+  AppendPaging(&s, q.offset, q.limit);
+}
+
+// Mode 0 without a grouping: the rows themselves.
+void PlanRows(const BrowseQuery& q, const Fragments& f, Plan* plan) {
+  if (f.columns.empty()) {
+    if (plan->folders) {
+      AllFields(kFolderFields, &plan->outputs);
+    } else {
+      AllFields(kSongFields, &plan->outputs);
+    }
+  } else {
+    // The id and owner always come along: the record's identity.
+    plan->outputs = {{"id", Field::kId}, {"library", Field::kLibrary}};
+    for (const std::string& c : f.columns) {
+      Field field = FieldOfColumn(plan->folders, c);
+      if (field != Field::kId && field != Field::kLibrary) plan->outputs.push_back({c, field});
+    }
+  }
+  AppendSelect(f, plan);
+  SqlPiece& s = plan->statement;
+  if (!f.order.sql.empty()) {
+    s.sql += " ORDER BY ";
+    Append(&s, f.order);
+  }
+  AppendPaging(&s, q.offset, q.limit);
+}
+
+bool PlanQuery(const BrowseQuery& q, Plan* plan) {
+  if (q.kind != kBrowseSongs && q.kind != kBrowseFolders) return false;
+  plan->folders = q.kind == kBrowseFolders;
+  bool distinct = q.mode == kBrowseArtists || q.mode == kBrowseNewestAlbums;
+  if (q.mode != kBrowseRows && !(distinct && !plan->folders)) return false;
+  // Fragments are checked even when the scope turns out to be empty.
+  Fragments f;
+  if (!Translate(q, plan->folders ? IndexTable::kFolder : IndexTable::kSong, &f)) return false;
+  if (f.libraries.empty()) {
+    plan->empty = true;
+  } else if (distinct) {
+    PlanDistinct(q, f, plan);
+  } else if (!f.groups.empty()) {
+    PlanGroups(q, f, plan);
+  } else {
+    PlanRows(q, f, plan);
+  }
+  return true;
+}
+
+// ---- Running the statement ----
+
+const char* const kReadableTables[] = {"song",          "folder",       "facet",
+                                       "song_fts",      "song_fts_data", "song_fts_idx",
+                                       "song_fts_config", "song_fts_docsize"};
+// SQLite's own functions that the statements above use.
+const char* const kSqlFunctions[] = {"min", "max", "count", "match"};
+
+template <size_t N>
+bool Named(const char* const (&names)[N], const char* name) {
+  if (name == nullptr) return false;
+  for (const char* n : names) {
+    if (strcasecmp(n, name) == 0) return true;
+  }
+  return false;
+}
+
+int Authorize(void*, int action, const char* arg1, const char* arg2, const char*, const char*) {
+  switch (action) {
+    case SQLITE_SELECT:
+      return SQLITE_OK;
+    case SQLITE_READ:
+      return Named(kReadableTables, arg1) ? SQLITE_OK : SQLITE_DENY;
+    case SQLITE_PRAGMA:
+      // The trigram index asks this read-only counter before it reads.
+      return arg1 != nullptr && strcasecmp(arg1, "data_version") == 0 && arg2 == nullptr
+                 ? SQLITE_OK
+                 : SQLITE_DENY;
+    case SQLITE_FUNCTION:
+      return arg2 != nullptr && (IsIndexFunction(arg2) || Named(kSqlFunctions, arg2))
+                 ? SQLITE_OK
+                 : SQLITE_DENY;
+    default:
+      return SQLITE_DENY;
+  }
+}
+
+// Holds the authorizer and query_only mode for the life of one query.
+class Confinement {
+ public:
+  Confinement(sqlite3* db, bool uses_trigrams) : db_(db) {
+    // Connecting the trigram index declares its table, which an authorizer
+    // sees as a schema write: connect it first, with a statement of our own.
+    if (uses_trigrams) sqlite3_exec(db_, "SELECT 1 FROM song_fts WHERE 0", nullptr, nullptr, nullptr);
+    sqlite3_exec(db_, "PRAGMA query_only=1", nullptr, nullptr, nullptr);
+    sqlite3_set_authorizer(db_, Authorize, nullptr);
+  }
+  ~Confinement() {
+    sqlite3_set_authorizer(db_, nullptr, nullptr);
+    sqlite3_exec(db_, "PRAGMA query_only=0", nullptr, nullptr, nullptr);
+  }
+  Confinement(const Confinement&) = delete;
+  Confinement& operator=(const Confinement&) = delete;
+
+ private:
+  sqlite3* db_;
+};
+
+void Bind(sqlite::Statement& stmt, const std::vector<SqlValue>& values) {
+  for (size_t i = 0; i < values.size(); ++i) {
+    int index = static_cast<int>(i) + 1;
+    const SqlValue& v = values[i];
+    switch (v.type) {
+      case SqlValue::Type::kText:
+        stmt.Bind(index, v.text);
+        break;
+      case SqlValue::Type::kInteger:
+        stmt.Bind(index, v.integer);
+        break;
+      case SqlValue::Type::kReal:
+        stmt.Bind(index, v.real);
+        break;
+    }
+  }
+}
+
+std::string_view TextColumn(sqlite3_stmt* stmt, int col) {
+  const char* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, col));
+  return std::string_view(text ? text : "", text ? sqlite3_column_bytes(stmt, col) : 0);
+}
+
+std::string_view* TextSlot(MediaInfoTexts* texts, Field field) {
+  switch (field) {
+    case Field::kPath: return &texts->path;
+    case Field::kTitle: return &texts->title;
+    case Field::kAlbum: return &texts->album;
+    case Field::kArtist: return &texts->artist;
+    case Field::kAlbumArtist: return &texts->album_artist;
+    case Field::kGenre: return &texts->genre;
+    case Field::kComposer: return &texts->composer;
+    case Field::kComment: return &texts->comment;
+    default: return nullptr;
+  }
+}
+
+void SetNumber(MediaInfo* info, Field field, sqlite3_stmt* stmt, int col) {
+  int value = sqlite3_column_int(stmt, col);
+  switch (field) {
+    case Field::kId: info->id = static_cast<unsigned long>(sqlite3_column_int64(stmt, col)); break;
+    case Field::kLibrary: info->library = value; break;
+    case Field::kTrack: info->track = value; break;
+    case Field::kDisc: info->disc = value; break;
+    case Field::kYear: info->year = value; break;
+    case Field::kDuration: info->duration = static_cast<float>(sqlite3_column_double(stmt, col)); break;
+    case Field::kBitrate: info->bitrate = value; break;
+    case Field::kFrequency: info->frequency = value; break;
+    case Field::kChannel: info->channel = value; break;
+    case Field::kFilesize: info->filesize = static_cast<uint64_t>(sqlite3_column_int64(stmt, col)); break;
+    case Field::kCovercount: info->covercount = value; break;
+    default: break;
+  }
+}
+
+MediaInfo* ReadRecord(sqlite3_stmt* stmt, const Plan& plan) {
+  MediaInfoTexts texts;
+  for (size_t i = 0; i < plan.outputs.size(); ++i) {
+    std::string_view* slot = TextSlot(&texts, plan.outputs[i].field);
+    if (slot != nullptr) *slot = TextColumn(stmt, static_cast<int>(i));
+  }
+  if (plan.folders && texts.title.empty()) {
+    size_t slash = texts.path.find_last_of('/');
+    texts.title = slash == std::string_view::npos ? texts.path : texts.path.substr(slash + 1);
+  }
+  MediaInfo* info = NewMediaInfo(texts);
+  if (info == nullptr) return nullptr;
+  for (size_t i = 0; i < plan.outputs.size(); ++i) {
+    SetNumber(info, plan.outputs[i].field, stmt, static_cast<int>(i));
+  }
+  return info;
+}
+
+int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
+  Confinement confinement(db.get(), plan.uses_trigrams);
+  sqlite3_stmt* raw = nullptr;
+  const char* tail = nullptr;
+  const std::string& sql = plan.statement.sql;
+  if (sqlite3_prepare_v2(db.get(), sql.c_str(), static_cast<int>(sql.size()), &raw, &tail) !=
+      SQLITE_OK) {
+    sqlite3_finalize(raw);
+    return -1;
+  }
+  sqlite::Statement stmt(raw);
+  if (raw == nullptr || !IsBlankFragment(std::string_view(tail)) || !sqlite3_stmt_readonly(raw)) {
+    return -1;
+  }
+  Bind(stmt, plan.statement.values);
+  MediaInfo** link = head;
+  int count = 0;
+  int rc;
+  while ((rc = stmt.Step()) == SQLITE_ROW) {
+    MediaInfo* info = ReadRecord(raw, plan);
+    if (info == nullptr) {
+      rc = SQLITE_NOMEM;
+      break;
+    }
+    *link = info;
+    link = &info->next;
+    ++count;
+  }
+  if (rc != SQLITE_DONE) {
+    ZARNPlaylistRecFree(*head);
+    *head = nullptr;
+    return -1;
+  }
+  return count;
+}
+
+}  // namespace
+
+bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* empty) {
+  Plan plan;
+  if (!PlanQuery(query, &plan)) return false;
+  *statement = std::move(plan.statement);
+  *empty = plan.empty;
+  return true;
+}
+
+int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head) {
+  if (head == nullptr) return -1;
+  *head = nullptr;
+  Plan plan;
+  if (!PlanQuery(query, &plan)) return -1;
+  if (plan.empty) return 0;
+  return Run(db, plan, head);
+}
+
+}  // namespace cantora
+
+int ZARNMusicBrowse(const char* library, int uid, int kind, MediaInfo** head, int,
+                    const char* columns, const char* condition, const char* grouping,
+                    const char* order, int offset, int limit, int mode, int) {
+  if (head != nullptr) *head = nullptr;
+  sqlite::Database* db = cantora::PlatformDatabase();
+  if (db == nullptr) return -1;
+  static sqlite3* prepared = nullptr;
+  if (prepared != db->get()) {
+    if (!cantora::RegisterIndexFunctions(db->get())) return -1;
+    // Reads through a memory map and sorts in memory: a request reads a few
+    // thousand rows at most and sorts them once, and on this class of
+    // machine a system call per page or a spill to a temporary file costs
+    // more than the query. The cache only grows as far as a query needs.
+    db->Exec("PRAGMA mmap_size=268435456; PRAGMA temp_store=MEMORY; PRAGMA cache_size=-16000");
+    prepared = db->get();
+  }
+  cantora::BrowseQuery query;
+  query.library = library;
+  query.uid = uid;
+  query.kind = kind;
+  query.columns = columns;
+  query.condition = condition;
+  query.grouping = grouping;
+  query.order = order;
+  query.offset = offset;
+  query.limit = limit;
+  query.mode = mode;
+  return cantora::MusicBrowse(*db, query, head);
+}

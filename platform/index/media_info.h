@@ -1,0 +1,66 @@
+// MediaInfo: one record of the music index (a song, or a folder for the
+// folder browse), delivered as a singly linked list.
+//
+// Each record is one malloc'd block: the struct followed by its texts, so a
+// record costs what its text costs and a long list stays small. The text
+// fields point into the block and are never null (absent text is "").
+// A list is freed with ZARNPlaylistRecFree.
+#ifndef CANTORA_PLATFORM_INDEX_MEDIA_INFO_H
+#define CANTORA_PLATFORM_INDEX_MEDIA_INFO_H
+
+#include <cstdint>
+#include <string_view>
+
+struct MediaInfo {
+  unsigned long id;
+  const char* path;
+  int track;
+  int disc;
+  int year;
+  const char* title;
+  const char* album;
+  const char* artist;
+  const char* album_artist;
+  const char* genre;
+  const char* composer;
+  const char* comment;
+  float duration;
+  int bitrate;
+  int frequency;
+  int channel;
+  uint64_t filesize;
+  int covercount;
+  // The library the record belongs to: 0 for the shared libraries, else the
+  // user id of the personal library's owner.
+  int library;
+  MediaInfo* next;
+};
+
+// Frees every record of the list; null is allowed.
+void ZARNPlaylistRecFree(MediaInfo* head);
+
+// True when info is not null and its album, artist, title and genre, tested
+// in that order, are all valid UTF-8 (TryUTF8ToUTF16). Logs nothing.
+bool MediaInfoIsValidUtf8(const MediaInfo* info);
+
+namespace cantora {
+
+// The texts of a new record, in the order of the struct.
+struct MediaInfoTexts {
+  std::string_view path;
+  std::string_view title;
+  std::string_view album;
+  std::string_view artist;
+  std::string_view album_artist;
+  std::string_view genre;
+  std::string_view composer;
+  std::string_view comment;
+};
+
+// A new record holding copies of texts (each cut at an embedded NUL, as C
+// readers would see it), all numbers 0 and next null. Null when memory runs out.
+MediaInfo* NewMediaInfo(const MediaInfoTexts& texts);
+
+}  // namespace cantora
+
+#endif

@@ -1,0 +1,529 @@
+#include "platform/index/browse.h"
+
+#include <ftw.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/config/platform_db.h"
+#include "platform/index/facets.h"
+#include "platform/index/schema.h"
+#include "platform/index/sql_functions.h"
+#include "platform/text/casefold.h"
+
+namespace {
+
+using cantora::BrowseQuery;
+
+constexpr int kUser = 1001;
+constexpr int kOtherUser = 1002;
+const char* const kSongOrder = "lower(album) asc, disc asc, track asc, path asc";
+
+struct Song {
+  int library = 0;
+  std::string path;
+  std::string title;
+  std::string album;
+  std::string artist;
+  std::string album_artist;
+  std::string genre;
+  int track = 0;
+  int disc = 0;
+  long create_date = 0;
+  std::string artist_sort;
+};
+
+class BrowseTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char dir[] = "/tmp/cantora-browse-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(dir));
+    dir_ = dir;
+    std::string error;
+    ASSERT_TRUE(cantora::OpenPlatformDatabase(dir_ + "/index.db", true, &db_, &error)) << error;
+    ASSERT_TRUE(cantora::RegisterIndexFunctions(db_.get()));
+    ASSERT_TRUE(cantora::CreateIndexSchema(db_, &error)) << error;
+  }
+
+  void Reopen() {
+    db_.Close();
+    std::string error;
+    ASSERT_TRUE(cantora::OpenPlatformDatabase(dir_ + "/index.db", false, &db_, &error)) << error;
+    ASSERT_TRUE(cantora::RegisterIndexFunctions(db_.get()));
+  }
+
+  void TearDown() override {
+    db_.Close();
+    nftw(dir_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); },
+         16, FTW_DEPTH | FTW_PHYS);
+  }
+
+  void Add(const Song& s) {
+    sqlite::Statement st = db_.Prepare(
+        "INSERT INTO song(library, path, title, album, artist, album_artist, genre, track, disc, "
+        "create_date, artist_sort, artist_search, album_artist_search, duration, filesize) "
+        "VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+    ASSERT_TRUE(st.IsValid()) << db_.ErrorMessage();
+    st.Bind(1, s.library).Bind(2, s.path).Bind(3, s.title).Bind(4, s.album).Bind(5, s.artist);
+    st.Bind(6, s.album_artist).Bind(7, s.genre).Bind(8, s.track).Bind(9, s.disc);
+    st.Bind(10, static_cast<int64_t>(s.create_date)).Bind(11, s.artist_sort);
+    st.Bind(12, cantora::FoldUpper(s.artist)).Bind(13, cantora::FoldUpper(s.album_artist));
+    st.Bind(14, 59.9).Bind(15, static_cast<int64_t>(5000000000LL));
+    ASSERT_EQ(SQLITE_DONE, st.Step()) << db_.ErrorMessage();
+  }
+
+  void AddSimple(int library, const std::string& path, const std::string& title,
+                 const std::string& album, const std::string& artist, const std::string& genre,
+                 long create_date = 0) {
+    Song s;
+    s.library = library;
+    s.path = path;
+    s.title = title;
+    s.album = album;
+    s.artist = artist;
+    s.genre = genre;
+    s.create_date = create_date;
+    Add(s);
+  }
+
+  void AddLibrary() {
+    AddSimple(0, "/m/1.mp3", "Love Song", "Alpha", "Band A", "Rock", 10);
+    AddSimple(0, "/m/2.mp3", "Glove Story", "beta", "Band B", "Jazz", 30);
+    AddSimple(0, "/m/3.mp3", "Nothing", "Alpha", "\xC3\x84rzte", "Rock", 20);
+    AddSimple(0, "/m/4.mp3", "100% Pure", "Gamma", "Band A", "Pop", 40);
+    AddSimple(0, "/m/5.mp3", "1000 Pure", "Gamma", "Band A", "Pop", 40);
+    AddSimple(kUser, "/home/u/music/1.mp3", "Secret Love", "Private", "Solo", "Rock", 50);
+    AddSimple(kOtherUser, "/home/v/music/1.mp3", "Other Love", "Hidden", "Them", "Metal", 60);
+  }
+
+  struct Result {
+    int rc = -1;
+    std::vector<std::string> titles;
+    std::vector<std::string> albums;
+    std::vector<std::string> artists;
+    std::vector<std::string> paths;
+    std::vector<int> libraries;
+  };
+
+  Result Browse(BrowseQuery q) {
+    Result r;
+    MediaInfo* head = reinterpret_cast<MediaInfo*>(1);  // must be reset by the call
+    r.rc = cantora::MusicBrowse(db_, q, &head);
+    int count = 0;
+    for (MediaInfo* m = head; m != nullptr; m = m->next, ++count) {
+      r.titles.push_back(m->title);
+      r.albums.push_back(m->album);
+      r.artists.push_back(m->artist);
+      r.paths.push_back(m->path);
+      r.libraries.push_back(m->library);
+    }
+    if (r.rc >= 0) EXPECT_EQ(r.rc, count);
+    if (r.rc < 0) EXPECT_EQ(nullptr, head);
+    ZARNPlaylistRecFree(head);
+    return r;
+  }
+
+  Result Songs(const char* library, int uid, const char* condition, int limit = -1) {
+    BrowseQuery q;
+    q.library = library;
+    q.uid = uid;
+    q.columns = "*";
+    q.condition = condition;
+    q.order = kSongOrder;
+    q.limit = limit;
+    return Browse(q);
+  }
+
+  std::string Plan(const BrowseQuery& q) {
+    cantora::SqlPiece statement;
+    bool empty = false;
+    EXPECT_TRUE(cantora::BuildBrowseStatement(q, &statement, &empty));
+    sqlite::Statement st = db_.Prepare("EXPLAIN QUERY PLAN " + statement.sql);
+    EXPECT_TRUE(st.IsValid()) << db_.ErrorMessage();
+    std::string plan;
+    while (st.Step() == SQLITE_ROW) plan += std::string(st.Text(3)) + "\n";
+    return plan;
+  }
+
+  // A digest of everything stored, to show that a query changed nothing.
+  std::string Digest() {
+    std::string out;
+    for (const char* sql :
+         {"SELECT count(*), total(id), group_concat(title || album || artist, '|') FROM song",
+          "SELECT count(*), group_concat(value, '|') FROM facet",
+          "SELECT count(*), group_concat(path, '|') FROM folder",
+          "SELECT count(*), group_concat(name || sql, '|') FROM sqlite_master",
+          "PRAGMA query_only"}) {
+      sqlite::Statement st = db_.Prepare(sql);
+      EXPECT_TRUE(st.IsValid()) << sql;
+      while (st.Step() == SQLITE_ROW) {
+        for (int i = 0; i < st.ColumnCount(); ++i) out += std::string(st.Text(i)) + ";";
+      }
+    }
+    return out;
+  }
+
+  std::string dir_;
+  sqlite::Database db_;
+};
+
+TEST_F(BrowseTest, SongsOfAnAlbumInOrder) {
+  AddLibrary();
+  Result r = Songs("shared", kUser, "album = 'Alpha'");
+  ASSERT_EQ(2, r.rc);
+  EXPECT_EQ((std::vector<std::string>{"/m/1.mp3", "/m/3.mp3"}), r.paths);
+}
+
+TEST_F(BrowseTest, RecordsCarryEveryField) {
+  AddLibrary();
+  MediaInfo* head = nullptr;
+  BrowseQuery q;
+  q.condition = "path = '/m/1.mp3'";
+  ASSERT_EQ(1, cantora::MusicBrowse(db_, q, &head));
+  EXPECT_STREQ("Love Song", head->title);
+  EXPECT_STREQ("Band A", head->artist);
+  EXPECT_STREQ("Rock", head->genre);
+  EXPECT_FLOAT_EQ(59.9f, head->duration);
+  EXPECT_EQ(5000000000ULL, head->filesize);
+  EXPECT_EQ(1u, head->id);
+  EXPECT_EQ(0, head->library);
+  ZARNPlaylistRecFree(head);
+}
+
+TEST_F(BrowseTest, PersonalSongsStayWithTheirOwner) {
+  AddLibrary();
+  EXPECT_EQ(0, Songs("shared", kUser, "title = 'Secret Love'").rc);
+  EXPECT_EQ(1, Songs("personal", kUser, "title = 'Secret Love'").rc);
+  EXPECT_EQ(0, Songs("personal", kOtherUser, "title = 'Secret Love'").rc);
+  EXPECT_EQ(0, Songs("all", kOtherUser, "title = 'Secret Love'").rc);
+  Result all = Songs("all", kUser, "title ilike '%love%'");
+  EXPECT_EQ((std::vector<std::string>{"Love Song", "Glove Story", "Secret Love"}), all.titles);
+  EXPECT_EQ(1, Songs("actual_personal", kUser, "title = 'Secret Love'").rc);
+}
+
+TEST_F(BrowseTest, UnknownLibraryOrUserNeverWidens) {
+  AddLibrary();
+  EXPECT_EQ(5, Songs("everything", kUser, nullptr).rc);
+  EXPECT_EQ(5, Songs(nullptr, kUser, nullptr).rc);
+  EXPECT_EQ(0, Songs("personal", -1, nullptr).rc);
+  EXPECT_EQ(0, Songs("personal", 0, nullptr).rc);
+  EXPECT_EQ(5, Songs("all", -1, nullptr).rc);
+}
+
+TEST_F(BrowseTest, ArtistConditionFoldsUnicode) {
+  AddLibrary();
+  Result r = Songs("shared", 0,
+                   "artist_search = UPPER('\xC3\xA4RZTE') or album_artist_search = UPPER('\xC3\xA4RZTE')");
+  EXPECT_EQ((std::vector<std::string>{"Nothing"}), r.titles);
+}
+
+TEST_F(BrowseTest, EmptyArtistMatchesOnlySongsWithoutArtists) {
+  AddLibrary();
+  AddSimple(0, "/m/6.mp3", "Anonymous", "Delta", "", "Pop");
+  Result r = Songs("shared", 0, "artist_search = UPPER('') and album_artist_search = UPPER('')");
+  EXPECT_EQ((std::vector<std::string>{"Anonymous"}), r.titles);
+}
+
+TEST_F(BrowseTest, SubstringSearchUsesTheTrigramIndex) {
+  AddLibrary();
+  const char* condition =
+      "title ilike '%LOVE%' or album ilike '%LOVE%' or artist ilike '%LOVE%' or album_artist "
+      "ilike '%LOVE%'";
+  Result r = Songs("shared", 0, condition, 1000);
+  EXPECT_EQ((std::vector<std::string>{"Love Song", "Glove Story"}), r.titles);
+  // A connection that has not touched the trigram index yet, as in a new process.
+  Reopen();
+  EXPECT_EQ(r.titles, Songs("shared", 0, condition, 1000).titles);
+  BrowseQuery q;
+  q.condition = condition;
+  EXPECT_NE(std::string::npos, Plan(q).find("song_fts")) << Plan(q);
+}
+
+TEST_F(BrowseTest, ShortKeysScanAndStillFind) {
+  AddLibrary();
+  Result r = Songs("shared", 0, "title ilike '%lo%' or album ilike '%lo%'");
+  EXPECT_EQ((std::vector<std::string>{"Love Song", "Glove Story"}), r.titles);
+  BrowseQuery q;
+  q.condition = "title ilike '%lo%'";
+  EXPECT_EQ(std::string::npos, Plan(q).find("song_fts"));
+}
+
+TEST_F(BrowseTest, CandidatesFollowUpdatesAndDeletes) {
+  AddLibrary();
+  ASSERT_TRUE(db_.Exec("UPDATE song SET title = 'Hate Song' WHERE path = '/m/1.mp3'"));
+  ASSERT_TRUE(db_.Exec("DELETE FROM song WHERE path = '/m/2.mp3'"));
+  EXPECT_EQ(0, Songs("shared", 0, "title ilike '%love%'").rc);
+  EXPECT_EQ(1, Songs("shared", 0, "title ilike '%hate%'").rc);
+}
+
+TEST_F(BrowseTest, PatternCharactersInKeysMatchLiterally) {
+  AddLibrary();
+  AddSimple(0, "/m/7.mp3", "a_b", "x", "x", "x");
+  AddSimple(0, "/m/8.mp3", "axb", "x", "x", "x");
+  AddSimple(0, "/m/9.mp3", "back\\slash", "x", "x", "x");
+  EXPECT_EQ((std::vector<std::string>{"100% Pure"}), Songs("shared", 0, "title ilike '%100\\%%'").titles);
+  EXPECT_EQ((std::vector<std::string>{"a_b"}), Songs("shared", 0, "title ilike '%a\\_b%'").titles);
+  EXPECT_EQ((std::vector<std::string>{"back\\slash"}),
+            Songs("shared", 0, "title ilike '%k\\\\s%'").titles);
+  // A pattern that ends in a lone escape fails the query, as PostgreSQL does.
+  EXPECT_LT(Songs("shared", 0, "title ilike '%a\\'").rc, 0);
+}
+
+TEST_F(BrowseTest, LimitAndOrderOfLargeResults) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  for (int i = 0; i < 1500; ++i) {
+    Song s;
+    s.path = "/m/many/" + std::to_string(i) + ".mp3";
+    s.title = "Common word " + std::to_string(i);
+    s.album = (i % 2) ? "zeta" : "Zeta";
+    s.disc = i % 3;
+    s.track = 1500 - i;
+    Add(s);
+  }
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  Result r = Songs("shared", 0, "title ilike '%common%'", 1000);
+  ASSERT_EQ(1000, r.rc);
+  // lower(album) ties, then disc, then track: the first rows are disc 0 with the lowest tracks.
+  EXPECT_EQ("/m/many/1497.mp3", r.paths[0]);
+  EXPECT_EQ("/m/many/1494.mp3", r.paths[1]);
+}
+
+TEST_F(BrowseTest, FoldersOneLevelBelowARoot) {
+  ASSERT_TRUE(db_.Exec(
+      "INSERT INTO folder(library, path, title) VALUES (0, '/m/a', 'a'), (0, '/m/b', 'b'), "
+      "(0, '/m/a/deeper', 'deeper'), (1001, '/home/u/music/x', 'x')"));
+  BrowseQuery q;
+  q.kind = cantora::kBrowseFolders;
+  q.columns = "*";
+  q.condition = " path LIKE '/m/%' AND path NOT LIKE '/m/%/%' ";
+  q.order = "title asc";
+  Result r = Browse(q);
+  EXPECT_EQ((std::vector<std::string>{"a", "b"}), r.titles);
+  q.library = "personal";
+  q.uid = kUser;
+  q.condition = "path like '/home/u/music/%' and path not like '/home/u/music/%/%' ";
+  EXPECT_EQ(1, Browse(q).rc);
+}
+
+TEST_F(BrowseTest, FolderWithoutTitleIsCalledByItsName) {
+  ASSERT_TRUE(db_.Exec("INSERT INTO folder(library, path, title) VALUES (0, '/m/Some Name', '')"));
+  BrowseQuery q;
+  q.kind = cantora::kBrowseFolders;
+  EXPECT_EQ((std::vector<std::string>{"Some Name"}), Browse(q).titles);
+}
+
+TEST_F(BrowseTest, ColumnSubsetsAndUnquotedIds) {
+  AddLibrary();
+  BrowseQuery q;
+  q.columns = "path, artist, title";
+  q.condition = "id = 3";
+  Result r = Browse(q);
+  ASSERT_EQ(1, r.rc);
+  EXPECT_EQ("\xC3\x84rzte", r.artists[0]);
+  EXPECT_EQ("", r.albums[0]);
+  q.condition = "id = '3'";
+  EXPECT_EQ(1, Browse(q).rc);
+  q.columns = "path; DROP TABLE song";
+  EXPECT_LT(Browse(q).rc, 0);
+}
+
+TEST_F(BrowseTest, GroupedGenresArriveInTheTitle) {
+  AddLibrary();
+  BrowseQuery q;
+  q.columns = "genre";
+  q.grouping = "genre";
+  q.order = "lower(genre) asc";
+  ASSERT_TRUE(cantora::RebuildFacets(db_));
+  Result facets = Browse(q);
+  EXPECT_EQ((std::vector<std::string>{"Jazz", "Pop", "Rock"}), facets.titles);
+  // The same through a scan of the songs.
+  q.condition = "1 = 1";
+  EXPECT_EQ(facets.titles, Browse(q).titles);
+}
+
+TEST_F(BrowseTest, AlbumsWholeLibraryAndByArtist) {
+  AddLibrary();
+  ASSERT_TRUE(cantora::RebuildFacets(db_));
+  BrowseQuery q;
+  q.columns = "album";
+  q.grouping = "album";
+  q.order = "lower(album) asc";
+  EXPECT_EQ((std::vector<std::string>{"Alpha", "beta", "Gamma"}), Browse(q).albums);
+  q.library = "all";
+  q.uid = kUser;
+  EXPECT_EQ((std::vector<std::string>{"Alpha", "beta", "Gamma", "Private"}), Browse(q).albums);
+  q.library = "shared";
+  q.condition = "artist_search = UPPER('band a') OR album_artist_search = UPPER('band a')";
+  EXPECT_EQ((std::vector<std::string>{"Alpha", "Gamma"}), Browse(q).albums);
+}
+
+TEST_F(BrowseTest, ArtistsInSortOrder) {
+  Song s;
+  s.path = "/m/1";
+  s.artist = "The Zombies";
+  s.artist_sort = "Zombies, The";
+  Add(s);
+  s.path = "/m/2";
+  s.artist = "abba";
+  s.artist_sort = "";
+  Add(s);
+  s.path = "/m/3";
+  s.artist = "Beatles";
+  s.artist_sort = "Beatles";
+  Add(s);
+  s.path = "/m/4";
+  Add(s);
+  ASSERT_TRUE(cantora::RebuildFacets(db_));
+  BrowseQuery q;
+  q.order = "artist_sort asc";
+  q.mode = cantora::kBrowseArtists;
+  Result facets = Browse(q);
+  EXPECT_EQ((std::vector<std::string>{"abba", "Beatles", "The Zombies"}), facets.artists);
+  EXPECT_EQ(facets.artists, facets.titles);
+  q.condition = "1 = 1";  // the same through a scan of the songs
+  EXPECT_EQ(facets.artists, Browse(q).artists);
+}
+
+TEST_F(BrowseTest, NewestAlbums) {
+  AddLibrary();
+  ASSERT_TRUE(cantora::RebuildFacets(db_));
+  BrowseQuery q;
+  q.columns = "album";
+  q.order = "create_date desc";
+  q.mode = cantora::kBrowseNewestAlbums;
+  q.limit = 2;
+  EXPECT_EQ((std::vector<std::string>{"Gamma", "beta"}), Browse(q).albums);
+  q.library = "all";
+  q.uid = kUser;
+  EXPECT_EQ((std::vector<std::string>{"Private", "Gamma"}), Browse(q).albums);
+  q.condition = "genre = 'Rock'";
+  EXPECT_EQ((std::vector<std::string>{"Private", "Alpha"}), Browse(q).albums);
+}
+
+TEST_F(BrowseTest, EmptyLibrary) {
+  BrowseQuery q;
+  q.columns = "album";
+  q.grouping = "album";
+  EXPECT_EQ(0, Browse(q).rc);
+  q.mode = cantora::kBrowseArtists;
+  EXPECT_EQ(0, Browse(q).rc);
+}
+
+TEST_F(BrowseTest, AttacksGiveNothingMoreAndChangeNothing) {
+  AddLibrary();
+  ASSERT_TRUE(cantora::RebuildFacets(db_));
+  std::string before = Digest();
+  // What an honest request for one album of user kUser's own library gives.
+  Result honest = Songs("personal", kUser, "album = 'Private'");
+  const char* attacks[] = {
+      "1) OR (1=1",
+      "album = 'x') OR (1=1",
+      "1; DELETE FROM song",
+      "album = 'Private'; DELETE FROM song",
+      "album = 'Private' --",
+      "album = 'Private' /*",
+      "1 = 1 OR library = 1002",
+      "library = 1002",
+      "library <> 1001",
+      "ATTACH DATABASE '/tmp/evil.db' AS evil",
+      "pragma writable_schema=1",
+      "id IN (SELECT id FROM song WHERE library = 1002)",
+      "album = (SELECT sql FROM sqlite_master)",
+      "EXISTS (SELECT 1 FROM sqlite_master)",
+      "album = 'x' UNION SELECT * FROM song",
+  };
+  for (const char* attack : attacks) {
+    Result r = Songs("personal", kUser, attack);
+    EXPECT_LE(r.rc, honest.rc) << attack;
+    for (int library : r.libraries) EXPECT_EQ(kUser, library) << attack;
+    // Also through the order and grouping fragments.
+    BrowseQuery q;
+    q.library = "personal";
+    q.uid = kUser;
+    q.order = attack;
+    EXPECT_LE(Browse(q).rc, 1) << attack;
+    q.order = nullptr;
+    q.grouping = attack;
+    EXPECT_LT(Browse(q).rc, 0) << attack;
+    q.grouping = nullptr;
+    q.columns = attack;
+    EXPECT_LT(Browse(q).rc, 0) << attack;
+  }
+  EXPECT_EQ(before, Digest());
+  // The connection is left writable for its other users.
+  EXPECT_TRUE(db_.Exec("UPDATE song SET title = title"));
+}
+
+TEST_F(BrowseTest, OnlyKnownKindsAndModes) {
+  AddLibrary();
+  BrowseQuery q;
+  q.kind = 2;
+  EXPECT_LT(Browse(q).rc, 0);
+  q.kind = 0;
+  q.mode = 3;
+  EXPECT_LT(Browse(q).rc, 0);
+  q.kind = cantora::kBrowseFolders;
+  q.mode = cantora::kBrowseArtists;
+  EXPECT_LT(Browse(q).rc, 0);
+}
+
+TEST_F(BrowseTest, QueriesUseTheIndexes) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  for (int i = 0; i < 3000; ++i) {
+    Song s;
+    s.library = i % 10 == 0 ? kUser : 0;
+    s.path = "/m/" + std::to_string(i);
+    s.title = "Title " + std::to_string(i);
+    s.album = "Album " + std::to_string(i / 12);
+    s.artist = "Artist " + std::to_string(i / 40);
+    s.album_artist = "Artist " + std::to_string(i / 120);
+    s.genre = "Genre " + std::to_string(i % 25);
+    Add(s);
+  }
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  ASSERT_TRUE(cantora::RebuildFacets(db_));
+  BrowseQuery q;
+  q.order = kSongOrder;
+  q.condition = "album = 'Alpha'";
+  EXPECT_NE(std::string::npos, Plan(q).find("INDEX song_album ")) << Plan(q);
+  q.condition = "genre = 'Rock'";
+  EXPECT_NE(std::string::npos, Plan(q).find("INDEX song_genre ")) << Plan(q);
+  q.condition = "genre = 'Rock' and album = 'Alpha'";
+  EXPECT_EQ(std::string::npos, Plan(q).find("SCAN song")) << Plan(q);
+  q.condition = "artist_search = UPPER('x') or album_artist_search = UPPER('x')";
+  std::string plan = Plan(q);
+  EXPECT_NE(std::string::npos, plan.find("MULTI-INDEX OR")) << plan;
+  EXPECT_NE(std::string::npos, plan.find("INDEX song_artist ")) << plan;
+  EXPECT_NE(std::string::npos, plan.find("INDEX song_album_artist ")) << plan;
+  q.library = "all";
+  q.uid = kUser;
+  plan = Plan(q);
+  EXPECT_NE(std::string::npos, plan.find("MULTI-INDEX OR")) << plan;
+  q.condition = "album = 'Alpha' and (artist_search = UPPER('x') or album_artist_search = UPPER('x'))";
+  EXPECT_EQ(std::string::npos, Plan(q).find("SCAN song")) << Plan(q);
+  q.library = "shared";
+  q.condition = "title ilike '%love%' or album ilike '%love%' or artist ilike '%love%' or "
+                "album_artist ilike '%love%'";
+  plan = Plan(q);
+  EXPECT_NE(std::string::npos, plan.find("song_fts")) << plan;
+  EXPECT_EQ(std::string::npos, plan.find("SCAN song ")) << plan;
+  EXPECT_EQ(std::string::npos, plan.find("INDEX song_")) << plan;
+}
+
+TEST_F(BrowseTest, WholeLibraryListingsReadFacets) {
+  BrowseQuery q;
+  q.columns = "album";
+  q.grouping = "album";
+  q.order = "lower(album) asc";
+  EXPECT_EQ(std::string::npos, Plan(q).find("song")) << Plan(q);
+  q.mode = cantora::kBrowseNewestAlbums;
+  q.grouping = nullptr;
+  EXPECT_EQ(std::string::npos, Plan(q).find("song")) << Plan(q);
+  q.mode = cantora::kBrowseArtists;
+  EXPECT_EQ(std::string::npos, Plan(q).find("song")) << Plan(q);
+}
+
+}  // namespace

@@ -1,0 +1,50 @@
+// The answer writer gives the very text of JsonCpp's compact writer.
+#include <gtest/gtest.h>
+
+#include "platform/cgi/json_text.h"
+
+namespace {
+
+std::string JsonCppText(const Json::Value& v) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  return Json::writeString(builder, v);
+}
+
+std::string Ours(const Json::Value& v) {
+  std::string out;
+  cantora::AppendJsonText(v, &out);
+  return out;
+}
+
+TEST(JsonText, SameTextAsJsonCpp) {
+  Json::Value v(Json::objectValue);
+  v["s"] = std::string("q\"b\\s/\b\f\n\r\t\x01\x1f\x7f \xC3\xA9 \xE6\x97\xA5 \xFF\xFE", 27);
+  v["n"] = Json::Value();
+  v["i"] = -42;
+  v["u"] = Json::Value(Json::UInt64(18446744073709551615ull));
+  v["b"] = true;
+  v["f"] = false;
+  v["r"] = 0.1;
+  v["empty_a"] = Json::Value(Json::arrayValue);
+  v["empty_o"] = Json::Value(Json::objectValue);
+  v["a"].append(1);
+  v["a"].append("x");
+  v["a"].append(Json::Value(Json::objectValue))["k"] = "v";
+  v[std::string("nul\0key", 7)] = std::string("nul\0value", 9);
+  EXPECT_EQ(Ours(v), JsonCppText(v));
+}
+
+TEST(JsonText, LargeList) {
+  Json::Value items(Json::arrayValue);
+  for (int i = 0; i < 1000; ++i) {
+    Json::Value item(Json::objectValue);
+    item["path"] = "/music/" + std::to_string(i) + ".mp3";
+    item["covercount"] = i;
+    items.append(std::move(item));
+  }
+  EXPECT_EQ(Ours(items), JsonCppText(items));
+}
+
+}  // namespace
