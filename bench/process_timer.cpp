@@ -1,0 +1,110 @@
+#include "bench/process_timer.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+
+extern char** environ;
+
+namespace bench {
+namespace {
+
+std::vector<char*> Pointers(const std::vector<std::string>& strings) {
+  std::vector<char*> p;
+  for (const std::string& s : strings) p.push_back(const_cast<char*>(s.c_str()));
+  p.push_back(nullptr);
+  return p;
+}
+
+void ReadAll(int fd, std::string* into) {
+  char buf[65536];
+  ssize_t n;
+  while ((n = read(fd, buf, sizeof buf)) > 0)
+    if (into) into->append(buf, static_cast<size_t>(n));
+  close(fd);
+}
+
+// How the child's stdin and stderr are connected.
+struct Streams {
+  std::string stdin_path = "/dev/null";
+  bool keep_stderr = false;       // share this program's stderr
+  std::string* errors = nullptr;  // else collect it here, or drop it
+};
+
+// Spawns argv with stdout on a pipe; reads the output to its end (then the
+// collected stderr) and reaps the child. Returns the wait status, or -1.
+int SpawnAndRead(const std::vector<std::string>& argv, char** envp, std::string* output,
+                 struct rusage* usage, const Streams& streams) {
+  int out[2], err[2] = {-1, -1};
+  if (pipe2(out, O_CLOEXEC) != 0) return -1;
+  if (streams.errors && pipe2(err, O_CLOEXEC) != 0) {
+    close(out[0]);
+    close(out[1]);
+    return -1;
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, streams.stdin_path.c_str(), O_RDONLY, 0);
+  if (streams.errors)
+    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+  else if (!streams.keep_stderr)
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  std::vector<char*> args = Pointers(argv);
+  pid_t pid;
+  int rc = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), envp);
+  posix_spawn_file_actions_destroy(&actions);
+  close(out[1]);
+  if (err[1] >= 0) close(err[1]);
+  if (rc != 0) {
+    close(out[0]);
+    if (err[0] >= 0) close(err[0]);
+    return -1;
+  }
+  ReadAll(out[0], output);
+  if (err[0] >= 0) ReadAll(err[0], streams.errors);
+  int status = 0;
+  struct rusage ignored;
+  if (wait4(pid, &status, 0, usage ? usage : &ignored) != pid) return -1;
+  return status;
+}
+
+}  // namespace
+
+Timing TimeProcess(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                   std::string* errors) {
+  std::vector<char*> envp = Pointers(env);
+  Timing t;
+  struct rusage usage = {};
+  auto start = std::chrono::steady_clock::now();
+  Streams streams;
+  streams.errors = errors;
+  int status = SpawnAndRead(argv, envp.data(), &t.output, &usage, streams);
+  t.millis =
+      std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  t.ok = status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  t.max_rss_kb = usage.ru_maxrss;
+  return t;
+}
+
+bool Run(const std::vector<std::string>& argv, std::string* output, const std::string& stdin_path) {
+  Streams streams;
+  streams.stdin_path = stdin_path;
+  streams.keep_stderr = true;
+  int status = SpawnAndRead(argv, environ, output, nullptr, streams);
+  return status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+double Median(std::vector<double> values) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  size_t n = values.size();
+  return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+}  // namespace bench

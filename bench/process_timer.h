@@ -1,0 +1,33 @@
+// Running a program the way a web server runs a CGI, and timing it from the
+// moment before it is started to its last byte of output and its exit.
+#ifndef CANTORA_BENCH_PROCESS_TIMER_H
+#define CANTORA_BENCH_PROCESS_TIMER_H
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+struct Timing {
+  bool ok = false;      // started, and exited with status 0
+  double millis = 0;    // start to exit, output read to its end
+  long max_rss_kb = 0;  // the process's peak resident memory
+  std::string output;   // everything it wrote on stdout
+};
+
+// Runs argv[0] (a path) with exactly the environment env ("NAME=value").
+// Its stderr goes to *errors when given, else nowhere.
+Timing TimeProcess(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                   std::string* errors = nullptr);
+
+// Runs argv to completion with the current environment, stdin from the file
+// stdin_path (default /dev/null) and stderr shared with this program; stdout
+// is returned in *output when given. True when it exited with status 0.
+bool Run(const std::vector<std::string>& argv, std::string* output = nullptr,
+         const std::string& stdin_path = "/dev/null");
+
+double Median(std::vector<double> values);
+
+}  // namespace bench
+
+#endif

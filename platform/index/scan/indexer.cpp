@@ -1,0 +1,378 @@
+#include "platform/index/scan/indexer.h"
+
+#include <syslog.h>
+
+#include <chrono>
+#include <ctime>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/index/audio_file.h"
+#include "platform/index/facets.h"
+#include "platform/index/indexed_folder.h"
+#include "platform/index/scan/index_writer.h"
+#include "platform/index/scan/progress.h"
+#include "platform/index/scan/read_pipeline.h"
+#include "platform/index/scan/tree_walk.h"
+#include "platform/index/sql_functions.h"
+
+namespace cantora {
+namespace {
+
+struct ExistingSong {
+  int64_t id = 0;
+  int64_t library = 0;
+  int64_t folder_id = 0;
+  int64_t mtime = 0;
+  int64_t filesize = 0;
+  int64_t create_date = 0;
+  bool seen = false;
+};
+
+struct ExistingFolder {
+  int64_t id = 0;
+  int64_t library = 0;
+  int64_t parent_id = 0;
+  std::string title;
+  int covercount = 0;
+  bool seen = false;
+};
+
+struct RootState {
+  LibraryTree tree;
+  WalkResult walk = WalkResult::kOk;
+  std::vector<bool> skipped;        // per folder: claimed by an earlier root
+  std::vector<int64_t> folder_ids;  // per folder: its record, 0 when none
+};
+
+// A file to read, with the row it replaces (null for a new file).
+struct Job {
+  uint32_t root;
+  uint32_t file;
+  ExistingSong* existing;
+};
+
+bool Failed(sqlite::Database& db, std::string* error) {
+  *error = db.ErrorMessage();
+  return false;
+}
+
+bool LoadRoots(sqlite::Database& db, std::vector<RootState>* roots, std::string* error) {
+  sqlite::Statement users =
+      db.Prepare("SELECT id, name FROM users WHERE personal = 1 ORDER BY id", error);
+  if (!users.IsValid()) return false;
+  int rc;
+  while ((rc = users.Step()) == SQLITE_ROW) {
+    std::string folder = PersonalLibraryFolder(users.Text(1));
+    if (folder.empty()) continue;
+    RootState r;
+    r.tree.library = users.Int(0);
+    r.tree.root = folder;
+    roots->push_back(std::move(r));
+  }
+  if (rc != SQLITE_DONE) return Failed(db, error);
+  std::vector<IndexedFolder> shared;
+  if (!ListIndexedFolders(db, &shared, error)) return false;
+  for (const IndexedFolder& f : shared) {
+    RootState r;
+    r.tree.root = f.path;
+    roots->push_back(std::move(r));
+  }
+  return true;
+}
+
+bool LoadSongs(sqlite::Database& db, std::unordered_map<std::string, ExistingSong>* songs,
+               std::string* error) {
+  sqlite::Statement st = db.Prepare(
+      "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song", error);
+  if (!st.IsValid()) return false;
+  int rc;
+  while ((rc = st.Step()) == SQLITE_ROW) {
+    ExistingSong& s = (*songs)[st.Text(0)];
+    s.id = st.Int(1);
+    s.library = st.Int(2);
+    s.folder_id = st.Int(3);
+    s.mtime = st.Int(4);
+    s.filesize = st.Int(5);
+    s.create_date = st.Int(6);
+  }
+  return rc == SQLITE_DONE || Failed(db, error);
+}
+
+bool LoadFolders(sqlite::Database& db, std::unordered_map<std::string, ExistingFolder>* folders,
+                 std::string* error) {
+  sqlite::Statement st =
+      db.Prepare("SELECT path, id, library, parent_id, title, covercount FROM folder", error);
+  if (!st.IsValid()) return false;
+  int rc;
+  while ((rc = st.Step()) == SQLITE_ROW) {
+    ExistingFolder& f = (*folders)[st.Text(0)];
+    f.id = st.Int(1);
+    f.library = st.Int(2);
+    f.parent_id = st.Int(3);
+    f.title = st.Text(4);
+    f.covercount = static_cast<int>(st.Int(5));
+  }
+  return rc == SQLITE_DONE || Failed(db, error);
+}
+
+// Groups writes into transactions of a bounded size, so that requests never
+// wait long behind the indexer.
+class Batch {
+ public:
+  Batch(sqlite::Database& db, size_t size) : db_(db), size_(size == 0 ? 1 : size) {}
+  ~Batch() {
+    if (open_) db_.Exec("ROLLBACK");
+  }
+
+  // Call before each write.
+  bool Begin(std::string* error) {
+    if (open_) return true;
+    if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
+    open_ = true;
+    writes_ = 0;
+    return true;
+  }
+  // Call after each write.
+  bool Wrote(std::string* error) { return ++writes_ < size_ || Commit(error); }
+  bool Commit(std::string* error) {
+    if (!open_) return true;
+    open_ = false;
+    return db_.Exec("COMMIT", error);
+  }
+
+ private:
+  sqlite::Database& db_;
+  const size_t size_;
+  size_t writes_ = 0;
+  bool open_ = false;
+};
+
+class IndexRun {
+ public:
+  IndexRun(sqlite::Database& db, const IndexOptions& options, IndexSummary* summary)
+      : db_(db),
+        options_(options),
+        summary_(summary),
+        batch_(db, options.batch),
+        progress_(options.report, options.report != nullptr && options.progress),
+        now_(static_cast<int64_t>(std::time(nullptr))) {}
+
+  bool Run(std::string* error) {
+    if (!RegisterIndexFunctions(db_.get())) {
+      *error = "cannot register the index's SQL functions";
+      return false;
+    }
+    if (!writer_.Prepare(db_, error) || !LoadRoots(db_, &roots_, error)) return false;
+    Walk();
+    if (!LoadSongs(db_, &songs_, error) || !LoadFolders(db_, &folders_, error)) return false;
+    KeepUnreadableRoots();
+    return StoreFolders(error) && StoreSongs(error) && RemoveVanishedSongs(error) && Finish(error);
+  }
+
+ private:
+  void Report(const std::string& line) {
+    syslog(LOG_ERR, "index: %s", line.c_str());
+    if (options_.report != nullptr) progress_.Message("index: " + line);
+  }
+
+  void Walk() {
+    for (size_t i = 0; i < roots_.size(); ++i) {
+      RootState& r = roots_[i];
+      std::vector<std::string> warnings;
+      r.walk = WalkLibrary(&r.tree, &warnings);
+      for (const std::string& w : warnings) Report(w);
+      r.skipped.assign(r.tree.folders.size(), false);
+      r.folder_ids.assign(r.tree.folders.size(), 0);
+      for (size_t earlier = 0; earlier < i; ++earlier)
+        for (size_t f = 0; f < r.tree.folders.size(); ++f)
+          if (IsSameOrBelow(r.tree.folders[f].path, roots_[earlier].tree.root)) r.skipped[f] = true;
+    }
+  }
+
+  // Rows below a root whose state is unknown stay as they are.
+  void KeepUnreadableRoots() {
+    for (const RootState& r : roots_) {
+      if (r.walk != WalkResult::kUnreadable) continue;
+      for (auto& s : songs_)
+        if (IsSameOrBelow(s.first, r.tree.root)) s.second.seen = true;
+      for (auto& f : folders_)
+        if (IsSameOrBelow(f.first, r.tree.root)) f.second.seen = true;
+    }
+  }
+
+  bool StoreFolders(std::string* error) {
+    for (RootState& r : roots_) {
+      for (size_t i = 0; i < r.tree.folders.size(); ++i) {
+        const FoundFolder& found = r.tree.folders[i];
+        if (r.skipped[i] || (found.parent >= 0 && !found.holds_audio)) continue;
+        FolderRow row;
+        row.library = r.tree.library;
+        row.path = found.path;
+        row.parent_id = found.parent >= 0 ? r.folder_ids[found.parent] : 0;
+        row.title = BaseName(found.path);
+        row.covercount = found.covercount;
+        row.create_date = now_;
+        auto it = folders_.find(found.path);
+        if (it != folders_.end()) {
+          ExistingFolder& old = it->second;
+          old.seen = true;
+          r.folder_ids[i] = old.id;
+          if (old.library == row.library && old.parent_id == row.parent_id &&
+              old.title == row.title && old.covercount == row.covercount)
+            continue;
+          if (!batch_.Begin(error) || !writer_.UpdateFolder(old.id, row, error) ||
+              !batch_.Wrote(error))
+            return false;
+        } else {
+          if (!batch_.Begin(error) || !writer_.InsertFolder(row, &r.folder_ids[i], error) ||
+              !batch_.Wrote(error))
+            return false;
+        }
+      }
+    }
+    return true;
+  }
+
+  bool StoreSongs(std::string* error) {
+    std::vector<Job> jobs;
+    for (uint32_t ri = 0; ri < roots_.size(); ++ri) {
+      RootState& r = roots_[ri];
+      for (uint32_t fi = 0; fi < r.tree.files.size(); ++fi) {
+        const FoundFile& file = r.tree.files[fi];
+        if (r.skipped[file.folder]) continue;
+        ++summary_->seen;
+        auto it = songs_.find(r.tree.PathOf(file));
+        ExistingSong* old = it == songs_.end() ? nullptr : &it->second;
+        if (old != nullptr) {
+          old->seen = true;
+          if (!options_.full && old->mtime == file.mtime && old->filesize == file.size) {
+            if (!Relink(*old, r, file, error)) return false;
+            continue;
+          }
+        }
+        jobs.push_back({ri, fi, old});
+      }
+    }
+    auto path_of = [&](size_t i) {
+      const LibraryTree& tree = roots_[jobs[i].root].tree;
+      return tree.PathOf(tree.files[jobs[i].file]);
+    };
+    ReadPipeline pipeline(jobs.size(), path_of, options_.readers);
+    progress_.Start("indexing", jobs.size());
+    ReadResult result;
+    for (size_t i = 0; pipeline.Next(&result); ++i) {
+      if (!Store(jobs[i], result, error)) return false;
+      progress_.Update(i + 1);
+    }
+    progress_.Clear();
+    return true;
+  }
+
+  bool Relink(const ExistingSong& old, const RootState& r, const FoundFile& file,
+              std::string* error) {
+    int64_t folder_id = r.folder_ids[file.folder];
+    if (old.library == r.tree.library && old.folder_id == folder_id) return true;
+    return batch_.Begin(error) && writer_.RelinkSong(old.id, r.tree.library, folder_id, error) &&
+           batch_.Wrote(error);
+  }
+
+  bool Store(const Job& job, const ReadResult& result, std::string* error) {
+    const RootState& r = roots_[job.root];
+    const FoundFile& file = r.tree.files[job.file];
+    if (!result.ok) {
+      ++summary_->failed;
+      Report("skipped " + r.tree.PathOf(file) + ": " + result.error);
+      // A file that no longer reads keeps no stale row; it is tried again next run.
+      if (job.existing != nullptr) {
+        job.existing->seen = false;
+        failed_paths_.insert(r.tree.PathOf(file));
+      }
+      return true;
+    }
+    SongRow row;
+    row.library = r.tree.library;
+    row.path = r.tree.PathOf(file);
+    row.folder_id = r.folder_ids[file.folder];
+    row.tags = result.tags;
+    row.filesize = file.size;
+    row.mtime = file.mtime;
+    if (!batch_.Begin(error)) return false;
+    if (job.existing != nullptr) {
+      if (!writer_.UpdateSong(job.existing->id, row, error)) return false;
+      ++summary_->updated;
+    } else {
+      row.create_date = now_;
+      int64_t id;
+      if (!writer_.InsertSong(row, &id, error)) return false;
+      ++summary_->added;
+    }
+    return batch_.Wrote(error);
+  }
+
+  bool RemoveVanishedSongs(std::string* error) {
+    for (const auto& s : songs_) {
+      if (s.second.seen) continue;
+      if (!batch_.Begin(error) || !writer_.DeleteSong(s.second.id, error) || !batch_.Wrote(error))
+        return false;
+      if (FileGone(s.first)) ++summary_->removed;
+    }
+    return true;
+  }
+
+  // Rows of unreadable files are dropped too, but they are counted as failed.
+  bool FileGone(const std::string& path) const { return failed_paths_.count(path) == 0; }
+
+  bool Finish(std::string* error) {
+    if (!batch_.Begin(error)) return false;
+    for (const auto& f : folders_)
+      if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
+    if (!RebuildFacets(db_)) {
+      *error =
+          std::string("cannot rebuild the artist, album and genre lists: ") + db_.ErrorMessage();
+      return false;
+    }
+    if (!batch_.Commit(error)) return false;
+    // Every request opens the database afresh; frames left in the WAL would
+    // be replayed by each of them. A reader still busy only shortens this.
+    db_.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
+    return true;
+  }
+
+  sqlite::Database& db_;
+  const IndexOptions& options_;
+  IndexSummary* summary_;
+  Batch batch_;
+  Progress progress_;
+  const int64_t now_;
+  IndexWriter writer_;
+  std::vector<RootState> roots_;
+  std::unordered_map<std::string, ExistingSong> songs_;
+  std::unordered_map<std::string, ExistingFolder> folders_;
+  std::unordered_set<std::string> failed_paths_;
+};
+
+}  // namespace
+
+bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* summary,
+              std::string* error) {
+  auto start = std::chrono::steady_clock::now();
+  *summary = IndexSummary();
+  bool ok = IndexRun(db, options, summary).Run(error);
+  summary->seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return ok;
+}
+
+std::string FormatIndexSummary(const IndexSummary& s) {
+  char line[256];
+  std::snprintf(line, sizeof line,
+                "%lld files seen, %lld added, %lld updated, %lld removed, %lld failed, %.2f s",
+                static_cast<long long>(s.seen), static_cast<long long>(s.added),
+                static_cast<long long>(s.updated), static_cast<long long>(s.removed),
+                static_cast<long long>(s.failed), s.seconds);
+  return line;
+}
+
+}  // namespace cantora

@@ -1,0 +1,63 @@
+// The indexer: brings the music index in line with the files on disk.
+//
+// Libraries: every personal library whose owner has the personal switch on
+// (library = the owner's user id), then the shared indexed folders (library 0).
+// A file found twice (a home inside a shared folder) belongs to the first.
+//
+// Incremental by default: a file whose path, modification time (ns) and size
+// match its row is not read again; rows of files that are gone are removed,
+// and so are folder records that no longer lead to audio. A full run reads
+// every file again. Either way song ids and create_date (the first time a file
+// was indexed) are kept for files that stay, so that listings by date and ids
+// held by clients survive re-indexing.
+//
+// A root that exists but cannot be read keeps its rows untouched (a volume
+// that is not mounted must not empty the library); a root that does not exist
+// is an empty library.
+//
+// A file that cannot be read is reported, logged and counted as failed, and
+// the run goes on. Tags are read on several threads; one writer stores them
+// in short transactions (WAL), so requests are served throughout. The
+// summaries of artists, albums and genres are rebuilt in the last one.
+#ifndef CANTORA_PLATFORM_INDEX_SCAN_INDEXER_H
+#define CANTORA_PLATFORM_INDEX_SCAN_INDEXER_H
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "platform/lib/sqlite/database.h"
+
+namespace cantora {
+
+struct IndexOptions {
+  bool full = false;
+  // Skipped files and unreadable folders, one line each; null for none.
+  FILE* report = stderr;
+  // Draws a progress bar on report (when it is a terminal, say).
+  bool progress = false;
+  unsigned readers = 0;  // 0: one per core
+  size_t batch = 1000;   // writes per transaction
+};
+
+struct IndexSummary {
+  int64_t seen = 0;  // audio files found on disk
+  int64_t added = 0;
+  int64_t updated = 0;  // read again because they changed (or a full run)
+  int64_t removed = 0;  // rows of files that are gone
+  int64_t failed = 0;   // files that could not be read
+  double seconds = 0;
+};
+
+// Runs one indexing pass on db (the platform database, its index schema in
+// place). False with *error when the database fails; the index is then left
+// as the last committed transaction left it, which the next run completes.
+bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* summary,
+              std::string* error);
+
+// "N files seen, N added, N updated, N removed, N failed, S.SS s"
+std::string FormatIndexSummary(const IndexSummary& summary);
+
+}  // namespace cantora
+
+#endif

@@ -1,0 +1,126 @@
+#include "platform/index/scan/tree_walk.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/index/scan/tag_reader.h"
+
+namespace cantora {
+namespace {
+
+bool IsImageName(const std::string& name) {
+  size_t dot = name.rfind('.');
+  if (dot == std::string::npos) return false;
+  std::string ext = name.substr(dot + 1);
+  for (char& c : ext)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return ext == "jpg" || ext == "jpeg" || ext == "png";
+}
+
+struct Entry {
+  std::string name;
+  unsigned char type;
+};
+
+class Walker {
+ public:
+  Walker(LibraryTree* tree, std::vector<std::string>* warnings)
+      : tree_(tree), warnings_(warnings) {}
+
+  // Walks the folder open as fd (taken over), whose record is folders[index].
+  // Returns whether audio lies in it or below.
+  bool Visit(int fd, int index) {
+    DIR* dir = fdopendir(fd);
+    if (dir == nullptr) {
+      close(fd);
+      return false;
+    }
+    std::vector<Entry> entries;
+    while (dirent* d = readdir(dir)) {
+      if (d->d_name[0] == '.') continue;
+      entries.push_back({d->d_name, d->d_type});
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const Entry& a, const Entry& b) { return a.name < b.name; });
+    bool audio = false;
+    int covers = 0;
+    for (const Entry& e : entries) {
+      unsigned char type = e.type;
+      struct stat st;
+      bool have_stat = false;
+      if (type == DT_UNKNOWN) {
+        if (fstatat(dirfd(dir), e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        have_stat = true;
+        type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
+      }
+      if (type == DT_DIR) {
+        audio = VisitChild(dirfd(dir), e.name, index) || audio;
+        continue;
+      }
+      if (type != DT_REG && type != DT_LNK) continue;
+      if (IsImageName(e.name)) {
+        ++covers;
+        continue;
+      }
+      if (!IsAudioFileName(e.name)) continue;
+      if ((type == DT_LNK || !have_stat) && fstatat(dirfd(dir), e.name.c_str(), &st, 0) != 0)
+        continue;
+      if (!S_ISREG(st.st_mode)) continue;
+      FoundFile f;
+      f.name = e.name;
+      f.folder = index;
+      f.mtime = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+      f.size = static_cast<int64_t>(st.st_size);
+      tree_->files.push_back(std::move(f));
+      audio = true;
+    }
+    closedir(dir);
+    tree_->folders[index].covercount = covers;
+    tree_->folders[index].holds_audio = audio;
+    return audio;
+  }
+
+ private:
+  bool VisitChild(int parent_fd, const std::string& name, int parent) {
+    int fd = openat(parent_fd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const std::string path = tree_->folders[parent].path + "/" + name;
+    if (fd < 0) {
+      warnings_->push_back("cannot read folder " + path + ": " + std::strerror(errno));
+      return false;
+    }
+    FoundFolder f;
+    f.path = path;
+    f.parent = parent;
+    tree_->folders.push_back(std::move(f));
+    return Visit(fd, static_cast<int>(tree_->folders.size() - 1));
+  }
+
+  LibraryTree* tree_;
+  std::vector<std::string>* warnings_;
+};
+
+}  // namespace
+
+WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
+  tree->folders.clear();
+  tree->files.clear();
+  int fd = open(tree->root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) {
+    if (errno == ENOENT) return WalkResult::kMissing;
+    warnings->push_back("cannot read " + tree->root + ": " + std::strerror(errno));
+    return WalkResult::kUnreadable;
+  }
+  FoundFolder root;
+  root.path = tree->root;
+  tree->folders.push_back(std::move(root));
+  Walker(tree, warnings).Visit(fd, 0);
+  return WalkResult::kOk;
+}
+
+}  // namespace cantora

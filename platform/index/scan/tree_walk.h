@@ -1,0 +1,54 @@
+// Walking one library root: its folders and the audio files in them.
+//
+// Names beginning with '.' are skipped, and so are folders reached through a
+// symbolic link (a link can make a cycle); links to files are followed.
+// Entries are visited in byte order of their names, so that a walk of an
+// unchanged tree always lists the same things in the same order.
+#ifndef CANTORA_PLATFORM_INDEX_SCAN_TREE_WALK_H
+#define CANTORA_PLATFORM_INDEX_SCAN_TREE_WALK_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace cantora {
+
+struct FoundFolder {
+  std::string path;
+  int parent = -1;           // index in LibraryTree::folders; -1 for the root
+  int covercount = 0;        // image files (jpg, jpeg, png) in the folder itself
+  bool holds_audio = false;  // audio in the folder or anywhere below it
+};
+
+struct FoundFile {
+  std::string name;   // within its folder
+  int folder = 0;     // index in LibraryTree::folders
+  int64_t mtime = 0;  // nanoseconds since the epoch
+  int64_t size = 0;
+};
+
+struct LibraryTree {
+  int64_t library = 0;  // 0 for the shared library, else the owner's user id
+  std::string root;
+  // Folders in pre-order (a parent before its children), the root first.
+  std::vector<FoundFolder> folders;
+  std::vector<FoundFile> files;
+
+  std::string PathOf(const FoundFile& file) const {
+    return folders[file.folder].path + "/" + file.name;
+  }
+};
+
+enum class WalkResult {
+  kOk,
+  kMissing,     // the root does not exist: the library is empty
+  kUnreadable,  // the root exists but cannot be read: its state is unknown
+};
+
+// Walks tree->root (filling folders and files). Sub-folders that cannot be
+// read are skipped with a line in *warnings.
+WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings);
+
+}  // namespace cantora
+
+#endif

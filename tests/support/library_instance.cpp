@@ -1,0 +1,57 @@
+#include "tests/support/library_instance.h"
+
+#include <sys/stat.h>
+
+#include <stdexcept>
+
+namespace harness {
+
+LibraryInstance::LibraryInstance() {
+  if (mkdir(music().c_str(), 0755) != 0) throw std::runtime_error("cannot make " + music());
+  CommandResult r = Admin({"folder", "add", music(), "--name", "Music"});
+  if (r.status != 0) throw std::runtime_error("folder add failed: " + r.err);
+}
+
+void LibraryInstance::AddSongs(const std::vector<fixture::Song>& songs,
+                               const std::string& folder) const {
+  std::string error;
+  if (!fixture::MakeSongs(folder.empty() ? music() : folder, songs, &error))
+    throw std::runtime_error("cannot make songs: " + error);
+}
+
+CommandResult LibraryInstance::Index(bool full) const {
+  std::vector<std::string> args = {"index"};
+  if (full) args.push_back("--full");
+  CommandResult r = Admin(args);
+  if (r.status != 0) throw std::runtime_error("index failed: " + r.err);
+  return r;
+}
+
+CommandResult LibraryInstance::Sql(const std::string& sql) const {
+  CommandResult r = Run({"/usr/bin/sqlite3", Path("data/cantora.db"), sql});
+  if (r.status != 0) throw std::runtime_error("sqlite3 failed: " + r.err);
+  return r;
+}
+
+fixture::Song Tune(const std::string& file, const std::string& title, const std::string& album,
+                   const std::string& artist, const std::string& genre) {
+  fixture::Song s;
+  s.file = file;
+  s.title = title;
+  s.album = album;
+  s.artist = artist;
+  s.genre = genre;
+  s.track = 1;
+  return s;
+}
+
+std::vector<std::string> Column(const Json::Value& answer, const char* key) {
+  std::vector<std::string> out;
+  for (const Json::Value& item : answer["items"]) {
+    const Json::Value& v = item[key];
+    out.push_back(v.isString() ? v.asString() : v.toStyledString());
+  }
+  return out;
+}
+
+}  // namespace harness

@@ -1,0 +1,45 @@
+// An instance with music: a shared folder "Music" (dir()/music) indexed by
+// the real indexer, songs made by the fixture library, and the requests the
+// library tests make of enumerate.cgi.
+#ifndef CANTORA_TESTS_SUPPORT_LIBRARY_INSTANCE_H
+#define CANTORA_TESTS_SUPPORT_LIBRARY_INSTANCE_H
+
+#include <json/json.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/fixture.h"
+#include "tests/support/harness.h"
+
+namespace harness {
+
+class LibraryInstance : public Instance {
+ public:
+  // Makes dir()/music and adds it as the indexed folder "Music".
+  LibraryInstance();
+
+  std::string music() const { return Path("music"); }
+  // The personal library folder of a user of this instance.
+  std::string PersonalFolder(const std::string& user) const {
+    return Path("home/" + user + "/music");
+  }
+
+  // Writes songs below folder (default: the shared one). Throws on failure.
+  void AddSongs(const std::vector<fixture::Song>& songs, const std::string& folder = "") const;
+  // cantora-admin index [--full]; throws unless it succeeds.
+  CommandResult Index(bool full = false) const;
+  // Runs SQL on the instance's database with the sqlite3 shell.
+  CommandResult Sql(const std::string& sql) const;
+};
+
+// A song with the given tags (track 1 unless set later).
+fixture::Song Tune(const std::string& file, const std::string& title, const std::string& album,
+                   const std::string& artist, const std::string& genre = "");
+
+// The values of one key over the answer's "items", as text.
+std::vector<std::string> Column(const Json::Value& answer, const char* key);
+
+}  // namespace harness
+
+#endif

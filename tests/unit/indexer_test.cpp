@@ -1,0 +1,277 @@
+#include "platform/index/scan/indexer.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "platform/auth/account.h"
+#include "platform/config/config.h"
+#include "platform/config/platform_db.h"
+#include "platform/index/indexed_folder.h"
+#include "platform/index/schema.h"
+#include "tests/support/fixture.h"
+#include "tests/unit/temp_folder.h"
+
+namespace {
+
+using cantora::IndexSummary;
+
+fixture::Song MakeTrack(const std::string& file, const std::string& title, const std::string& album,
+                        const std::string& artist, int track) {
+  fixture::Song s;
+  s.file = file;
+  s.title = title;
+  s.album = album;
+  s.artist = artist;
+  s.track = track;
+  return s;
+}
+
+class IndexerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_FALSE(dir_.path().empty());
+    cantora::Config config;
+    config.root = dir_.path();
+    config.database = dir_.Path("cantora.db");
+    config.homes = dir_.Path("home");
+    cantora::SetConfig(config);
+    std::string error;
+    ASSERT_TRUE(cantora::OpenPlatformDatabase(config.database, true, &db_, &error)) << error;
+    ASSERT_TRUE(cantora::CreateAccountSchema(db_, &error)) << error;
+    ASSERT_TRUE(cantora::CreateIndexSchema(db_, &error)) << error;
+    music_ = dir_.Path("music");
+    ASSERT_TRUE(
+        fixture::MakeSongs(music_,
+                           {
+                               MakeTrack("A/One/01 First.mp3", "First", "One", "Alpha", 1),
+                               MakeTrack("A/One/02 Second.flac", "Second", "One", "Alpha", 2),
+                               MakeTrack("B/Two/01 Third.ogg", "Third", "Two", "Beta", 1),
+                           },
+                           &error))
+        << error;
+    ASSERT_TRUE(cantora::AddIndexedFolder(db_, music_, "Music", &error)) << error;
+  }
+
+  IndexSummary Index(bool full = false) {
+    cantora::IndexOptions options;
+    options.full = full;
+    options.report = nullptr;
+    IndexSummary summary;
+    std::string error;
+    EXPECT_TRUE(cantora::RunIndex(db_, options, &summary, &error)) << error;
+    return summary;
+  }
+
+  std::string Query(const std::string& sql) {
+    sqlite::Statement st = db_.Prepare(sql);
+    EXPECT_TRUE(st.IsValid()) << db_.ErrorMessage();
+    std::string out;
+    while (st.Step() == SQLITE_ROW) {
+      for (int c = 0; c < st.ColumnCount(); ++c) out += std::string(c ? "|" : "") + st.Text(c);
+      out += "\n";
+    }
+    return out;
+  }
+
+  TempFolder dir_;
+  sqlite::Database db_;
+  std::string music_;
+};
+
+void ExpectCounts(const IndexSummary& s, int seen, int added, int updated, int removed,
+                  int failed) {
+  EXPECT_EQ(seen, s.seen);
+  EXPECT_EQ(added, s.added);
+  EXPECT_EQ(updated, s.updated);
+  EXPECT_EQ(removed, s.removed);
+  EXPECT_EQ(failed, s.failed);
+}
+
+long long SizeOf(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? static_cast<long long>(st.st_size) : -1;
+}
+
+TEST_F(IndexerTest, IndexesTagsPropertiesAndFolders) {
+  ExpectCounts(Index(), 3, 3, 0, 0, 0);
+  // Ids follow the walk order; the sizes are the files' own.
+  EXPECT_EQ("1|0|" + music_ + "/A/One/01 First.mp3|First|One|Alpha|ALPHA|Alpha|1|" +
+                std::to_string(SizeOf(music_ + "/A/One/01 First.mp3")) + "\n" + "2|0|" + music_ +
+                "/A/One/02 Second.flac|Second|One|Alpha|ALPHA|Alpha|2|" +
+                std::to_string(SizeOf(music_ + "/A/One/02 Second.flac")) + "\n" + "3|0|" + music_ +
+                "/B/Two/01 Third.ogg|Third|Two|Beta|BETA|Beta|1|" +
+                std::to_string(SizeOf(music_ + "/B/Two/01 Third.ogg")) + "\n",
+            Query("SELECT id, library, path, title, album, artist, artist_search, artist_sort, "
+                  "track, filesize FROM song ORDER BY id"));
+  // Every folder on the way to audio has a record, linked to its parent.
+  EXPECT_EQ(music_ + "|0|music\n" + music_ + "/A|" + music_ + "|A\n" + music_ + "/A/One|" + music_ +
+                "/A|One\n" + music_ + "/B|" + music_ + "|B\n" + music_ + "/B/Two|" + music_ +
+                "/B|Two\n",
+            Query("SELECT f.path, coalesce(p.path, 0), f.title FROM folder f "
+                  "LEFT JOIN folder p ON p.id = f.parent_id ORDER BY f.path"));
+  // Each song points at the record of its own folder.
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song s JOIN folder f ON f.id = s.folder_id "
+                         "WHERE s.path NOT LIKE f.path || '/%' OR instr(substr(s.path, "
+                         "length(f.path) + 2), '/') > 0"));
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE create_date <= 0 OR mtime <= 0"));
+  // The summaries are rebuilt with the songs.
+  EXPECT_EQ("Alpha\nBeta\n", Query("SELECT value FROM facet WHERE kind = 1 ORDER BY value"));
+}
+
+TEST_F(IndexerTest, LeavesTheWriteAheadLogEmpty) {
+  Index();
+  struct stat st;
+  ASSERT_EQ(0, stat(dir_.Path("cantora.db-wal").c_str(), &st));
+  EXPECT_EQ(0, st.st_size);
+}
+
+TEST_F(IndexerTest, AnUnchangedLibraryIsNotReadAgain) {
+  Index();
+  const std::string before =
+      Query("SELECT id, path, title, create_date, mtime FROM song ORDER BY id");
+  ExpectCounts(Index(), 3, 0, 0, 0, 0);
+  EXPECT_EQ(before, Query("SELECT id, path, title, create_date, mtime FROM song ORDER BY id"));
+}
+
+TEST_F(IndexerTest, AChangedFileIsReadAgainAndKeepsItsIdAndDate) {
+  Index();
+  ASSERT_TRUE(db_.Exec("UPDATE song SET create_date = 1000"));
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSong(
+      music_, MakeTrack("A/One/01 First.mp3", "First (remastered)", "One", "Alpha", 1), &error))
+      << error;
+  ExpectCounts(Index(), 3, 0, 1, 0, 0);
+  EXPECT_EQ("1|First (remastered)|1000\n",
+            Query("SELECT id, title, create_date FROM song WHERE path LIKE '%First.mp3'"));
+}
+
+TEST_F(IndexerTest, VanishedFilesAndEmptyFoldersLeave) {
+  Index();
+  ASSERT_EQ(0, unlink((music_ + "/B/Two/01 Third.ogg").c_str()));
+  ExpectCounts(Index(), 2, 0, 0, 1, 0);
+  EXPECT_EQ("2\n", Query("SELECT count(*) FROM song"));
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM folder WHERE path LIKE '%/B%'"));
+  EXPECT_EQ("Alpha\n", Query("SELECT value FROM facet WHERE kind = 1"));
+  // The root keeps its record even with nothing directly in it.
+  EXPECT_EQ("1\n", Query("SELECT count(*) FROM folder WHERE path = '" + music_ + "'"));
+}
+
+TEST_F(IndexerTest, ACorruptFileIsCountedAndSkipped) {
+  fixture::Song bad;
+  bad.file = "A/One/03 Broken.flac";
+  bad.corrupt = true;
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSong(music_, bad, &error)) << error;
+  IndexSummary s = Index();
+  ExpectCounts(s, 4, 3, 0, 0, 1);
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE path LIKE '%Broken%'"));
+  // It is tried again, and fails again, on the next run.
+  ExpectCounts(Index(), 4, 0, 0, 0, 1);
+}
+
+TEST_F(IndexerTest, AFileThatTurnsCorruptLosesItsRow) {
+  Index();
+  fixture::Song bad;
+  bad.file = "A/One/02 Second.flac";
+  bad.corrupt = true;
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSong(music_, bad, &error)) << error;
+  ExpectCounts(Index(), 3, 0, 0, 0, 1);
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE path LIKE '%Second%'"));
+}
+
+TEST_F(IndexerTest, AFullRunReadsEverythingAndKeepsIds) {
+  Index();
+  ASSERT_TRUE(db_.Exec("UPDATE song SET title = 'stale', create_date = 77"));
+  ExpectCounts(Index(true), 3, 0, 3, 0, 0);
+  EXPECT_EQ("1|First|77\n2|Second|77\n3|Third|77\n",
+            Query("SELECT id, title, create_date FROM song ORDER BY id"));
+}
+
+TEST_F(IndexerTest, BytesThatAreNotUtf8ReachTheIndexUnchanged) {
+  fixture::Song s = MakeTrack("C/raw.mp3", "Raw", "Raw", "Raw", 1);
+  s.genre = "Bad\xff";
+  s.composer = "\xc3\x28";
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSong(music_, s, &error)) << error;
+  Index();
+  EXPECT_EQ("Bad\xff|\xc3\x28\n", Query("SELECT genre, composer FROM song WHERE title = 'Raw'"));
+}
+
+TEST_F(IndexerTest, PersonalLibrariesBelongToTheirOwners) {
+  std::string error;
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  ASSERT_TRUE(cantora::AddUser(db_, "bert", "secret-bert", false, &error)) << error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("home/anna/music"),
+                                 {MakeTrack("mine.mp3", "Anna's", "Hers", "Anna", 1)}, &error))
+      << error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("home/bert/music"),
+                                 {MakeTrack("his.mp3", "Bert's", "His", "Bert", 1)}, &error))
+      << error;
+  ExpectCounts(Index(), 4, 4, 0, 0, 0);
+  EXPECT_EQ("Anna's|1\n", Query("SELECT title, library = (SELECT id FROM users WHERE name = "
+                                "'anna') FROM song WHERE library != 0"));
+  EXPECT_EQ("1\n", Query("SELECT count(*) FROM folder WHERE path = '" +
+                         dir_.Path("home/anna/music") + "' AND parent_id = 0 AND library != 0"));
+  // Switching the library off takes its songs out at the next run.
+  ASSERT_TRUE(db_.Exec("UPDATE users SET personal = 0"));
+  ExpectCounts(Index(), 3, 0, 0, 1, 0);
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE library != 0"));
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM folder WHERE library != 0"));
+}
+
+TEST_F(IndexerTest, ARemovedRootTakesItsSongsAlong) {
+  Index();
+  std::string error;
+  ASSERT_TRUE(cantora::RemoveIndexedFolder(db_, music_, &error)) << error;
+  ExpectCounts(Index(), 0, 0, 0, 3, 0);
+  EXPECT_EQ("0|0|0\n", Query("SELECT (SELECT count(*) FROM song), (SELECT count(*) FROM folder), "
+                             "(SELECT count(*) FROM facet)"));
+}
+
+TEST_F(IndexerTest, SummaryLine) {
+  IndexSummary s;
+  s.seen = 12;
+  s.added = 5;
+  s.updated = 4;
+  s.removed = 2;
+  s.failed = 1;
+  s.seconds = 1.5;
+  EXPECT_EQ("12 files seen, 5 added, 4 updated, 2 removed, 1 failed, 1.50 s",
+            cantora::FormatIndexSummary(s));
+}
+
+TEST(IndexedFolders, AddListRemove) {
+  TempFolder dir;
+  sqlite::Database db;
+  std::string error;
+  ASSERT_TRUE(cantora::OpenPlatformDatabase(dir.Path("db"), true, &db, &error)) << error;
+  ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
+  ASSERT_EQ(0, mkdir(dir.Path("a").c_str(), 0755));
+  ASSERT_EQ(0, mkdir(dir.Path("a/inner").c_str(), 0755));
+  ASSERT_EQ(0, mkdir(dir.Path("b").c_str(), 0755));
+  EXPECT_TRUE(cantora::AddIndexedFolder(db, dir.Path("a") + "/", "", &error)) << error;
+  EXPECT_TRUE(cantora::AddIndexedFolder(db, dir.Path("b/../b"), "Bee", &error)) << error;
+  EXPECT_FALSE(cantora::AddIndexedFolder(db, dir.Path("a"), "", &error));
+  EXPECT_FALSE(cantora::AddIndexedFolder(db, dir.Path("a/inner"), "", &error));
+  EXPECT_FALSE(cantora::AddIndexedFolder(db, dir.path(), "", &error));
+  EXPECT_FALSE(cantora::AddIndexedFolder(db, dir.Path("missing"), "", &error));
+  std::vector<cantora::IndexedFolder> folders;
+  ASSERT_TRUE(cantora::ListIndexedFolders(db, &folders, &error));
+  ASSERT_EQ(2u, folders.size());
+  EXPECT_EQ(dir.Path("a"), folders[0].path);
+  EXPECT_EQ("a", folders[0].name);
+  EXPECT_EQ(dir.Path("b"), folders[1].path);
+  EXPECT_EQ("Bee", folders[1].name);
+  EXPECT_FALSE(cantora::RemoveIndexedFolder(db, dir.Path("a/inner"), &error));
+  EXPECT_TRUE(cantora::RemoveIndexedFolder(db, dir.Path("a"), &error)) << error;
+  ASSERT_TRUE(cantora::ListIndexedFolders(db, &folders, &error));
+  EXPECT_EQ(1u, folders.size());
+}
+
+}  // namespace
