@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <syslog.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -24,39 +25,80 @@ int WholeSeconds(float duration) {
   return static_cast<int>(duration);
 }
 
-Json::Value Number(char* scratch, int value) {
-  std::snprintf(scratch, kScratchSize, "%d", value);
-  return Json::Value(scratch);
+Json::StaticString Text(const char* text) { return Json::StaticString(text); }
+
+template <typename Integer>
+Json::StaticString Number(cantora::TextArena* arena, Integer value) {
+  char digits[24];
+  std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, value);
+  return Json::StaticString(arena->Store(std::string_view(digits, r.ptr - digits)));
+}
+
+// The members of an item, in the order the handlers set them.
+enum Member {
+  kPath, kTitle, kAlbum, kArtist, kGenre, kDuration, kFrequency, kBitrate, kChannel, kFilesize,
+  kCovercount, kId, kAlbumArtist, kComposer, kYear, kTrack, kDisc, kComment, kMembers
+};
+constexpr const char* kMemberNames[kMembers] = {
+    "path", "title", "album", "artist", "genre", "duration", "frequency", "bitrate", "channel",
+    "filesize", "covercount", "id", "albumartist", "composer", "year", "track", "disc", "comment"};
+
+// An item with every member present and null. A new item is a copy of it,
+// filled through pointers to its members: a list of thousands of songs then
+// never looks a member name up.
+struct ItemShape {
+  Json::Value empty{Json::objectValue};
+  Member member_at[kMembers];  // the member at each position of the object's own order
+};
+
+const ItemShape& Shape() {
+  static const ItemShape shape = [] {
+    ItemShape s;
+    for (const char* name : kMemberNames) s.empty[Json::StaticString(name)] = Json::Value();
+    int position = 0;
+    for (auto it = s.empty.begin(); it != s.empty.end(); ++it, ++position)
+      for (int m = 0; m < kMembers; ++m)
+        if (it.name() == kMemberNames[m]) s.member_at[position] = static_cast<Member>(m);
+    return s;
+  }();
+  return shape;
 }
 
 }  // namespace
 
-Json::Value SongItem(const MediaInfo& info, const char* library) {
-  char scratch[kScratchSize];
-  Json::Value item(Json::objectValue);
-  item[Json::StaticString("path")] = info.path;
-  item[Json::StaticString("title")] = info.title;
-  item[Json::StaticString("album")] = info.album;
-  item[Json::StaticString("artist")] = info.artist;
-  item[Json::StaticString("genre")] = info.genre;
-  item[Json::StaticString("duration")] = Number(scratch, WholeSeconds(info.duration));
-  item[Json::StaticString("frequency")] = Number(scratch, info.frequency);
-  item[Json::StaticString("bitrate")] = Number(scratch, info.bitrate);
-  item[Json::StaticString("channel")] = Number(scratch, info.channel);
-  std::snprintf(scratch, kScratchSize, "%llu", static_cast<unsigned long long>(info.filesize));
-  item[Json::StaticString("filesize")] = scratch;
-  item[Json::StaticString("covercount")] = info.covercount;
-  std::snprintf(scratch, kScratchSize, "%lu", info.id);
+Json::Value SongItem(const MediaInfo& info, const char* library, cantora::TextArena* arena) {
+  const ItemShape& shape = Shape();
+  Json::Value item = shape.empty;
+  Json::Value* member[kMembers];
+  int position = 0;
+  for (auto it = item.begin(); it != item.end(); ++it, ++position)
+    member[shape.member_at[position]] = &*it;
+
+  *member[kPath] = Text(info.path);
+  *member[kTitle] = Text(info.title);
+  *member[kAlbum] = Text(info.album);
+  *member[kArtist] = Text(info.artist);
+  *member[kGenre] = Text(info.genre);
+  *member[kDuration] = Number(arena, WholeSeconds(info.duration));
+  *member[kFrequency] = Number(arena, info.frequency);
+  *member[kBitrate] = Number(arena, info.bitrate);
+  *member[kChannel] = Number(arena, info.channel);
+  *member[kFilesize] = Number(arena, static_cast<unsigned long long>(info.filesize));
+  *member[kCovercount] = info.covercount;
   if (std::strcmp(library, "shared") != 0 && ZARNMusicIsPersonalLibrary(&info)) {
+    char scratch[kScratchSize];
+    std::snprintf(scratch, kScratchSize, "%lu", info.id);
     AddPersonalLibraryPrefix(scratch, kScratchSize);
+    *member[kId] = Json::StaticString(arena->Store(scratch));
+  } else {
+    *member[kId] = Number(arena, info.id);
   }
-  item[Json::StaticString("id")] = scratch;
-  item[Json::StaticString("albumartist")] = info.album_artist;
-  item[Json::StaticString("composer")] = info.composer;
-  item[Json::StaticString("year")] = Number(scratch, info.year);
-  item[Json::StaticString("track")] = Number(scratch, info.track);
-  item[Json::StaticString("disc")] = Number(scratch, info.disc);
-  item[Json::StaticString("comment")] = info.comment;
+  *member[kAlbumArtist] = Text(info.album_artist);
+  *member[kComposer] = Text(info.composer);
+  *member[kYear] = Number(arena, info.year);
+  *member[kTrack] = Number(arena, info.track);
+  *member[kDisc] = Number(arena, info.disc);
+  *member[kComment] = Text(info.comment);
   return item;
 }
 
@@ -80,7 +122,7 @@ Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) 
 }
 
 bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     Json::Value* items) {
+                     cantora::TextArena* arena, Json::Value* items) {
   for (const MediaInfo* info = list; info != nullptr; info = info->next) {
     switch (AdmitSongRecord(*info, guard_line, fail_line)) {
       case Admission::kNoRoot:
@@ -88,7 +130,7 @@ bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line,
       case Admission::kSkipped:
         break;
       case Admission::kAdmitted:
-        items->append(SongItem(*info, library));  // moved in
+        items->append(SongItem(*info, library, arena));  // moved in
         break;
     }
   }

@@ -6,12 +6,17 @@
 #include <json/json.h>
 
 #include "platform/index/media_info.h"
+#include "platform/text/arena.h"
 
 // The 18-member item of one record. All numbers are decimal strings except
 // "covercount", a JSON integer. "id" carries the personal prefix when
 // library (the ChangeToActualLib result in force) is not "shared" and the
 // record lies in a personal library.
-Json::Value SongItem(const MediaInfo& info, const char* library);
+//
+// The item refers to the record's texts and to numbers formatted into arena
+// rather than copying them: the record list and the arena must outlive the
+// writing of the answer (handlers free the list after writing, as they must).
+Json::Value SongItem(const MediaInfo& info, const char* library, cantora::TextArena* arena);
 
 // The text test of a record (MediaInfoIsValidUtf8); a failure is logged as
 // "MediaInfo contains invalid utf8".
@@ -29,7 +34,7 @@ Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line);
 // order. False when the switch to root failed; the items appended until then
 // stay.
 bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     Json::Value* items);
+                     cantora::TextArena* arena, Json::Value* items);
 
 // Sets "items" and then "total", the number of items: how every list
 // answer ends.

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -25,18 +26,19 @@ constexpr int kSearchLimit = 1000;
 // flag to answer, or none when the browse or the switch to root failed.
 std::optional<bool> ListSongs(const char* library, int uid, const char* condition, int limit,
                               int guard_line, int fail_line, MediaInfo** list,
-                              Json::Value* items) {
+                              cantora::TextArena* arena, Json::Value* items) {
   const char* actual = ChangeToActualLib(library);
   if (ZARNMusicBrowse(actual, uid, 0, list, 0, "*", condition, nullptr, kSongOrder, 0, limit, 0,
                       0) < 0) {
     return std::nullopt;
   }
-  if (!AppendSongItems(*list, actual, guard_line, fail_line, items)) return std::nullopt;
+  if (!AppendSongItems(*list, actual, guard_line, fail_line, arena, items)) return std::nullopt;
   return true;
 }
 
 std::optional<bool> SongsOf(const char* library, int uid, const char* album, const char* artist,
-                            const char* genre, MediaInfo** list, Json::Value* items) {
+                            const char* genre, MediaInfo** list, cantora::TextArena* arena,
+                            Json::Value* items) {
   if (album == nullptr && artist == nullptr && genre == nullptr) {
     syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource, 1239);
     return false;
@@ -65,11 +67,12 @@ std::optional<bool> SongsOf(const char* library, int uid, const char* album, con
   } else {
     std::snprintf(condition, sizeof condition, "album = '%s'", album_q.get());
   }
-  return ListSongs(library, uid, condition, -1, 1307, 1313, list, items);
+  return ListSongs(library, uid, condition, -1, 1307, 1313, list, arena, items);
 }
 
 std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
-                                const char* category, MediaInfo** list, Json::Value* items) {
+                                const char* category, MediaInfo** list,
+                                cantora::TextArena* arena, Json::Value* items) {
   if (key[0] == '\0') {
     syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, 1391);
     return false;
@@ -93,35 +96,40 @@ std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
                   "album_artist ilike '%%%s%%'",
                   k.get(), k.get(), k.get(), k.get());
   }
-  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, list, items);
+  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, list, arena, items);
 }
 
 }  // namespace
 
-void EnumerationHandler::SongEnum() {
+// What both song lists fill in: the browse result, and the items that refer to it.
+struct SongList {
+  cantora::TextArena arena;
+  MediaInfo* records = nullptr;
+  Json::Value items{Json::arrayValue};
+};
+
+void EnumerationHandler::AnswerSongList(
+    const std::function<std::optional<bool>(const char*, int, SongList*)>& list_songs) {
+  SongList songs;  // outlives the answer, which refers to its texts
   Json::Value answer;
-  Json::Value items(Json::arrayValue);
-  const char* library = web_.In("library", "shared");
-  int uid = GetUserIdFromName(UserName());
-  MediaInfo* list = nullptr;
-  std::optional<bool> success = SongsOf(library, uid, web_.In("album_name"), web_.In("artist_name"),
-                                        web_.In("genre_name"), &list, &items);
+  std::optional<bool> success =
+      list_songs(web_.In("library", "shared"), GetUserIdFromName(UserName()), &songs);
   if (success) SetSuccess(answer, *success);
-  SetItems(&answer, std::move(items));
+  SetItems(&answer, std::move(songs.items));
   WriteJsonResponse(answer, kJsonContentType);
-  ZARNPlaylistRecFree(list);
+  ZARNPlaylistRecFree(songs.records);
+}
+
+void EnumerationHandler::SongEnum() {
+  AnswerSongList([this](const char* library, int uid, SongList* songs) {
+    return SongsOf(library, uid, web_.In("album_name"), web_.In("artist_name"),
+                   web_.In("genre_name"), &songs->records, &songs->arena, &songs->items);
+  });
 }
 
 void EnumerationHandler::Search() {
-  Json::Value answer;
-  Json::Value items(Json::arrayValue);
-  const char* library = web_.In("library", "shared");
-  int uid = GetUserIdFromName(UserName());
-  MediaInfo* list = nullptr;
-  std::optional<bool> success = SearchSongs(library, uid, web_.In("search_key", ""),
-                                            web_.In("category"), &list, &items);
-  if (success) SetSuccess(answer, *success);
-  SetItems(&answer, std::move(items));
-  WriteJsonResponse(answer, kJsonContentType);
-  ZARNPlaylistRecFree(list);
+  AnswerSongList([this](const char* library, int uid, SongList* songs) {
+    return SearchSongs(library, uid, web_.In("search_key", ""), web_.In("category"),
+                       &songs->records, &songs->arena, &songs->items);
+  });
 }

@@ -6,13 +6,22 @@
 namespace cantora {
 namespace {
 
+// Bytes written as they are; the others need an escape.
+struct PlainBytes {
+  bool plain[256];
+  constexpr PlainBytes() : plain() {
+    for (int c = 0; c < 256; ++c) plain[c] = c >= 0x20 && c != '"' && c != '\\';
+  }
+};
+constexpr PlainBytes kPlain;
+
 void AppendQuoted(const char* begin, const char* end, std::string* out) {
   static const char kHex[] = "0123456789abcdef";
   out->push_back('"');
   const char* run = begin;
   for (const char* p = begin; p != end; ++p) {
     unsigned char c = static_cast<unsigned char>(*p);
-    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    if (kPlain.plain[c]) continue;
     out->append(run, p);
     run = p + 1;
     switch (c) {
@@ -36,6 +45,7 @@ void AppendQuoted(const char* begin, const char* end, std::string* out) {
 }  // namespace
 
 void AppendJsonText(const Json::Value& value, std::string* out) {
+  if (out->capacity() < 4096) out->reserve(4096);
   char number[32];
   switch (value.type()) {
     case Json::nullValue:

@@ -19,7 +19,11 @@ bool OpenPlatformDatabase(const std::string& path, bool create, sqlite::Database
   // journal_mode=WAL is persistent in the file; setting it again is cheap
   // only when it is already WAL, so ask first.
   if (create && !db->Exec("PRAGMA journal_mode=WAL", error)) return false;
-  return db->Exec("PRAGMA foreign_keys=ON; PRAGMA synchronous=NORMAL", error);
+  // The first connection of a process rebuilds the WAL index from the whole
+  // WAL file, so whoever closes last empties the WAL: a request never replays
+  // frames that an earlier writer left behind.
+  return db->Exec("PRAGMA foreign_keys=ON; PRAGMA synchronous=NORMAL; PRAGMA journal_size_limit=0",
+                  error);
 }
 
 sqlite::Database* PlatformDatabase() {

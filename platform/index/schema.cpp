@@ -58,7 +58,7 @@ CREATE TABLE IF NOT EXISTS facet (
   PRIMARY KEY (kind, library, value)
 ) WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS facet_sort ON facet(kind, library, sort_key, value);
-CREATE INDEX IF NOT EXISTS facet_newest ON facet(kind, library, newest);
+CREATE INDEX IF NOT EXISTS facet_newest ON facet(kind, library, newest DESC, value);
 
 CREATE VIRTUAL TABLE IF NOT EXISTS song_fts USING fts5(
   title, album, artist, album_artist,

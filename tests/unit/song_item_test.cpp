@@ -41,6 +41,7 @@ struct Record {
 };
 
 TEST(SongItemTest, MembersAndTheirTypes) {
+  cantora::TextArena arena;
   Record r("/m/a.mp3");
   r.info->id = 42;
   r.info->duration = 59.9f;
@@ -52,7 +53,7 @@ TEST(SongItemTest, MembersAndTheirTypes) {
   r.info->bitrate = 320000;
   r.info->frequency = 44100;
   r.info->channel = 2;
-  Json::Value item = SongItem(*r.info, "shared");
+  Json::Value item = SongItem(*r.info, "shared", &arena);
   EXPECT_EQ(18u, item.size());
   EXPECT_EQ("59", item["duration"].asString());
   EXPECT_EQ("4400000000", item["filesize"].asString());
@@ -72,17 +73,19 @@ TEST(SongItemTest, MembersAndTheirTypes) {
 }
 
 TEST(SongItemTest, PersonalIdsArePrefixedOutsideTheSharedLibrary) {
+  cantora::TextArena arena;
   Record r("/m/a.mp3");
   r.info->id = 7;
   r.info->library = 1001;
-  EXPECT_EQ("7", SongItem(*r.info, "shared")["id"].asString());
-  EXPECT_EQ("personal_7", SongItem(*r.info, "personal")["id"].asString());
-  EXPECT_EQ("personal_7", SongItem(*r.info, "all")["id"].asString());
+  EXPECT_EQ("7", SongItem(*r.info, "shared", &arena)["id"].asString());
+  EXPECT_EQ("personal_7", SongItem(*r.info, "personal", &arena)["id"].asString());
+  EXPECT_EQ("personal_7", SongItem(*r.info, "all", &arena)["id"].asString());
   r.info->library = 0;
-  EXPECT_EQ("7", SongItem(*r.info, "all")["id"].asString());
+  EXPECT_EQ("7", SongItem(*r.info, "all", &arena)["id"].asString());
 }
 
 TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
+  cantora::TextArena arena;
   AsRoot root;
   TempFolder dir;
   std::string present = dir.Path("present.mp3");
@@ -95,7 +98,7 @@ TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
   ok.info->next = missing.info;
   missing.info->next = bad_genre.info;
   Json::Value items(Json::arrayValue);
-  EXPECT_TRUE(AppendSongItems(ok.info, "shared", 1307, 1313, &items));
+  EXPECT_TRUE(AppendSongItems(ok.info, "shared", 1307, 1313, &arena, &items));
   ok.info->next = missing.info->next = nullptr;  // each Record frees its own
   ASSERT_EQ(1u, items.size());
   EXPECT_EQ(present, items[0]["path"].asString());

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/lib/sqlite/database.h"
+
 using AdminArgs = std::vector<std::string>;
 using AdminFunction = int (*)(const AdminArgs& args);
 
@@ -31,5 +33,8 @@ bool WantsHelp(const AdminArgs& args);
 // Loads the configuration in force (CANTORA_CONFIG) strictly: a broken or
 // missing file is a Fail()ure. Returns false after printing the error.
 bool LoadAdminConfig();
+// LoadAdminConfig, then opens the instance's database; false after printing
+// the error.
+bool OpenAdminDatabase(sqlite::Database* db);
 
 #endif

@@ -30,15 +30,6 @@ constexpr const char* kIndexUsage =
     "the index. Prints one summary line; unreadable files are reported on stderr\n"
     "and skipped.\n";
 
-bool OpenDatabase(sqlite::Database* db) {
-  if (!LoadAdminConfig()) return false;
-  std::string error;
-  if (!cantora::OpenPlatformDatabase(cantora::GetConfig().database, false, db, &error)) {
-    Fail("database " + cantora::GetConfig().database + ": " + error);
-    return false;
-  }
-  return true;
-}
 
 int FolderAdd(const AdminArgs& args) {
   std::string path, name;
@@ -59,7 +50,7 @@ int FolderAdd(const AdminArgs& args) {
   if (path.empty()) return Fail("folder add: which folder? (cantora-admin folder add PATH)");
   if (have_name && name.empty()) return Fail("folder add: the name must not be empty");
   sqlite::Database db;
-  if (!OpenDatabase(&db)) return 1;
+  if (!OpenAdminDatabase(&db)) return 1;
   std::string error;
   if (!cantora::AddIndexedFolder(db, path, name, &error)) return Fail("folder add: " + error);
   return 0;
@@ -68,7 +59,7 @@ int FolderAdd(const AdminArgs& args) {
 int FolderList(const AdminArgs& args) {
   if (args.size() > 1) return Fail("folder list: no arguments expected");
   sqlite::Database db;
-  if (!OpenDatabase(&db)) return 1;
+  if (!OpenAdminDatabase(&db)) return 1;
   std::vector<cantora::IndexedFolder> folders;
   std::string error;
   if (!cantora::ListIndexedFolders(db, &folders, &error)) return Fail("folder list: " + error);
@@ -80,7 +71,7 @@ int FolderList(const AdminArgs& args) {
 int FolderDel(const AdminArgs& args) {
   if (args.size() != 2) return Fail("folder del: which folder? (cantora-admin folder del PATH)");
   sqlite::Database db;
-  if (!OpenDatabase(&db)) return 1;
+  if (!OpenAdminDatabase(&db)) return 1;
   std::string error;
   if (!cantora::RemoveIndexedFolder(db, args[1], &error)) return Fail("folder del: " + error);
   return 0;
@@ -111,7 +102,7 @@ int RunIndex(const AdminArgs& args) {
       return Fail("index: unknown argument " + a + " (see cantora-admin index --help)");
   }
   sqlite::Database db;
-  if (!OpenDatabase(&db)) return 1;
+  if (!OpenAdminDatabase(&db)) return 1;
   options.report = stderr;
   options.progress = isatty(STDERR_FILENO) != 0;
   cantora::IndexSummary summary;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/config/config.h"
+#include "platform/config/platform_db.h"
 #include "tools/admin/command.h"
 
 namespace {
@@ -51,6 +52,16 @@ bool LoadAdminConfig() {
     return false;
   }
   cantora::SetConfig(config);
+  return true;
+}
+
+bool OpenAdminDatabase(sqlite::Database* db) {
+  if (!LoadAdminConfig()) return false;
+  std::string error;
+  if (!cantora::OpenPlatformDatabase(cantora::GetConfig().database, false, db, &error)) {
+    Fail("database " + cantora::GetConfig().database + ": " + error);
+    return false;
+  }
   return true;
 }
 

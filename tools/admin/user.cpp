@@ -28,15 +28,6 @@ constexpr const char* kSessionUsage =
     "\n"
     "Opens a session for NAME and prints its id, for scripts and tests.\n";
 
-bool OpenDatabase(sqlite::Database* db) {
-  if (!LoadAdminConfig()) return false;
-  std::string error;
-  if (!cantora::OpenPlatformDatabase(cantora::GetConfig().database, false, db, &error)) {
-    Fail("database " + cantora::GetConfig().database + ": " + error);
-    return false;
-  }
-  return true;
-}
 
 bool ReadLine(std::istream& in, std::string* line) {
   if (!std::getline(in, *line)) return false;
@@ -109,7 +100,7 @@ int RunUser(const AdminArgs& args) {
   if (w.positional.size() != wanted)
     return Fail("user " + cmd + ": wrong number of arguments (see cantora-admin user --help)");
   sqlite::Database db;
-  if (!OpenDatabase(&db)) return 1;
+  if (!OpenAdminDatabase(&db)) return 1;
   std::string error, password;
   if (cmd == "list") {
     std::vector<cantora::User> users;
@@ -146,7 +137,7 @@ int RunSession(const AdminArgs& args) {
   if (args.size() != 2 || args[0] != "new")
     return Fail("session: usage: cantora-admin session new NAME");
   sqlite::Database db;
-  if (!OpenDatabase(&db)) return 1;
+  if (!OpenAdminDatabase(&db)) return 1;
   std::string id, error;
   if (!cantora::NewSession(db, args[1], &id, &error)) return Fail("session new: " + error);
   std::printf("%s\n", id.c_str());
