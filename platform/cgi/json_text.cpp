@@ -42,10 +42,48 @@ void AppendQuoted(const char* begin, const char* end, std::string* out) {
   out->push_back('"');
 }
 
+constexpr size_t kPieceSize = 64 * 1024;
+
+// Appends to a string and, given a file, hands full pieces over to it.
+class Output {
+ public:
+  Output(std::string* text, FILE* file) : text_(text), file_(file) {}
+  void MaybeFlush() {
+    if (file_ != nullptr && text_->size() >= kPieceSize) Flush();
+  }
+  void Flush() {
+    if (file_ == nullptr) return;
+    std::fwrite(text_->data(), 1, text_->size(), file_);
+    text_->clear();
+  }
+  std::string* text() { return text_; }
+
+ private:
+  std::string* text_;
+  FILE* file_;
+};
+
+void Append(const Json::Value& value, Output* output);
+
 }  // namespace
 
 void AppendJsonText(const Json::Value& value, std::string* out) {
-  if (out->capacity() < 4096) out->reserve(4096);
+  Output output(out, nullptr);
+  Append(value, &output);
+}
+
+void WriteJsonText(const Json::Value& value, FILE* file) {
+  std::string text;
+  text.reserve(kPieceSize * 2);
+  Output output(&text, file);
+  Append(value, &output);
+  output.Flush();
+}
+
+namespace {
+
+void Append(const Json::Value& value, Output* output) {
+  std::string* out = output->text();
   char number[32];
   switch (value.type()) {
     case Json::nullValue:
@@ -81,7 +119,8 @@ void AppendJsonText(const Json::Value& value, std::string* out) {
       Json::ArrayIndex n = value.size();
       for (Json::ArrayIndex i = 0; i < n; ++i) {
         if (i) out->push_back(',');
-        AppendJsonText(value[i], out);
+        Append(value[i], output);
+        output->MaybeFlush();
       }
       out->push_back(']');
       break;
@@ -96,7 +135,7 @@ void AppendJsonText(const Json::Value& value, std::string* out) {
         const char* key = it.memberName(&key_end);
         AppendQuoted(key, key_end, out);
         out->push_back(':');
-        AppendJsonText(*it, out);
+        Append(*it, output);
       }
       out->push_back('}');
       break;
@@ -104,4 +143,5 @@ void AppendJsonText(const Json::Value& value, std::string* out) {
   }
 }
 
+}  // namespace
 }  // namespace cantora

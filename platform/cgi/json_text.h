@@ -9,11 +9,16 @@
 
 #include <json/json.h>
 
+#include <cstdio>
 #include <string>
 
 namespace cantora {
 
 void AppendJsonText(const Json::Value& value, std::string* out);
+
+// Writes the JSON text of value to file, in pieces of about 64 KiB, so that a
+// long answer never sits whole in memory a second time.
+void WriteJsonText(const Json::Value& value, FILE* file);
 
 }  // namespace cantora
 

@@ -228,9 +228,7 @@ void WebMan::WriteHeader(const char* content_type, const std::vector<std::string
 }
 
 void WebMan::WriteBody(const Json::Value& value) {
-  std::string text;
-  AppendJsonText(value, &text);
-  std::fwrite(text.data(), 1, text.size(), out_);
+  WriteJsonText(value, out_);
   std::fflush(out_);
 }
 

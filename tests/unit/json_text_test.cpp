@@ -48,3 +48,21 @@ TEST(JsonText, LargeList) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(JsonText, WrittenInPiecesSameText) {
+  Json::Value answer(Json::objectValue);
+  Json::Value& items = answer["items"];
+  for (int i = 0; i < 5000; ++i) items.append("song number " + std::to_string(i) + " \"quoted\"");
+  answer["total"] = 5000;
+  char* text = nullptr;
+  size_t size = 0;
+  FILE* file = open_memstream(&text, &size);
+  cantora::WriteJsonText(answer, file);
+  std::fclose(file);
+  EXPECT_EQ(std::string(text, size), JsonCppText(answer));
+  free(text);
+}
+
+}  // namespace
