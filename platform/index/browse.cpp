@@ -54,7 +54,16 @@ struct Plan {
   bool folders = false;
   bool empty = false;
   bool uses_trigrams = false;
+  // A song list in the song_order index's order, limited, of one library,
+  // narrowed by trigram candidates (fts_query): when the candidates are many,
+  // walking that index and stopping at the limit beats sorting them all.
+  bool may_walk_order = false;
+  bool walk_order = false;  // the statement walks song_order
+  std::string fts_query;
 };
+
+// The order of the song_order index, as the translator writes it.
+constexpr const char* kSongOrderSql = "lower(album) ASC, disc ASC, track ASC, path ASC";
 
 template <size_t N>
 Field FieldOf(const FieldColumn (&fields)[N], std::string_view column) {
@@ -183,7 +192,9 @@ void AppendSelect(const Fragments& f, Plan* plan) {
     if (i > 0) s->sql += ", ";
     s->sql += plan->outputs[i].expr;
   }
-  s->sql += plan->folders ? " FROM folder WHERE " : " FROM song WHERE ";
+  s->sql += plan->folders       ? " FROM folder WHERE "
+             : plan->walk_order ? " FROM song INDEXED BY song_order WHERE "
+                                : " FROM song WHERE ";
   AppendScope(s, f.libraries);
   if (!f.condition.sql.empty()) {
     s->sql += " AND ";
@@ -194,6 +205,7 @@ void AppendSelect(const Fragments& f, Plan* plan) {
     // itself still decides.
     s->sql += " AND id IN (SELECT rowid FROM song_fts WHERE song_fts MATCH ?)";
     plan->uses_trigrams = true;
+    plan->fts_query = f.fts_query;
     SqlValue v;
     v.text = f.fts_query;
     s->values.push_back(v);
@@ -271,6 +283,8 @@ void PlanRows(const BrowseQuery& q, const Fragments& f, Plan* plan) {
       if (field != Field::kId && field != Field::kLibrary) plan->outputs.push_back({c, field});
     }
   }
+  plan->may_walk_order = !plan->folders && !f.fts_query.empty() && f.libraries.size() == 1 &&
+                         q.limit > 0 && f.order.sql == kSongOrderSql;
   AppendSelect(f, plan);
   SqlPiece& s = plan->statement;
   if (!f.order.sql.empty()) {
@@ -280,8 +294,9 @@ void PlanRows(const BrowseQuery& q, const Fragments& f, Plan* plan) {
   AppendPaging(&s, q.offset, q.limit);
 }
 
-bool PlanQuery(const BrowseQuery& q, Plan* plan) {
+bool PlanQuery(const BrowseQuery& q, bool walk_order, Plan* plan) {
   if (q.kind != kBrowseSongs && q.kind != kBrowseFolders) return false;
+  plan->walk_order = walk_order;
   plan->folders = q.kind == kBrowseFolders;
   bool distinct = q.mode == kBrowseArtists || q.mode == kBrowseNewestAlbums;
   if (q.mode != kBrowseRows && !(distinct && !plan->folders)) return false;
@@ -467,11 +482,19 @@ int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
   return count;
 }
 
+// How many rows the trigram index offers as candidates.
+int64_t CountCandidates(sqlite::Database& db, const std::string& fts_query) {
+  sqlite::Statement count = db.Prepare("SELECT count(*) FROM song_fts WHERE song_fts MATCH ?");
+  if (!count.IsValid()) return 0;
+  count.Bind(1, fts_query);
+  return count.Step() == SQLITE_ROW ? count.Int(0) : 0;
+}
+
 }  // namespace
 
 bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* empty) {
   Plan plan;
-  if (!PlanQuery(query, &plan)) return false;
+  if (!PlanQuery(query, false, &plan)) return false;
   *statement = std::move(plan.statement);
   *empty = plan.empty;
   return true;
@@ -481,8 +504,16 @@ int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head
   if (head == nullptr) return -1;
   *head = nullptr;
   Plan plan;
-  if (!PlanQuery(query, &plan)) return -1;
+  if (!PlanQuery(query, false, &plan)) return -1;
   if (plan.empty) return 0;
+  // Twice the rows wanted: then the walk meets its limit well before the
+  // index ends, while a rare word's few candidates are cheaper to sort.
+  if (plan.may_walk_order &&
+      CountCandidates(db, plan.fts_query) > 2 * (static_cast<int64_t>(query.offset) + query.limit)) {
+    Plan walk;
+    if (!PlanQuery(query, true, &walk)) return -1;
+    return Run(db, walk, head);
+  }
   return Run(db, plan, head);
 }
 

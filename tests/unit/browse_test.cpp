@@ -291,6 +291,30 @@ TEST_F(BrowseTest, LimitAndOrderOfLargeResults) {
   EXPECT_EQ("/m/many/1494.mp3", r.paths[1]);
 }
 
+TEST_F(BrowseTest, CommonWordWalksTheSongOrderAndAnswersTheSame) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  for (int i = 0; i < 3000; ++i) {
+    Song s;
+    s.path = "/m/w/" + std::to_string(i) + ".mp3";
+    // Every third title only looks like a match to the trigrams ("mon" and
+    // "com" in other words); the condition itself must turn it away.
+    s.title = i % 3 ? "Common " + std::to_string(i) : "Mon com " + std::to_string(i);
+    const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "Zulu"};
+    s.album = albums[i % 5];
+    s.disc = i % 2;
+    s.track = i % 17;
+    Add(s);
+  }
+  AddSimple(kUser, "/home/u/music/c.mp3", "Common mine", "Aaa", "Solo", "Rock");
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  Result all = Songs("shared", 0, "title ilike '%common%'");
+  Result walked = Songs("shared", 0, "title ilike '%common%'", 1000);
+  ASSERT_EQ(2000, all.rc);
+  ASSERT_EQ(1000, walked.rc);
+  EXPECT_EQ(std::vector<std::string>(all.paths.begin(), all.paths.begin() + 1000), walked.paths);
+  EXPECT_EQ(0, walked.libraries[0]);
+}
+
 TEST_F(BrowseTest, FoldersOneLevelBelowARoot) {
   ASSERT_TRUE(db_.Exec(
       "INSERT INTO folder(library, path, title) VALUES (0, '/m/a', 'a'), (0, '/m/b', 'b'), "
