@@ -116,10 +116,12 @@ void Append(const Json::Value& value, Output* output) {
       break;
     case Json::arrayValue: {
       out->push_back('[');
-      Json::ArrayIndex n = value.size();
-      for (Json::ArrayIndex i = 0; i < n; ++i) {
-        if (i) out->push_back(',');
-        Append(value[i], output);
+      // Walked with an iterator: JsonCpp finds an element by index in a tree.
+      bool first = true;
+      for (auto it = value.begin(); it != value.end(); ++it) {
+        if (!first) out->push_back(',');
+        first = false;
+        Append(*it, output);
         output->MaybeFlush();
       }
       out->push_back(']');
