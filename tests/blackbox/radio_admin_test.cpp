@@ -1,12 +1,12 @@
 // cantora-admin radio: edits of the station lists as the gateway then shows
-// them, input checking, and the refresh of a genre against a local stub.
+// them, input checking, and the refresh of a genre against a local server.
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <iterator>
 
 #include "tests/support/harness.h"
-#include "tests/support/http_stub.h"
+#include "tests/support/recorded_server.h"
 
 namespace {
 
@@ -15,8 +15,8 @@ using harness::Instance;
 
 class RadioAdminTest : public ::testing::Test {
  protected:
-  RadioAdminTest() : stub(std::string(CANTORA_SOURCE_DIR) + "/tests/data/radio") {
-    PointDirectoryAt("http://127.0.0.1:" + std::to_string(teststub::ClosedPort()) + "/");
+  RadioAdminTest() : server(std::string(CANTORA_SOURCE_DIR) + "/tests/data/radio") {
+    PointDirectoryAt("http://127.0.0.1:" + std::to_string(testserver::ClosedPort()) + "/");
   }
   void PointDirectoryAt(const std::string& url) {
     std::ofstream(instance.config(), std::ios::app) << "shoutcast_url = " << url << "\n";
@@ -43,7 +43,7 @@ class RadioAdminTest : public ::testing::Test {
   }
 
   Instance instance;
-  teststub::HttpStub stub;
+  testserver::RecordedServer server;
 };
 
 using Strings = std::vector<std::string>;
@@ -131,8 +131,8 @@ TEST_F(RadioAdminTest, HelpEverywhere) {
 }
 
 TEST_F(RadioAdminTest, RefreshReportsTheStationCount) {
-  ASSERT_TRUE(stub.ok());
-  PointDirectoryAt(stub.Url("/normal"));
+  ASSERT_TRUE(server.ok());
+  PointDirectoryAt(server.Url("/normal"));
   CommandResult r = instance.Admin({"radio", "refresh", "Hip Hop"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "4 stations in Hip Hop\n");
@@ -141,7 +141,7 @@ TEST_F(RadioAdminTest, RefreshReportsTheStationCount) {
 }
 
 TEST_F(RadioAdminTest, FailedRefreshIsAFailure) {
-  PointDirectoryAt(stub.Url("/malformed"));
+  PointDirectoryAt(server.Url("/malformed"));
   CommandResult r = instance.Admin({"radio", "refresh", "Jazz"});
   EXPECT_NE(r.status, 0);
   EXPECT_NE(r.err.find("cantora-admin: radio refresh: the refresh of Jazz failed"), std::string::npos)

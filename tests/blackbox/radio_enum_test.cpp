@@ -1,6 +1,6 @@
 // radio_enum through enumerate.cgi: the three levels, the answers of every
 // failure and their log lines, and the genre cache refresh through the
-// helper program against a local directory stub.
+// helper program against a local directory server.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,7 +10,7 @@
 #include <fstream>
 
 #include "tests/support/harness.h"
-#include "tests/support/http_stub.h"
+#include "tests/support/recorded_server.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ class RadioEnumTest : public ::testing::Test {
  protected:
   RadioEnumTest() {
     // Nothing in these tests may reach the real directory.
-    PointDirectoryAt("http://127.0.0.1:" + std::to_string(teststub::ClosedPort()) + "/");
+    PointDirectoryAt("http://127.0.0.1:" + std::to_string(testserver::ClosedPort()) + "/");
   }
 
   void PointDirectoryAt(const std::string& url) {
@@ -232,13 +232,13 @@ TEST_F(RadioEnumTest, UnparsableUserListsFail) {
 
 class RadioRefreshTest : public RadioEnumTest {
  protected:
-  RadioRefreshTest() : stub(std::string(CANTORA_SOURCE_DIR) + "/tests/data/radio") {}
-  teststub::HttpStub stub;
+  RadioRefreshTest() : server(std::string(CANTORA_SOURCE_DIR) + "/tests/data/radio") {}
+  testserver::RecordedServer server;
 };
 
 TEST_F(RadioRefreshTest, StaleCacheIsRefreshedThroughTheDirectory) {
-  ASSERT_TRUE(stub.ok());
-  PointDirectoryAt(stub.Url("/normal"));
+  ASSERT_TRUE(server.ok());
+  PointDirectoryAt(server.Url("/normal"));
   WriteRadio("shoutcast_Hip Hop.json", kThreeStations);
   SetAge("shoutcast_Hip Hop.json", 86400);
   CgiResult r = Radio("inetradio_genre_Hip Hop");
@@ -248,28 +248,28 @@ TEST_F(RadioRefreshTest, StaleCacheIsRefreshedThroughTheDirectory) {
                                                  "Test Beats Three", "Test Beats Five"}));
   EXPECT_EQ(r.json["items"][0]["path"], Json::Value("http://tune.invalid/?id=1001"));
   EXPECT_EQ(r.json["items"][0]["bitrate"].asInt(), 128000);
-  ASSERT_EQ(stub.Requests().size(), 1u);
-  EXPECT_NE(stub.Requests()[0].find("genrename=Hip%20Hop"), std::string::npos);
+  ASSERT_EQ(server.Requests().size(), 1u);
+  EXPECT_NE(server.Requests()[0].find("genrename=Hip%20Hop"), std::string::npos);
 }
 
 TEST_F(RadioRefreshTest, FreshCacheIsNotRefreshed) {
-  PointDirectoryAt(stub.Url("/normal"));
+  PointDirectoryAt(server.Url("/normal"));
   WriteRadio("shoutcast_Hip Hop.json", kThreeStations);
   SetAge("shoutcast_Hip Hop.json", 86000);
   CgiResult r = Radio("inetradio_genre_Hip Hop");
   EXPECT_EQ(Titles(r), (std::vector<std::string>{"One", "Two", "Three"}));
-  EXPECT_TRUE(stub.Requests().empty());
+  EXPECT_TRUE(server.Requests().empty());
 }
 
 TEST_F(RadioRefreshTest, FailedRefreshServesTheOldCache) {
-  PointDirectoryAt(stub.Url("/status/500"));
+  PointDirectoryAt(server.Url("/status/500"));
   WriteRadio("shoutcast_Hip Hop.json", kThreeStations);
   SetAge("shoutcast_Hip Hop.json", 3 * 86400);
   CgiResult r = Radio("inetradio_genre_Hip Hop");
   ASSERT_TRUE(r.has_json) << r.out;
   EXPECT_EQ(r.json["success"], Json::Value(true));
   EXPECT_EQ(Titles(r), (std::vector<std::string>{"One", "Two", "Three"}));
-  EXPECT_EQ(stub.Requests().size(), 1u);
+  EXPECT_EQ(server.Requests().size(), 1u);
 }
 
 }  // namespace

@@ -17,10 +17,10 @@ namespace {
 
 class RadioFetch : public ::testing::Test {
  protected:
-  RadioFetch() : stub_(RadioDataDir(), 3) {}
+  RadioFetch() : server_(RadioDataDir(), 3) {}
 
   void Serve(const std::string& path) {
-    root_.config().shoutcast_url = stub_.Url(path);
+    root_.config().shoutcast_url = server_.Url(path);
     root_.Apply();
   }
   bool Fetch(Json::Value* list, std::string* error) {
@@ -39,11 +39,11 @@ class RadioFetch : public ::testing::Test {
   }
 
   RadioRoot root_;
-  teststub::HttpStub stub_;
+  testserver::RecordedServer server_;
 };
 
 TEST_F(RadioFetch, NormalAnswerBecomesStationList) {
-  ASSERT_TRUE(stub_.ok());
+  ASSERT_TRUE(server_.ok());
   Serve("/normal");
   Json::Value list;
   std::string error;
@@ -68,8 +68,8 @@ TEST_F(RadioFetch, AsksWithTheGenresQueryForm) {
   Json::Value list;
   std::string error;
   ASSERT_TRUE(Fetch(&list, &error)) << error;
-  ASSERT_EQ(stub_.Requests().size(), 1u);
-  const std::string request = stub_.Requests()[0];
+  ASSERT_EQ(server_.Requests().size(), 1u);
+  const std::string request = server_.Requests()[0];
   EXPECT_EQ(request.rfind("POST /normal HTTP/1.1\r\n", 0), 0u) << request;
   EXPECT_NE(request.find("User-Agent: cantora-radio-fetch/1\r\n"), std::string::npos) << request;
   EXPECT_NE(request.find("Content-Type: application/x-www-form-urlencoded"), std::string::npos);
@@ -129,7 +129,7 @@ TEST_F(RadioFetch, SlowAnswerTimesOut) {
 }
 
 TEST_F(RadioFetch, NoServerIsAFailure) {
-  root_.config().shoutcast_url = "http://127.0.0.1:" + std::to_string(teststub::ClosedPort()) + "/";
+  root_.config().shoutcast_url = "http://127.0.0.1:" + std::to_string(testserver::ClosedPort()) + "/";
   Json::Value list;
   std::string error;
   EXPECT_FALSE(Fetch(&list, &error));
@@ -191,8 +191,8 @@ TEST_F(RadioFetch, FailedRefreshLeavesTheOldFile) {
     EXPECT_EQ(root_.Read("shoutcast_R&B.json"), "old content") << path;
     EXPECT_EQ(RadioFiles(), std::vector<std::string>{"shoutcast_R&B.json"}) << path;
   }
-  ASSERT_GE(stub_.Requests().size(), 1u);
-  EXPECT_NE(stub_.Requests()[0].find("genrename=RnB"), std::string::npos);
+  ASSERT_GE(server_.Requests().size(), 1u);
+  EXPECT_NE(server_.Requests()[0].find("genrename=RnB"), std::string::npos);
 }
 
 TEST_F(RadioFetch, RefreshRefusesStemsThatAreNotGenres) {
@@ -202,7 +202,7 @@ TEST_F(RadioFetch, RefreshRefusesStemsThatAreNotGenres) {
   for (const char* stem : {"Hip Hop", "shoutcast_", "shoutcast_hip hop", "shoutcast_../x", "userdef"}) {
     EXPECT_FALSE(cantora::RefreshShoutcastGenre(root_.config(), stem, &count, &error)) << stem;
   }
-  EXPECT_TRUE(stub_.Requests().empty());
+  EXPECT_TRUE(server_.Requests().empty());
 }
 
 TEST_F(RadioFetch, RefreshCreatesTheRadioFolder) {
@@ -285,7 +285,7 @@ TEST_F(RadioFetch, UpdateRefusesOtherStems) {
   EXPECT_EQ(ZarnAudioUtils::RadioUpdateShoutcastByGenre("shoutcast_"), -1);
   EXPECT_EQ(ZarnAudioUtils::RadioUpdateShoutcastByGenre("shoutcast_../../etc/x"), -1);
   EXPECT_EQ(ZarnAudioUtils::RadioUpdateShoutcastByGenre("favorite"), -1);
-  EXPECT_TRUE(stub_.Requests().empty());
+  EXPECT_TRUE(server_.Requests().empty());
 }
 
 TEST_F(RadioFetch, HelperIsFoundBesideTheProgramWhenLibexecLacksIt) {

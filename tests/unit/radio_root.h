@@ -22,7 +22,7 @@
 #include <string>
 
 #include "platform/config/config.h"
-#include "tests/support/http_stub.h"
+#include "tests/support/recorded_server.h"
 
 class RadioRoot {
  public:
@@ -37,7 +37,7 @@ class RadioRoot {
       mkdir((root_ + sub).c_str(), 0755);
     config_.root = root_;
     config_.libexec = CANTORA_BIN_DIR;
-    config_.shoutcast_url = "http://127.0.0.1:" + std::to_string(teststub::ClosedPort()) + "/";
+    config_.shoutcast_url = "http://127.0.0.1:" + std::to_string(testserver::ClosedPort()) + "/";
     config_.shoutcast_tune_url = "http://tune.invalid/play?id=";
     config_.radio_connect_timeout = 2;
     config_.radio_timeout = 1;

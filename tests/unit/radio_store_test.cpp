@@ -120,7 +120,7 @@ class RadioRefresh : public ::testing::Test {
     root_.Write("shoutcast_Hip Hop.json", ListText({"cached"}));
   }
   RadioRoot root_;
-  teststub::HttpStub stub_;
+  testserver::RecordedServer stub_;
 };
 
 TEST_F(RadioRefresh, FreshCacheIsReadWithoutAsking) {

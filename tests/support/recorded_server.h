@@ -11,22 +11,22 @@
 // A file that does not exist answers 404.
 //
 // Every request (head and body, as received) is kept, in arrival order.
-#ifndef CANTORA_TESTS_SUPPORT_HTTP_STUB_H
-#define CANTORA_TESTS_SUPPORT_HTTP_STUB_H
+#ifndef CANTORA_TESTS_SUPPORT_RECORDED_SERVER_H
+#define CANTORA_TESTS_SUPPORT_RECORDED_SERVER_H
 
 #include <sys/types.h>
 
 #include <string>
 #include <vector>
 
-namespace teststub {
+namespace testserver {
 
-class HttpStub {
+class RecordedServer {
  public:
-  explicit HttpStub(const std::string& folder, int slow_seconds = 5);
-  ~HttpStub();
-  HttpStub(const HttpStub&) = delete;
-  HttpStub& operator=(const HttpStub&) = delete;
+  explicit RecordedServer(const std::string& folder, int slow_seconds = 5);
+  ~RecordedServer();
+  RecordedServer(const RecordedServer&) = delete;
+  RecordedServer& operator=(const RecordedServer&) = delete;
 
   // False when the server could not be started.
   bool ok() const { return pid_ > 0; }
@@ -45,6 +45,6 @@ class HttpStub {
 // A port on 127.0.0.1 that nothing listens on (bound, then released).
 int ClosedPort();
 
-}  // namespace teststub
+}  // namespace testserver
 
 #endif

@@ -1,4 +1,4 @@
-#include "tests/support/http_stub.h"
+#include "tests/support/recorded_server.h"
 
 #include <arpa/inet.h>
 #include <dirent.h>
@@ -18,7 +18,7 @@
 #include <iterator>
 #include <sstream>
 
-namespace teststub {
+namespace testserver {
 namespace {
 
 int ListenLocal(int* port) {
@@ -152,8 +152,8 @@ std::vector<std::string> FileNames(const std::string& dir) {
 
 }  // namespace
 
-HttpStub::HttpStub(const std::string& folder, int slow_seconds) {
-  char dir[] = "/tmp/http-stub-XXXXXX";
+RecordedServer::RecordedServer(const std::string& folder, int slow_seconds) {
+  char dir[] = "/tmp/http-server-XXXXXX";
   if (mkdtemp(dir) == nullptr) return;
   log_dir_ = dir;
   int listener = ListenLocal(&port_);
@@ -165,7 +165,7 @@ HttpStub::HttpStub(const std::string& folder, int slow_seconds) {
   pid_ = pid;
 }
 
-HttpStub::~HttpStub() {
+RecordedServer::~RecordedServer() {
   if (pid_ > 0) {
     kill(pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
@@ -176,11 +176,11 @@ HttpStub::~HttpStub() {
   }
 }
 
-std::string HttpStub::Url(const std::string& path) const {
+std::string RecordedServer::Url(const std::string& path) const {
   return "http://127.0.0.1:" + std::to_string(port_) + path;
 }
 
-std::vector<std::string> HttpStub::Requests() const {
+std::vector<std::string> RecordedServer::Requests() const {
   std::vector<std::string> requests;
   for (const std::string& name : FileNames(log_dir_)) {
     std::string text;
@@ -197,4 +197,4 @@ int ClosedPort() {
   return port;
 }
 
-}  // namespace teststub
+}  // namespace testserver
