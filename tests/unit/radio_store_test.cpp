@@ -114,13 +114,13 @@ TEST(RadioCache, OneSecondUnderADayIsFreshADayIsStale) {
 
 class RadioRefresh : public ::testing::Test {
  protected:
-  RadioRefresh() : stub_(RadioDataDir()) {
-    root_.config().shoutcast_url = stub_.Url("/normal");
+  RadioRefresh() : server_(RadioDataDir()) {
+    root_.config().shoutcast_url = server_.Url("/normal");
     root_.Apply();
     root_.Write("shoutcast_Hip Hop.json", ListText({"cached"}));
   }
   RadioRoot root_;
-  testserver::RecordedServer stub_;
+  testserver::RecordedServer server_;
 };
 
 TEST_F(RadioRefresh, FreshCacheIsReadWithoutAsking) {
@@ -130,10 +130,10 @@ TEST_F(RadioRefresh, FreshCacheIsReadWithoutAsking) {
     set = root_.SetAge("shoutcast_Hip Hop.json", 86399);
     result = ZARNAudioRadioGetShoutcastListByGenre("Hip Hop", list, 0);
   }
-  ASSERT_TRUE(stub_.ok());
+  ASSERT_TRUE(server_.ok());
   EXPECT_EQ(result, 0);
   EXPECT_EQ(Names(list), Strings{"cached"});
-  EXPECT_TRUE(stub_.Requests().empty());
+  EXPECT_TRUE(server_.Requests().empty());
 }
 
 TEST_F(RadioRefresh, StaleCacheIsRefreshedFirst) {
@@ -143,8 +143,8 @@ TEST_F(RadioRefresh, StaleCacheIsRefreshedFirst) {
   EXPECT_EQ(Names(list), (Strings{"Test Beats One", "Test Beats Two", "Test Beats Three",
                                   "Test Beats Five"}));
   EXPECT_EQ(list["stations"][0]["bitrate"], Json::Value(128000));
-  ASSERT_EQ(stub_.Requests().size(), 1u);
-  EXPECT_NE(stub_.Requests()[0].find("genrename=Hip%20Hop"), std::string::npos);
+  ASSERT_EQ(server_.Requests().size(), 1u);
+  EXPECT_NE(server_.Requests()[0].find("genrename=Hip%20Hop"), std::string::npos);
   EXPECT_EQ(RadioListIsExpired(root_.Path("shoutcast_Hip Hop.json").c_str()), 0);
 }
 
@@ -153,17 +153,17 @@ TEST_F(RadioRefresh, ForceRefreshesAFreshCache) {
   Json::Value list;
   ASSERT_EQ(ZARNAudioRadioGetShoutcastListByGenre("Hip Hop", list, 1), 0);
   EXPECT_EQ(list["stations"].size(), 4u);
-  EXPECT_EQ(stub_.Requests().size(), 1u);
+  EXPECT_EQ(server_.Requests().size(), 1u);
 }
 
 TEST_F(RadioRefresh, FailedRefreshReadsTheOldFile) {
-  root_.config().shoutcast_url = stub_.Url("/malformed");
+  root_.config().shoutcast_url = server_.Url("/malformed");
   root_.Apply();
   root_.SetAge("shoutcast_Hip Hop.json", 2 * 86400);
   Json::Value list;
   ASSERT_EQ(ZARNAudioRadioGetShoutcastListByGenre("Hip Hop", list, 0), 0);
   EXPECT_EQ(Names(list), Strings{"cached"});
-  EXPECT_EQ(stub_.Requests().size(), 1u);
+  EXPECT_EQ(server_.Requests().size(), 1u);
 }
 
 TEST(RadioCache, MissingOrBrokenGenreFileIsAnError) {
