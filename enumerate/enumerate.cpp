@@ -1,7 +1,9 @@
 #include "enumerate/enumerate.h"
 
 #include <cstring>
+#include <utility>
 
+#include "enumerate/song_item.h"
 #include "platform/auth/account.h"
 
 const char* const kJsonContentType = "text/plain; charset=\"UTF-8\"";
@@ -47,6 +49,13 @@ void EnumerationHandler::Run() {
 }
 
 void EnumerationHandler::PlaylistCreateForUser() { PlaylistCreate(userInfo); }
+
+void EnumerationHandler::AnswerList(std::optional<bool> success, Json::Value items) {
+  Json::Value answer;
+  if (success) SetSuccess(answer, *success);
+  SetItems(&answer, std::move(items));
+  WriteJsonResponse(answer, kJsonContentType);
+}
 
 void EnumerationHandler::WriteJsonResponse(const Json::Value& answer, const char* content_type) {
   web_.WriteHeader(content_type);

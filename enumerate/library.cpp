@@ -74,29 +74,20 @@ int LatestAlbumCount(const char* value) {
 }  // namespace
 
 void EnumerationHandler::ArtistEnum() {
-  Json::Value answer;
   Json::Value items(Json::arrayValue);
   const char* library = ChangeToActualLib(web_.In("library", "shared"));
-  if (ListNames(kArtists, library, GetUserIdFromName(UserName()), nullptr, -1, &items)) {
-    SetSuccess(answer, true);
-  }
-  SetItems(&answer, std::move(items));
-  WriteJsonResponse(answer, kJsonContentType);
+  bool listed = ListNames(kArtists, library, GetUserIdFromName(UserName()), nullptr, -1, &items);
+  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, std::move(items));
 }
 
 void EnumerationHandler::GenreEnum() {
-  Json::Value answer;
   Json::Value items(Json::arrayValue);
   const char* library = ChangeToActualLib(web_.In("library", "shared"));
-  if (ListNames(kGenres, library, GetUserIdFromName(UserName()), nullptr, -1, &items)) {
-    SetSuccess(answer, true);
-  }
-  SetItems(&answer, std::move(items));
-  WriteJsonResponse(answer, kJsonContentType);
+  bool listed = ListNames(kGenres, library, GetUserIdFromName(UserName()), nullptr, -1, &items);
+  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, std::move(items));
 }
 
 void EnumerationHandler::AlbumEnum() {
-  Json::Value answer;
   Json::Value items(Json::arrayValue);
   const char* library = ChangeToActualLib(web_.In("library", "shared"));
   int uid = GetUserIdFromName(UserName());
@@ -105,31 +96,30 @@ void EnumerationHandler::AlbumEnum() {
   const char* latest = web_.In("latest_album");
   char condition[kConditionSize];
   MallocText escaped;
-  bool listed;
+  // "success": true once listed, false when an escape could not be made,
+  // none when the browse failed.
+  std::optional<bool> success;
   if (artist != nullptr) {
     if (!(escaped = EscapeParam(artist, 753))) {
-      SetSuccess(answer, false);
-      listed = false;
+      success = false;
     } else {
       std::snprintf(condition, sizeof condition, kArtistCondition, escaped.get(),
                     ArtistJoiner(artist, "OR", "AND"), escaped.get());
-      listed = ListNames(kAlbums, library, uid, condition, -1, &items);
+      if (ListNames(kAlbums, library, uid, condition, -1, &items)) success = true;
     }
   } else if (genre != nullptr) {
     if (!(escaped = EscapeParam(genre, 771))) {
-      SetSuccess(answer, false);
-      listed = false;
+      success = false;
     } else {
       std::snprintf(condition, sizeof condition, "genre = '%s'", escaped.get());
-      listed = ListNames(kAlbums, library, uid, condition, -1, &items);
+      if (ListNames(kAlbums, library, uid, condition, -1, &items)) success = true;
     }
   } else if (latest != nullptr) {
-    listed = ListNames(kNewestAlbums, library, uid, nullptr, LatestAlbumCount(latest), &items);
-  } else {
-    listed = ListNames(kAlbums, library, uid, nullptr, -1, &items);
+    if (ListNames(kNewestAlbums, library, uid, nullptr, LatestAlbumCount(latest), &items))
+      success = true;
+  } else if (ListNames(kAlbums, library, uid, nullptr, -1, &items)) {
+    success = true;
   }
-  if (listed) SetSuccess(answer, true);
   escaped.reset();
-  SetItems(&answer, std::move(items));
-  WriteJsonResponse(answer, kJsonContentType);
+  AnswerList(success, std::move(items));
 }

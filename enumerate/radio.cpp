@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "enumerate/enumerate.h"
 #include "radiolist/radiolist.h"
@@ -124,12 +125,9 @@ bool BuildLevel(const char* id, Json::Value& items) {
 
 void EnumerationHandler::RadioEnum() {
   const char* id = web_.In("id", "");
-  Json::Value answer;
   Json::Value items(Json::arrayValue);
-  SetSuccess(answer, BuildLevel(id, items));
+  bool built = BuildLevel(id, items);
   // "total" is always the number of items sent, whatever a station file's
   // own "total" says.
-  answer["items"] = items;
-  answer["total"] = items.size();
-  WriteJsonResponse(answer, kJsonContentType);
+  AnswerList(built, std::move(items));
 }

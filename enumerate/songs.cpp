@@ -111,12 +111,9 @@ struct SongList {
 void EnumerationHandler::AnswerSongList(
     const std::function<std::optional<bool>(const char*, int, SongList*)>& list_songs) {
   SongList songs;  // outlives the answer, which refers to its texts
-  Json::Value answer;
   std::optional<bool> success =
       list_songs(web_.In("library", "shared"), GetUserIdFromName(UserName()), &songs);
-  if (success) SetSuccess(answer, *success);
-  SetItems(&answer, std::move(songs.items));
-  WriteJsonResponse(answer, kJsonContentType);
+  AnswerList(success, std::move(songs.items));
   ZARNPlaylistRecFree(songs.records);
 }
 

@@ -101,7 +101,8 @@ WebMan WebMan::FromParts(const std::string& method, const std::string& query,
                          const std::string& content_type, const std::string& body,
                          const std::string& cookie_header, long max_body_bytes) {
   WebMan web;
-  web.AddParameters(query);
+  web.method_ = method;
+  web.AddParameters(query, &web.query_names_);
   if (method == "POST" && !body.empty()) {
     std::string type = Lower(content_type.substr(0, content_type.find(';')));
     while (!type.empty() && type.back() == ' ') type.pop_back();
@@ -136,7 +137,7 @@ void WebMan::Add(std::string name, std::string value) {
   params_.emplace(std::move(name), std::move(value));  // keeps the first value
 }
 
-void WebMan::AddParameters(const std::string& urlencoded) {
+void WebMan::AddParameters(const std::string& urlencoded, std::set<std::string>* names) {
   size_t pos = 0;
   while (pos <= urlencoded.size()) {
     size_t end = urlencoded.find('&', pos);
@@ -146,7 +147,10 @@ void WebMan::AddParameters(const std::string& urlencoded) {
       size_t eq = pair.find('=');
       std::string name = UrlDecode(pair.substr(0, eq), true);
       std::string value = eq == std::string::npos ? "" : UrlDecode(pair.substr(eq + 1), true);
-      if (!name.empty()) Add(std::move(name), std::move(value));
+      if (!name.empty()) {
+        if (names != nullptr) names->insert(name);
+        Add(std::move(name), std::move(value));
+      }
     }
     pos = end + 1;
   }

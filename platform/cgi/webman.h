@@ -14,6 +14,7 @@
 
 #include <cstdio>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,11 @@ class WebMan {
   // folder uses; "enu" when none is known.
   std::string GetUILanguage() const;
 
+  // The request method ("GET", "POST", ...).
+  const std::string& Method() const { return method_; }
+  // True when the query string (not the body) names this parameter.
+  bool InQueryString(const char* name) const { return query_names_.count(name) != 0; }
+
   // True when the body was refused (too large, malformed).
   bool BodyRejected() const { return body_rejected_; }
 
@@ -52,10 +58,14 @@ class WebMan {
   FILE* Output() const { return out_; }
 
  private:
-  void AddParameters(const std::string& urlencoded);
+  // Adds the pairs of urlencoded; their names are also recorded in *names
+  // when given.
+  void AddParameters(const std::string& urlencoded, std::set<std::string>* names = nullptr);
   bool AddMultipart(const std::string& content_type, const std::string& body);
   void Add(std::string name, std::string value);
 
+  std::string method_;
+  std::set<std::string> query_names_;
   std::map<std::string, std::string> params_;
   std::map<std::string, std::string> cookies_;
   std::string accept_language_;

@@ -18,8 +18,7 @@ using harness::LibraryInstance;
 using harness::Tune;
 
 using Names = std::vector<std::string>;
-// Error priority of the default facility, as syslog receives it.
-constexpr int kErr = LOG_USER | LOG_ERR;
+using harness::kErr;
 constexpr int kBulkAlbums = 120;
 
 std::string BulkAlbum(int n) {

@@ -18,8 +18,7 @@ using harness::Encode;
 using harness::LibraryInstance;
 using harness::Tune;
 
-// Error priority of the default facility, as syslog receives it.
-constexpr int kErr = LOG_USER | LOG_ERR;
+using harness::kErr;
 constexpr int kLoveSongs = 1500;
 
 // Song i of the 1500 that hold "love": 30 albums whose names differ in case,

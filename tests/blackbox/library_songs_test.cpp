@@ -19,8 +19,7 @@ using harness::Encode;
 using harness::LibraryInstance;
 using harness::Tune;
 
-// Error priority of the default facility, as syslog receives it.
-constexpr int kErr = LOG_USER | LOG_ERR;
+using harness::kErr;
 
 std::vector<fixture::Song> Songs() {
   std::vector<fixture::Song> songs;

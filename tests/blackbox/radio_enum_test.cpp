@@ -19,7 +19,7 @@ using harness::Encode;
 using harness::Instance;
 using harness::Logged;
 
-constexpr int kErr = LOG_USER | LOG_ERR;
+using harness::kErr;
 
 class RadioEnumTest : public ::testing::Test {
  protected:

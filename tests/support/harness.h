@@ -9,6 +9,7 @@
 #define CANTORA_TESTS_SUPPORT_HARNESS_H
 
 #include <json/json.h>
+#include <syslog.h>
 
 #include <map>
 #include <string>
@@ -95,6 +96,9 @@ CgiResult Enumerate(const Instance& instance, const std::string& session, const 
 
 // Percent-encodes a parameter value.
 std::string Encode(const std::string& value);
+
+// A handler's error line as it arrives: LOG_ERR of the default facility.
+constexpr int kErr = LOG_USER | LOG_ERR;
 
 // True when lines holds one line with this priority and text.
 bool Logged(const std::vector<LogLine>& lines, int priority, const std::string& text);

@@ -122,3 +122,17 @@ TEST(WebManOutput, HeaderThenCompactJson) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(WebManOrigin, MethodAndQueryStringNames) {
+  WebMan web = WebMan::FromParts("POST", "a=1&pass%77d=x", "application/x-www-form-urlencoded",
+                                 "b=2", "", 1024);
+  EXPECT_EQ(web.Method(), "POST");
+  EXPECT_TRUE(web.InQueryString("a"));
+  EXPECT_TRUE(web.InQueryString("passwd"));
+  EXPECT_FALSE(web.InQueryString("b"));
+  EXPECT_FALSE(WebMan::FromParts("GET", "xpasswd=1", "", "", "", 1024).InQueryString("passwd"));
+}
+
+}  // namespace

@@ -37,7 +37,7 @@ class SignInHandler : public ServerFormHandler {
       Fail(&answer, "unknown method");
     } else if (web_.BodyRejected()) {
       Fail(&answer, "request too large or malformed");
-    } else if (!IsPost() || PasswordInQuery()) {
+    } else if (web_.Method() != "POST" || web_.InQueryString("passwd")) {
       Fail(&answer, "sign in with POST");
     } else {
       SignIn(*db, &answer, &headers);
@@ -47,14 +47,6 @@ class SignInHandler : public ServerFormHandler {
   }
 
  private:
-  static bool IsPost() {
-    const char* m = std::getenv("REQUEST_METHOD");
-    return m && std::strcmp(m, "POST") == 0;
-  }
-  static bool PasswordInQuery() {
-    const char* q = std::getenv("QUERY_STRING");
-    return q && (std::strstr(q, "passwd=") != nullptr);
-  }
   static void Fail(Json::Value* answer, const char* error) {
     (*answer)["success"] = false;
     (*answer)["error"] = error;
