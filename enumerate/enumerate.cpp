@@ -1,9 +1,8 @@
 #include "enumerate/enumerate.h"
 
 #include <cstring>
-#include <utility>
 
-#include "enumerate/song_item.h"
+#include "enumerate/list_answer.h"
 #include "platform/auth/account.h"
 
 const char* const kJsonContentType = "text/plain; charset=\"UTF-8\"";
@@ -50,11 +49,10 @@ void EnumerationHandler::Run() {
 
 void EnumerationHandler::PlaylistCreateForUser() { PlaylistCreate(userInfo); }
 
-void EnumerationHandler::AnswerList(std::optional<bool> success, Json::Value items) {
-  Json::Value answer;
-  if (success) SetSuccess(answer, *success);
-  SetItems(&answer, std::move(items));
-  WriteJsonResponse(answer, kJsonContentType);
+void EnumerationHandler::AnswerList(std::optional<bool> success, const Json::Value& items) {
+  ListAnswer answer(&web_, kJsonContentType);
+  for (const Json::Value& item : items) answer.Add(item);
+  answer.Finish(success);
 }
 
 void EnumerationHandler::WriteJsonResponse(const Json::Value& answer, const char* content_type) {

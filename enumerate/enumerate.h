@@ -64,9 +64,9 @@ class EnumerationHandler : public ServerFormHandler {
   void AnswerSongList(
       const std::function<std::optional<bool>(const char*, int, SongList*)>& list_songs);
 
-  // How every list answer ends: "success" when given (a failed browse sends
-  // none), "items", "total" = the number of items, written as JSON.
-  void AnswerList(std::optional<bool> success, Json::Value items);
+  // The list answer of items (see ListAnswer): "success" when given (a
+  // failed browse sends none), "items", "total" = the number of items.
+  void AnswerList(std::optional<bool> success, const Json::Value& items);
 
   // Writes the header with content_type, then the object.
   void WriteJsonResponse(const Json::Value& answer, const char* content_type);

@@ -77,14 +77,14 @@ void EnumerationHandler::ArtistEnum() {
   Json::Value items(Json::arrayValue);
   const char* library = ChangeToActualLib(web_.In("library", "shared"));
   bool listed = ListNames(kArtists, library, GetUserIdFromName(UserName()), nullptr, -1, &items);
-  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, std::move(items));
+  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, items);
 }
 
 void EnumerationHandler::GenreEnum() {
   Json::Value items(Json::arrayValue);
   const char* library = ChangeToActualLib(web_.In("library", "shared"));
   bool listed = ListNames(kGenres, library, GetUserIdFromName(UserName()), nullptr, -1, &items);
-  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, std::move(items));
+  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, items);
 }
 
 void EnumerationHandler::AlbumEnum() {
@@ -121,5 +121,5 @@ void EnumerationHandler::AlbumEnum() {
     success = true;
   }
   escaped.reset();
-  AnswerList(success, std::move(items));
+  AnswerList(success, items);
 }

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 #include "enumerate/enumerate.h"
 #include "radiolist/radiolist.h"
@@ -129,5 +128,5 @@ void EnumerationHandler::RadioEnum() {
   bool built = BuildLevel(id, items);
   // "total" is always the number of items sent, whatever a station file's
   // own "total" says.
-  AnswerList(built, std::move(items));
+  AnswerList(built, items);
 }

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 #include "enumerate/enumerate.h"
 #include "enumerate/guard/run_as.h"
@@ -25,81 +24,66 @@ int WholeSeconds(float duration) {
   return static_cast<int>(duration);
 }
 
-Json::StaticString Text(const char* text) { return Json::StaticString(text); }
-
+// The decimal digits of value as a JSON string.
 template <typename Integer>
-Json::StaticString Number(cantora::TextArena* arena, Integer value) {
+void AppendNumberString(Integer value, std::string* out) {
   char digits[24];
   std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, value);
-  return Json::StaticString(arena->Store(std::string_view(digits, r.ptr - digits)));
+  out->push_back('"');
+  out->append(digits, r.ptr - digits);
+  out->push_back('"');
 }
 
-// The members of an item, in the order the handlers set them.
-enum Member {
-  kPath, kTitle, kAlbum, kArtist, kGenre, kDuration, kFrequency, kBitrate, kChannel, kFilesize,
-  kCovercount, kId, kAlbumArtist, kComposer, kYear, kTrack, kDisc, kComment, kMembers
-};
-constexpr const char* kMemberNames[kMembers] = {
-    "path", "title", "album", "artist", "genre", "duration", "frequency", "bitrate", "channel",
-    "filesize", "covercount", "id", "albumartist", "composer", "year", "track", "disc", "comment"};
-
-// An item with every member present and null. A new item is a copy of it,
-// filled through pointers to its members: a list of thousands of songs then
-// never looks a member name up.
-struct ItemShape {
-  Json::Value empty{Json::objectValue};
-  Member member_at[kMembers];  // the member at each position of the object's own order
-};
-
-const ItemShape& Shape() {
-  static const ItemShape shape = [] {
-    ItemShape s;
-    for (const char* name : kMemberNames) s.empty[Json::StaticString(name)] = Json::Value();
-    int position = 0;
-    for (auto it = s.empty.begin(); it != s.empty.end(); ++it, ++position)
-      for (int m = 0; m < kMembers; ++m)
-        if (it.name() == kMemberNames[m]) s.member_at[position] = static_cast<Member>(m);
-    return s;
-  }();
-  return shape;
-}
+void AppendText(const char* text, std::string* out) { cantora::AppendJsonString(text, out); }
 
 }  // namespace
 
-Json::Value SongItem(const MediaInfo& info, const char* library, cantora::TextArena* arena) {
-  const ItemShape& shape = Shape();
-  Json::Value item = shape.empty;
-  Json::Value* member[kMembers];
-  int position = 0;
-  for (auto it = item.begin(); it != item.end(); ++it, ++position)
-    member[shape.member_at[position]] = &*it;
-
-  *member[kPath] = Text(info.path);
-  *member[kTitle] = Text(info.title);
-  *member[kAlbum] = Text(info.album);
-  *member[kArtist] = Text(info.artist);
-  *member[kGenre] = Text(info.genre);
-  *member[kDuration] = Number(arena, WholeSeconds(info.duration));
-  *member[kFrequency] = Number(arena, info.frequency);
-  *member[kBitrate] = Number(arena, info.bitrate);
-  *member[kChannel] = Number(arena, info.channel);
-  *member[kFilesize] = Number(arena, static_cast<unsigned long long>(info.filesize));
-  *member[kCovercount] = info.covercount;
+void AppendSongItem(const MediaInfo& info, const char* library, std::string* out) {
+  out->append("{\"album\":");
+  AppendText(info.album, out);
+  out->append(",\"albumartist\":");
+  AppendText(info.album_artist, out);
+  out->append(",\"artist\":");
+  AppendText(info.artist, out);
+  out->append(",\"bitrate\":");
+  AppendNumberString(info.bitrate, out);
+  out->append(",\"channel\":");
+  AppendNumberString(info.channel, out);
+  out->append(",\"comment\":");
+  AppendText(info.comment, out);
+  out->append(",\"composer\":");
+  AppendText(info.composer, out);
+  out->append(",\"covercount\":");
+  char digits[24];
+  out->append(digits, std::to_chars(digits, digits + sizeof digits, info.covercount).ptr - digits);
+  out->append(",\"disc\":");
+  AppendNumberString(info.disc, out);
+  out->append(",\"duration\":");
+  AppendNumberString(WholeSeconds(info.duration), out);
+  out->append(",\"filesize\":");
+  AppendNumberString(static_cast<unsigned long long>(info.filesize), out);
+  out->append(",\"frequency\":");
+  AppendNumberString(info.frequency, out);
+  out->append(",\"genre\":");
+  AppendText(info.genre, out);
+  out->append(",\"id\":");
   if (std::strcmp(library, "shared") != 0 && ZARNMusicIsPersonalLibrary(&info)) {
     char scratch[kScratchSize];
     std::snprintf(scratch, kScratchSize, "%lu", info.id);
     AddPersonalLibraryPrefix(scratch, kScratchSize);
-    *member[kId] = Json::StaticString(arena->Store(scratch));
+    AppendText(scratch, out);
   } else {
-    *member[kId] = Number(arena, info.id);
+    AppendNumberString(info.id, out);
   }
-  *member[kAlbumArtist] = Text(info.album_artist);
-  *member[kComposer] = Text(info.composer);
-  *member[kYear] = Number(arena, info.year);
-  *member[kTrack] = Number(arena, info.track);
-  *member[kDisc] = Number(arena, info.disc);
-  *member[kComment] = Text(info.comment);
-  return item;
+  out->append(",\"path\":");
+  AppendText(info.path, out);
+  out->append(",\"title\":");
+  AppendText(info.title, out);
+  out->append(",\"track\":");
+  AppendNumberString(info.track, out);
+  out->append(",\"year\":");
+  AppendNumberString(info.year, out);
+  out->push_back('}');
 }
 
 bool AdmitRecordText(const MediaInfo& info) {
@@ -122,7 +106,7 @@ Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) 
 }
 
 bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     cantora::TextArena* arena, Json::Value* items) {
+                     ListAnswer* answer) {
   for (const MediaInfo* info = list; info != nullptr; info = info->next) {
     switch (AdmitSongRecord(*info, guard_line, fail_line)) {
       case Admission::kNoRoot:
@@ -130,15 +114,9 @@ bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line,
       case Admission::kSkipped:
         break;
       case Admission::kAdmitted:
-        items->append(SongItem(*info, library, arena));  // moved in
+        AppendSongItem(*info, library, answer->NextItem());
         break;
     }
   }
   return true;
-}
-
-void SetItems(Json::Value* answer, Json::Value items) {
-  Json::ArrayIndex total = items.size();
-  (*answer)[Json::StaticString("items")] = std::move(items);
-  (*answer)[Json::StaticString("total")] = total;
 }

@@ -3,20 +3,20 @@
 #ifndef CANTORA_ENUMERATE_SONG_ITEM_H
 #define CANTORA_ENUMERATE_SONG_ITEM_H
 
-#include <json/json.h>
+#include <string>
 
+#include "enumerate/list_answer.h"
 #include "platform/index/media_info.h"
-#include "platform/text/arena.h"
 
-// The 18-member item of one record. All numbers are decimal strings except
-// "covercount", a JSON integer. "id" carries the personal prefix when
-// library (the ChangeToActualLib result in force) is not "shared" and the
-// record lies in a personal library.
+// Appends the JSON text of the 18-member item of one record to out. All
+// numbers are decimal strings except "covercount", a JSON integer. "id"
+// carries the personal prefix when library (the ChangeToActualLib result in
+// force) is not "shared" and the record lies in a personal library.
 //
-// The item refers to the record's texts and to numbers formatted into arena
-// rather than copying them: the record list and the arena must outlive the
-// writing of the answer (handlers free the list after writing, as they must).
-Json::Value SongItem(const MediaInfo& info, const char* library, cantora::TextArena* arena);
+// The text is written directly, members in JsonCpp's key order, the very
+// bytes a Json::Value of the item would give: a list of thousands of songs
+// builds no object per song.
+void AppendSongItem(const MediaInfo& info, const char* library, std::string* out);
 
 // The text test of a record (MediaInfoIsValidUtf8); a failure is logged as
 // "MediaInfo contains invalid utf8".
@@ -30,15 +30,9 @@ enum class Admission { kAdmitted, kSkipped, kNoRoot };
 // as "<source>:<fail_line> Failed to run as root.".
 Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line);
 
-// Appends the item of every admitted record of list to items, in list
-// order. False when the switch to root failed; the items appended until then
-// stay.
+// Adds the item of every admitted record of list to answer, in list order.
+// False when the switch to root failed; the items added until then stay.
 bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     cantora::TextArena* arena, Json::Value* items);
-
-// Sets "items" and then "total", the number of items: how every list
-// answer ends.
-// The items are moved in: a list of thousands of songs is not copied.
-void SetItems(Json::Value* answer, Json::Value items);
+                     ListAnswer* answer);
 
 #endif

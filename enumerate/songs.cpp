@@ -6,10 +6,10 @@
 #include <cstring>
 #include <functional>
 #include <optional>
-#include <utility>
 
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
+#include "enumerate/list_answer.h"
 #include "enumerate/song_item.h"
 #include "platform/auth/account.h"
 #include "platform/index/browse.h"
@@ -26,19 +26,18 @@ constexpr int kSearchLimit = 1000;
 // flag to answer, or none when the browse or the switch to root failed.
 std::optional<bool> ListSongs(const char* library, int uid, const char* condition, int limit,
                               int guard_line, int fail_line, MediaInfo** list,
-                              cantora::TextArena* arena, Json::Value* items) {
+                              ListAnswer* answer) {
   const char* actual = ChangeToActualLib(library);
   if (ZARNMusicBrowse(actual, uid, 0, list, 0, "*", condition, nullptr, kSongOrder, 0, limit, 0,
                       0) < 0) {
     return std::nullopt;
   }
-  if (!AppendSongItems(*list, actual, guard_line, fail_line, arena, items)) return std::nullopt;
+  if (!AppendSongItems(*list, actual, guard_line, fail_line, answer)) return std::nullopt;
   return true;
 }
 
 std::optional<bool> SongsOf(const char* library, int uid, const char* album, const char* artist,
-                            const char* genre, MediaInfo** list, cantora::TextArena* arena,
-                            Json::Value* items) {
+                            const char* genre, MediaInfo** list, ListAnswer* answer) {
   if (album == nullptr && artist == nullptr && genre == nullptr) {
     syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource, 1239);
     return false;
@@ -67,12 +66,11 @@ std::optional<bool> SongsOf(const char* library, int uid, const char* album, con
   } else {
     std::snprintf(condition, sizeof condition, "album = '%s'", album_q.get());
   }
-  return ListSongs(library, uid, condition, -1, 1307, 1313, list, arena, items);
+  return ListSongs(library, uid, condition, -1, 1307, 1313, list, answer);
 }
 
 std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
-                                const char* category, MediaInfo** list,
-                                cantora::TextArena* arena, Json::Value* items) {
+                                const char* category, MediaInfo** list, ListAnswer* answer) {
   if (key[0] == '\0') {
     syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, 1391);
     return false;
@@ -96,37 +94,38 @@ std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
                   "album_artist ilike '%%%s%%'",
                   k.get(), k.get(), k.get(), k.get());
   }
-  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, list, arena, items);
+  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, list, answer);
 }
 
 }  // namespace
 
-// What both song lists fill in: the browse result, and the items that refer to it.
+// What both song lists fill in: the browse result, and the answer its items
+// are written to as they are admitted.
 struct SongList {
-  cantora::TextArena arena;
+  explicit SongList(cantora::WebMan* web) : answer(web, kJsonContentType) {}
   MediaInfo* records = nullptr;
-  Json::Value items{Json::arrayValue};
+  ListAnswer answer;
 };
 
 void EnumerationHandler::AnswerSongList(
     const std::function<std::optional<bool>(const char*, int, SongList*)>& list_songs) {
-  SongList songs;  // outlives the answer, which refers to its texts
+  SongList songs(&web_);
   std::optional<bool> success =
       list_songs(web_.In("library", "shared"), GetUserIdFromName(UserName()), &songs);
-  AnswerList(success, std::move(songs.items));
+  songs.answer.Finish(success);
   ZARNPlaylistRecFree(songs.records);
 }
 
 void EnumerationHandler::SongEnum() {
   AnswerSongList([this](const char* library, int uid, SongList* songs) {
     return SongsOf(library, uid, web_.In("album_name"), web_.In("artist_name"),
-                   web_.In("genre_name"), &songs->records, &songs->arena, &songs->items);
+                   web_.In("genre_name"), &songs->records, &songs->answer);
   });
 }
 
 void EnumerationHandler::Search() {
   AnswerSongList([this](const char* library, int uid, SongList* songs) {
     return SearchSongs(library, uid, web_.In("search_key", ""), web_.In("category"),
-                       &songs->records, &songs->arena, &songs->items);
+                       &songs->records, &songs->answer);
   });
 }

@@ -1,7 +1,9 @@
 #include "platform/cgi/json_text.h"
 
 #include <cinttypes>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace cantora {
 namespace {
@@ -15,75 +17,83 @@ struct PlainBytes {
 };
 constexpr PlainBytes kPlain;
 
+// True when one of the eight bytes of word needs an escape: a control
+// character, '"' or '\\'. Most texts need none, and are passed over a word
+// at a time.
+bool NeedsEscape(uint64_t word) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHighs = 0x8080808080808080ull;
+  auto has_zero = [](uint64_t x) { return (x - kOnes) & ~x & kHighs; };
+  uint64_t below_space = (word - kOnes * 0x20) & ~word & kHighs;
+  return (below_space | has_zero(word ^ (kOnes * '"')) | has_zero(word ^ (kOnes * '\\'))) != 0;
+}
+
 void AppendQuoted(const char* begin, const char* end, std::string* out) {
   static const char kHex[] = "0123456789abcdef";
   out->push_back('"');
   const char* run = begin;
-  for (const char* p = begin; p != end; ++p) {
+  const char* p = begin;
+  while (p != end) {
+    if (end - p >= 8) {
+      uint64_t word;
+      std::memcpy(&word, p, sizeof word);
+      if (!NeedsEscape(word)) {
+        p += 8;
+        continue;
+      }
+    }
     unsigned char c = static_cast<unsigned char>(*p);
-    if (kPlain.plain[c]) continue;
-    out->append(run, p);
-    run = p + 1;
+    if (kPlain.plain[c]) {
+      ++p;
+      continue;
+    }
+    out->append(run, p - run);
+    run = ++p;
     switch (c) {
-      case '"': out->append("\\\""); break;
-      case '\\': out->append("\\\\"); break;
-      case '\b': out->append("\\b"); break;
-      case '\f': out->append("\\f"); break;
-      case '\n': out->append("\\n"); break;
-      case '\r': out->append("\\r"); break;
-      case '\t': out->append("\\t"); break;
-      default:
-        out->append("\\u00");
-        out->push_back(kHex[c >> 4]);
-        out->push_back(kHex[c & 15]);
+      case '"': out->append("\\\"", 2); break;
+      case '\\': out->append("\\\\", 2); break;
+      case '\b': out->append("\\b", 2); break;
+      case '\f': out->append("\\f", 2); break;
+      case '\n': out->append("\\n", 2); break;
+      case '\r': out->append("\\r", 2); break;
+      case '\t': out->append("\\t", 2); break;
+      default: {
+        const char escape[6] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 15]};
+        out->append(escape, sizeof escape);
+      }
     }
   }
-  out->append(run, end);
+  out->append(run, end - run);
   out->push_back('"');
 }
 
-constexpr size_t kPieceSize = 64 * 1024;
-
-// Appends to a string and, given a file, hands full pieces over to it.
-class Output {
- public:
-  Output(std::string* text, FILE* file) : text_(text), file_(file) {}
-  void MaybeFlush() {
-    if (file_ != nullptr && text_->size() >= kPieceSize) Flush();
-  }
-  void Flush() {
-    if (file_ == nullptr) return;
-    std::fwrite(text_->data(), 1, text_->size(), file_);
-    text_->clear();
-  }
-  std::string* text() { return text_; }
-
- private:
-  std::string* text_;
-  FILE* file_;
-};
-
-void Append(const Json::Value& value, Output* output);
+// Appends value to out; pieces, when given, may take the text between elements.
+void Append(const Json::Value& value, std::string* out, PieceWriter* pieces);
 
 }  // namespace
 
-void AppendJsonText(const Json::Value& value, std::string* out) {
-  Output output(out, nullptr);
-  Append(value, &output);
+void AppendJsonText(const Json::Value& value, std::string* out) { Append(value, out, nullptr); }
+
+void AppendJsonString(std::string_view text, std::string* out) {
+  AppendQuoted(text.data(), text.data() + text.size(), out);
+}
+
+PieceWriter::PieceWriter(FILE* file) : file_(file) { text_.reserve(kPieceSize * 2); }
+
+void PieceWriter::Flush() {
+  std::fwrite(text_.data(), 1, text_.size(), file_);
+  text_.clear();
 }
 
 void WriteJsonText(const Json::Value& value, FILE* file) {
-  std::string text;
-  text.reserve(kPieceSize * 2);
-  Output output(&text, file);
-  Append(value, &output);
-  output.Flush();
+  PieceWriter pieces(file);
+  Append(value, pieces.text(), &pieces);
+  pieces.Flush();
 }
 
 namespace {
 
-void Append(const Json::Value& value, Output* output) {
-  std::string* out = output->text();
+void Append(const Json::Value& value, std::string* out, PieceWriter* pieces) {
   char number[32];
   switch (value.type()) {
     case Json::nullValue:
@@ -121,8 +131,9 @@ void Append(const Json::Value& value, Output* output) {
       for (auto it = value.begin(); it != value.end(); ++it) {
         if (!first) out->push_back(',');
         first = false;
-        Append(*it, output);
-        output->MaybeFlush();
+        Append(*it, out, pieces);
+        // A piece goes out between elements; out is the writer's own text.
+        if (pieces != nullptr) pieces->MaybeFlush();
       }
       out->push_back(']');
       break;
@@ -137,7 +148,7 @@ void Append(const Json::Value& value, Output* output) {
         const char* key = it.memberName(&key_end);
         AppendQuoted(key, key_end, out);
         out->push_back(':');
-        Append(*it, output);
+        Append(*it, out, pieces);
       }
       out->push_back('}');
       break;

@@ -11,13 +11,37 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 namespace cantora {
 
 void AppendJsonText(const Json::Value& value, std::string* out);
 
-// Writes the JSON text of value to file, in pieces of about 64 KiB, so that a
-// long answer never sits whole in memory a second time.
+// The JSON string of text: quoted, escaped as JsonCpp escapes it.
+void AppendJsonString(std::string_view text, std::string* out);
+
+// Text on its way to a file in pieces of about 64 KiB, so that a long answer
+// never sits whole in memory a second time. Append to text(); MaybeFlush()
+// hands a full piece over, Flush() the rest.
+class PieceWriter {
+ public:
+  explicit PieceWriter(FILE* file);
+  PieceWriter(const PieceWriter&) = delete;
+  PieceWriter& operator=(const PieceWriter&) = delete;
+
+  std::string* text() { return &text_; }
+  void MaybeFlush() {
+    if (text_.size() >= kPieceSize) Flush();
+  }
+  void Flush();
+
+ private:
+  static constexpr size_t kPieceSize = 64 * 1024;
+  std::string text_;
+  FILE* file_;
+};
+
+// Writes the JSON text of value to file, in pieces.
 void WriteJsonText(const Json::Value& value, FILE* file);
 
 }  // namespace cantora

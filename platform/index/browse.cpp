@@ -135,7 +135,11 @@ void AppendScope(SqlPiece* s, const std::vector<int64_t>& libraries) {
   s->sql += ')';
 }
 
+// No clause at all when nothing is paged: SQLite sorts a query without a
+// LIMIT with its merge sorter, and one with a LIMIT (even a bound -1) by
+// inserting every row into a temporary B-tree, which costs far more.
 void AppendPaging(SqlPiece* s, int offset, int limit) {
+  if (limit < 0 && offset <= 0) return;
   s->sql += " LIMIT ";
   AppendInteger(s, limit < 0 ? -1 : limit);
   s->sql += " OFFSET ";
@@ -410,20 +414,22 @@ std::string_view* TextSlot(MediaInfoTexts* texts, Field field) {
   }
 }
 
+// Reads the column only for a number field: converting a text column to a
+// number would parse it for nothing.
 void SetNumber(MediaInfo* info, Field field, sqlite3_stmt* stmt, int col) {
-  int value = sqlite3_column_int(stmt, col);
+  auto integer = [stmt, col] { return sqlite3_column_int(stmt, col); };
   switch (field) {
     case Field::kId: info->id = static_cast<unsigned long>(sqlite3_column_int64(stmt, col)); break;
-    case Field::kLibrary: info->library = value; break;
-    case Field::kTrack: info->track = value; break;
-    case Field::kDisc: info->disc = value; break;
-    case Field::kYear: info->year = value; break;
+    case Field::kLibrary: info->library = integer(); break;
+    case Field::kTrack: info->track = integer(); break;
+    case Field::kDisc: info->disc = integer(); break;
+    case Field::kYear: info->year = integer(); break;
     case Field::kDuration: info->duration = static_cast<float>(sqlite3_column_double(stmt, col)); break;
-    case Field::kBitrate: info->bitrate = value; break;
-    case Field::kFrequency: info->frequency = value; break;
-    case Field::kChannel: info->channel = value; break;
+    case Field::kBitrate: info->bitrate = integer(); break;
+    case Field::kFrequency: info->frequency = integer(); break;
+    case Field::kChannel: info->channel = integer(); break;
     case Field::kFilesize: info->filesize = static_cast<uint64_t>(sqlite3_column_int64(stmt, col)); break;
-    case Field::kCovercount: info->covercount = value; break;
+    case Field::kCovercount: info->covercount = integer(); break;
     default: break;
   }
 }

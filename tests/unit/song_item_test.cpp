@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "enumerate/guard/run_as.h"
@@ -40,8 +43,27 @@ struct Record {
   MediaInfo* info;
 };
 
+// The item's text, and the item parsed back.
+struct Item {
+  Item(const MediaInfo& info, const char* library) {
+    AppendSongItem(info, library, &text);
+    std::string errors;
+    std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    parsed = reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+  }
+  std::string text;
+  Json::Value value;
+  bool parsed = false;
+};
+
+std::string JsonCppText(const Json::Value& v) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  return Json::writeString(builder, v);
+}
+
 TEST(SongItemTest, MembersAndTheirTypes) {
-  cantora::TextArena arena;
   Record r("/m/a.mp3");
   r.info->id = 42;
   r.info->duration = 59.9f;
@@ -53,39 +75,71 @@ TEST(SongItemTest, MembersAndTheirTypes) {
   r.info->bitrate = 320000;
   r.info->frequency = 44100;
   r.info->channel = 2;
-  Json::Value item = SongItem(*r.info, "shared", &arena);
-  EXPECT_EQ(18u, item.size());
-  EXPECT_EQ("59", item["duration"].asString());
-  EXPECT_EQ("4400000000", item["filesize"].asString());
-  EXPECT_TRUE(item["covercount"].isInt());
-  EXPECT_EQ(0, item["covercount"].asInt());
-  EXPECT_EQ("42", item["id"].asString());
-  EXPECT_EQ("Album Artist", item["albumartist"].asString());
-  EXPECT_EQ("3", item["track"].asString());
-  EXPECT_EQ("1", item["disc"].asString());
-  EXPECT_EQ("2001", item["year"].asString());
-  EXPECT_EQ("320000", item["bitrate"].asString());
-  EXPECT_EQ("44100", item["frequency"].asString());
-  EXPECT_EQ("2", item["channel"].asString());
+  Item item(*r.info, "shared");
+  ASSERT_TRUE(item.parsed) << item.text;
+  EXPECT_EQ(18u, item.value.size());
+  EXPECT_EQ("59", item.value["duration"].asString());
+  EXPECT_EQ("4400000000", item.value["filesize"].asString());
+  EXPECT_TRUE(item.value["covercount"].isInt());
+  EXPECT_EQ(0, item.value["covercount"].asInt());
+  EXPECT_EQ("42", item.value["id"].asString());
+  EXPECT_EQ("Album Artist", item.value["albumartist"].asString());
+  EXPECT_EQ("3", item.value["track"].asString());
+  EXPECT_EQ("1", item.value["disc"].asString());
+  EXPECT_EQ("2001", item.value["year"].asString());
+  EXPECT_EQ("320000", item.value["bitrate"].asString());
+  EXPECT_EQ("44100", item.value["frequency"].asString());
+  EXPECT_EQ("2", item.value["channel"].asString());
+  EXPECT_EQ("caf\xE9", item.value["composer"].asString());
   for (const char* key : {"path", "title", "album", "artist", "genre", "composer", "comment"}) {
-    EXPECT_TRUE(item[key].isString()) << key;
+    EXPECT_TRUE(item.value[key].isString()) << key;
   }
 }
 
+// The text written directly is the one JsonCpp writes for the same item:
+// member order, escapes and numbers alike.
+TEST(SongItemTest, SameTextAsJsonCpp) {
+  cantora::MediaInfoTexts t;
+  t.path = "/m/q\"uote\\back/\x01" "ctl\ttab.mp3";
+  t.title = "\xC3\x84RZTE \xE6\x97\xA5 \xF0\x9F\x8E\xB5 \x7f";
+  t.album = "";
+  t.artist = "\n\r\b\f";
+  t.album_artist = "a/b";
+  t.genre = "%_";
+  t.composer = "\x1f";
+  t.comment = "\"\"";
+  MediaInfo* info = cantora::NewMediaInfo(t);
+  info->id = 18446744073709551615ul;
+  info->duration = -3.5f;
+  info->filesize = 0;
+  info->covercount = -1;
+  info->track = -2147483647 - 1;
+  info->disc = 2147483647;
+  info->year = 0;
+  info->bitrate = -1;
+  info->library = 1001;
+  for (const char* library : {"shared", "personal"}) {
+    Item item(*info, library);
+    ASSERT_TRUE(item.parsed) << item.text;
+    EXPECT_EQ(JsonCppText(item.value), item.text);
+  }
+  EXPECT_EQ("-3", Item(*info, "shared").value["duration"].asString());
+  EXPECT_EQ(-1, Item(*info, "shared").value["covercount"].asInt());
+  ZARNPlaylistRecFree(info);
+}
+
 TEST(SongItemTest, PersonalIdsArePrefixedOutsideTheSharedLibrary) {
-  cantora::TextArena arena;
   Record r("/m/a.mp3");
   r.info->id = 7;
   r.info->library = 1001;
-  EXPECT_EQ("7", SongItem(*r.info, "shared", &arena)["id"].asString());
-  EXPECT_EQ("personal_7", SongItem(*r.info, "personal", &arena)["id"].asString());
-  EXPECT_EQ("personal_7", SongItem(*r.info, "all", &arena)["id"].asString());
+  EXPECT_EQ("7", Item(*r.info, "shared").value["id"].asString());
+  EXPECT_EQ("personal_7", Item(*r.info, "personal").value["id"].asString());
+  EXPECT_EQ("personal_7", Item(*r.info, "all").value["id"].asString());
   r.info->library = 0;
-  EXPECT_EQ("7", SongItem(*r.info, "all", &arena)["id"].asString());
+  EXPECT_EQ("7", Item(*r.info, "all").value["id"].asString());
 }
 
 TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
-  cantora::TextArena arena;
   AsRoot root;
   TempFolder dir;
   std::string present = dir.Path("present.mp3");
@@ -97,22 +151,28 @@ TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
   Record bad_genre(present, "Bad\xFF");
   ok.info->next = missing.info;
   missing.info->next = bad_genre.info;
-  Json::Value items(Json::arrayValue);
-  EXPECT_TRUE(AppendSongItems(ok.info, "shared", 1307, 1313, &arena, &items));
-  ok.info->next = missing.info->next = nullptr;  // each Record frees its own
-  ASSERT_EQ(1u, items.size());
-  EXPECT_EQ(present, items[0]["path"].asString());
-}
 
-TEST(SongItemTest, ItemsAndTotal) {
-  Json::Value items(Json::arrayValue);
-  items.append(Json::Value("a"));
-  items.append(Json::Value("b"));
-  Json::Value answer;
-  SetItems(&answer, std::move(items));
-  EXPECT_EQ(2u, answer["items"].size());
-  EXPECT_TRUE(answer["total"].isUInt());
-  EXPECT_EQ(2u, answer["total"].asUInt());
+  char* body = nullptr;
+  size_t size = 0;
+  FILE* out = open_memstream(&body, &size);
+  ASSERT_NE(nullptr, out);
+  cantora::WebMan web = cantora::WebMan::FromParts("GET", "", "", "", "", 0);
+  web.SetOutput(out);
+  {
+    ListAnswer answer(&web, "text/plain");
+    EXPECT_TRUE(AppendSongItems(ok.info, "shared", 1307, 1313, &answer));
+    answer.Finish(true);
+  }
+  std::fclose(out);
+  ok.info->next = missing.info->next = nullptr;  // each Record frees its own
+  std::string text(body, size);
+  std::free(body);
+
+  std::string only_item;
+  AppendSongItem(*ok.info, "shared", &only_item);
+  EXPECT_EQ("Content-Type: text/plain\r\n\r\n{\"items\":[" + only_item +
+                "],\"success\":true,\"total\":1}",
+            text);
 }
 
 }  // namespace

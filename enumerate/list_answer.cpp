@@ -1,0 +1,27 @@
+#include "enumerate/list_answer.h"
+
+#include <charconv>
+
+ListAnswer::ListAnswer(cantora::WebMan* web, const char* content_type)
+    : file_(web->Output()), pieces_(web->Output()) {
+  web->WriteHeader(content_type);
+  pieces_.text()->append("{\"items\":[");
+}
+
+std::string* ListAnswer::NextItem() {
+  pieces_.MaybeFlush();
+  std::string* text = pieces_.text();
+  if (total_++ != 0) text->push_back(',');
+  return text;
+}
+
+void ListAnswer::Finish(std::optional<bool> success) {
+  std::string* text = pieces_.text();
+  text->push_back(']');
+  if (success) text->append(*success ? ",\"success\":true" : ",\"success\":false");
+  char digits[24];
+  std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, total_);
+  text->append(",\"total\":").append(digits, r.ptr - digits).push_back('}');
+  pieces_.Flush();
+  std::fflush(file_);
+}

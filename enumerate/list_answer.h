@@ -1,0 +1,40 @@
+// ListAnswer: the answer of every list action, written while its items come.
+//
+// The text is {"items":[...],"success":<flag>,"total":<number of items>},
+// "success" left out when not given: the members in the order JsonCpp writes
+// an object's keys, so that the bytes are those of a Json::Value holding the
+// same answer. Items go out in pieces of about 64 KiB as they are added, so
+// that a list of thousands of songs is never held whole.
+#ifndef CANTORA_ENUMERATE_LIST_ANSWER_H
+#define CANTORA_ENUMERATE_LIST_ANSWER_H
+
+#include <json/json.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "platform/cgi/json_text.h"
+#include "platform/cgi/webman.h"
+
+class ListAnswer {
+ public:
+  // Writes the header with content_type; the body follows.
+  ListAnswer(cantora::WebMan* web, const char* content_type);
+  ListAnswer(const ListAnswer&) = delete;
+  ListAnswer& operator=(const ListAnswer&) = delete;
+
+  // Where the JSON text of the next item goes: append exactly one value.
+  std::string* NextItem();
+  void Add(const Json::Value& item) { cantora::AppendJsonText(item, NextItem()); }
+
+  // Ends the answer and hands it to the web server. Call it once, last.
+  void Finish(std::optional<bool> success);
+
+ private:
+  FILE* file_;
+  cantora::PieceWriter pieces_;
+  size_t total_ = 0;
+};
+
+#endif
