@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "enumerate/enumerate.h"
 #include "enumerate/guard/run_as.h"
@@ -24,66 +25,83 @@ int WholeSeconds(float duration) {
   return static_cast<int>(duration);
 }
 
-// The decimal digits of value as a JSON string.
-template <typename Integer>
-void AppendNumberString(Integer value, std::string* out) {
-  char digits[24];
-  std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, value);
-  out->push_back('"');
-  out->append(digits, r.ptr - digits);
-  out->push_back('"');
+// The writers below put their text at p, which the caller has made room for,
+// and return the end of what they wrote.
+
+template <size_t N>
+char* Put(char* p, const char (&literal)[N]) {
+  std::memcpy(p, literal, N - 1);
+  return p + N - 1;
 }
 
-void AppendText(const char* text, std::string* out) { cantora::AppendJsonString(text, out); }
+// The decimal digits of value as a JSON string: at most kNumberRoom bytes.
+constexpr size_t kNumberRoom = 24;
+template <typename Integer>
+char* PutNumberString(char* p, Integer value) {
+  *p++ = '"';
+  p = std::to_chars(p, p + kNumberRoom - 2, value).ptr;
+  *p++ = '"';
+  return p;
+}
+
+// The item's members in JsonCpp's key order, the texts in one pass.
+struct ItemTexts {
+  std::string_view album, album_artist, artist, comment, composer, genre, id, path, title;
+};
+
+// Room for everything but the texts: the member names and punctuation
+// (under 200 bytes) and ten numbers.
+constexpr size_t kFixedRoom = 200 + 10 * kNumberRoom;
+
+size_t Room(const ItemTexts& t) {
+  size_t room = kFixedRoom;
+  for (std::string_view text : {t.album, t.album_artist, t.artist, t.comment, t.composer, t.genre,
+                                t.id, t.path, t.title})
+    room += cantora::JsonStringBound(text.size());
+  return room;
+}
+
+char* PutItem(char* p, const MediaInfo& info, const ItemTexts& t) {
+  using cantora::WriteJsonString;
+  p = WriteJsonString(t.album, Put(p, "{\"album\":"));
+  p = WriteJsonString(t.album_artist, Put(p, ",\"albumartist\":"));
+  p = WriteJsonString(t.artist, Put(p, ",\"artist\":"));
+  p = PutNumberString(Put(p, ",\"bitrate\":"), info.bitrate);
+  p = PutNumberString(Put(p, ",\"channel\":"), info.channel);
+  p = WriteJsonString(t.comment, Put(p, ",\"comment\":"));
+  p = WriteJsonString(t.composer, Put(p, ",\"composer\":"));
+  p = Put(p, ",\"covercount\":");
+  p = std::to_chars(p, p + kNumberRoom, info.covercount).ptr;
+  p = PutNumberString(Put(p, ",\"disc\":"), info.disc);
+  p = PutNumberString(Put(p, ",\"duration\":"), WholeSeconds(info.duration));
+  p = PutNumberString(Put(p, ",\"filesize\":"), static_cast<unsigned long long>(info.filesize));
+  p = PutNumberString(Put(p, ",\"frequency\":"), info.frequency);
+  p = WriteJsonString(t.genre, Put(p, ",\"genre\":"));
+  p = WriteJsonString(t.id, Put(p, ",\"id\":"));
+  p = WriteJsonString(t.path, Put(p, ",\"path\":"));
+  p = WriteJsonString(t.title, Put(p, ",\"title\":"));
+  p = PutNumberString(Put(p, ",\"track\":"), info.track);
+  p = PutNumberString(Put(p, ",\"year\":"), info.year);
+  *p++ = '}';
+  return p;
+}
 
 }  // namespace
 
 void AppendSongItem(const MediaInfo& info, const char* library, std::string* out) {
-  out->append("{\"album\":");
-  AppendText(info.album, out);
-  out->append(",\"albumartist\":");
-  AppendText(info.album_artist, out);
-  out->append(",\"artist\":");
-  AppendText(info.artist, out);
-  out->append(",\"bitrate\":");
-  AppendNumberString(info.bitrate, out);
-  out->append(",\"channel\":");
-  AppendNumberString(info.channel, out);
-  out->append(",\"comment\":");
-  AppendText(info.comment, out);
-  out->append(",\"composer\":");
-  AppendText(info.composer, out);
-  out->append(",\"covercount\":");
-  char digits[24];
-  out->append(digits, std::to_chars(digits, digits + sizeof digits, info.covercount).ptr - digits);
-  out->append(",\"disc\":");
-  AppendNumberString(info.disc, out);
-  out->append(",\"duration\":");
-  AppendNumberString(WholeSeconds(info.duration), out);
-  out->append(",\"filesize\":");
-  AppendNumberString(static_cast<unsigned long long>(info.filesize), out);
-  out->append(",\"frequency\":");
-  AppendNumberString(info.frequency, out);
-  out->append(",\"genre\":");
-  AppendText(info.genre, out);
-  out->append(",\"id\":");
+  char id[kScratchSize];
   if (std::strcmp(library, "shared") != 0 && ZARNMusicIsPersonalLibrary(&info)) {
-    char scratch[kScratchSize];
-    std::snprintf(scratch, kScratchSize, "%lu", info.id);
-    AddPersonalLibraryPrefix(scratch, kScratchSize);
-    AppendText(scratch, out);
+    std::snprintf(id, kScratchSize, "%lu", info.id);
+    AddPersonalLibraryPrefix(id, kScratchSize);
   } else {
-    AppendNumberString(info.id, out);
+    *std::to_chars(id, id + kScratchSize - 1, info.id).ptr = '\0';
   }
-  out->append(",\"path\":");
-  AppendText(info.path, out);
-  out->append(",\"title\":");
-  AppendText(info.title, out);
-  out->append(",\"track\":");
-  AppendNumberString(info.track, out);
-  out->append(",\"year\":");
-  AppendNumberString(info.year, out);
-  out->push_back('}');
+  ItemTexts texts{info.album, info.album_artist, info.artist, info.comment, info.composer,
+                  info.genre, id,   info.path,   info.title};
+  size_t start = out->size();
+  out->resize(start + Room(texts));
+  char* end = PutItem(&(*out)[start], info, texts);
+  out->resize(end - out->data());
 }
 
 bool AdmitRecordText(const MediaInfo& info) {

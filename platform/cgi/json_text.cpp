@@ -29,42 +29,7 @@ bool NeedsEscape(uint64_t word) {
 }
 
 void AppendQuoted(const char* begin, const char* end, std::string* out) {
-  static const char kHex[] = "0123456789abcdef";
-  out->push_back('"');
-  const char* run = begin;
-  const char* p = begin;
-  while (p != end) {
-    if (end - p >= 8) {
-      uint64_t word;
-      std::memcpy(&word, p, sizeof word);
-      if (!NeedsEscape(word)) {
-        p += 8;
-        continue;
-      }
-    }
-    unsigned char c = static_cast<unsigned char>(*p);
-    if (kPlain.plain[c]) {
-      ++p;
-      continue;
-    }
-    out->append(run, p - run);
-    run = ++p;
-    switch (c) {
-      case '"': out->append("\\\"", 2); break;
-      case '\\': out->append("\\\\", 2); break;
-      case '\b': out->append("\\b", 2); break;
-      case '\f': out->append("\\f", 2); break;
-      case '\n': out->append("\\n", 2); break;
-      case '\r': out->append("\\r", 2); break;
-      case '\t': out->append("\\t", 2); break;
-      default: {
-        const char escape[6] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 15]};
-        out->append(escape, sizeof escape);
-      }
-    }
-  }
-  out->append(run, end - run);
-  out->push_back('"');
+  AppendJsonString(std::string_view(begin, end - begin), out);
 }
 
 // Appends value to out; pieces, when given, may take the text between elements.
@@ -74,8 +39,53 @@ void Append(const Json::Value& value, std::string* out, PieceWriter* pieces);
 
 void AppendJsonText(const Json::Value& value, std::string* out) { Append(value, out, nullptr); }
 
+char* WriteJsonString(std::string_view text, char* out) {
+  static const char kHex[] = "0123456789abcdef";
+  *out++ = '"';
+  const char* p = text.data();
+  const char* end = p + text.size();
+  while (p != end) {
+    if (end - p >= 8) {
+      uint64_t word;
+      std::memcpy(&word, p, sizeof word);
+      if (!NeedsEscape(word)) {
+        std::memcpy(out, &word, sizeof word);
+        out += sizeof word;
+        p += sizeof word;
+        continue;
+      }
+    }
+    unsigned char c = static_cast<unsigned char>(*p++);
+    if (kPlain.plain[c]) {
+      *out++ = static_cast<char>(c);
+      continue;
+    }
+    *out++ = '\\';
+    switch (c) {
+      case '"': *out++ = '"'; break;
+      case '\\': *out++ = '\\'; break;
+      case '\b': *out++ = 'b'; break;
+      case '\f': *out++ = 'f'; break;
+      case '\n': *out++ = 'n'; break;
+      case '\r': *out++ = 'r'; break;
+      case '\t': *out++ = 't'; break;
+      default:
+        *out++ = 'u';
+        *out++ = '0';
+        *out++ = '0';
+        *out++ = kHex[c >> 4];
+        *out++ = kHex[c & 15];
+    }
+  }
+  *out++ = '"';
+  return out;
+}
+
 void AppendJsonString(std::string_view text, std::string* out) {
-  AppendQuoted(text.data(), text.data() + text.size(), out);
+  size_t start = out->size();
+  out->resize(start + JsonStringBound(text.size()));
+  char* end = WriteJsonString(text, &(*out)[start]);
+  out->resize(end - out->data());
 }
 
 PieceWriter::PieceWriter(FILE* file) : file_(file) { text_.reserve(kPieceSize * 2); }

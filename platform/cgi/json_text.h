@@ -20,6 +20,16 @@ void AppendJsonText(const Json::Value& value, std::string* out);
 // The JSON string of text: quoted, escaped as JsonCpp escapes it.
 void AppendJsonString(std::string_view text, std::string* out);
 
+// The most bytes the JSON string of a text of that many bytes can take:
+// every byte escaped as \u00XX, and the quotes.
+constexpr size_t JsonStringBound(size_t bytes) { return 6 * bytes + 2; }
+
+// Writes the JSON string of text at out, which has room for
+// JsonStringBound(text.size()) bytes, and returns the end of what it wrote.
+// For writers that build long texts of many strings without a size check
+// for each piece.
+char* WriteJsonString(std::string_view text, char* out);
+
 // Text on its way to a file in pieces of about 64 KiB, so that a long answer
 // never sits whole in memory a second time. Append to text(); MaybeFlush()
 // hands a full piece over, Flush() the rest.

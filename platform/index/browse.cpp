@@ -6,8 +6,10 @@
 #include <string_view>
 
 #include "platform/config/platform_db.h"
+#include "platform/index/candidates.h"
 #include "platform/index/facets.h"
 #include "platform/index/library.h"
+#include "platform/index/song_order.h"
 #include "platform/index/sql_functions.h"
 
 namespace cantora {
@@ -59,11 +61,17 @@ struct Plan {
   // walking that index and stopping at the limit beats sorting them all.
   bool may_walk_order = false;
   bool walk_order = false;  // the statement walks song_order
+  // Every song of the scope and condition in the song lists' order: the
+  // statement reads them unsorted, with the sort key after the outputs, and
+  // SongOrder sorts the records.
+  bool sort_records = false;
   std::string fts_query;
 };
 
 // The order of the song_order index, as the translator writes it.
 constexpr const char* kSongOrderSql = "lower(album) ASC, disc ASC, track ASC, path ASC";
+// The columns SongOrder sorts by besides the record's path.
+constexpr const char* kSongOrderKeySql = "lower(album), disc, track";
 
 template <size_t N>
 Field FieldOf(const FieldColumn (&fields)[N], std::string_view column) {
@@ -196,6 +204,7 @@ void AppendSelect(const Fragments& f, Plan* plan) {
     if (i > 0) s->sql += ", ";
     s->sql += plan->outputs[i].expr;
   }
+  if (plan->sort_records) s->sql += ", " + std::string(kSongOrderKeySql);
   s->sql += plan->folders       ? " FROM folder WHERE "
              : plan->walk_order ? " FROM song INDEXED BY song_order WHERE "
                                 : " FROM song WHERE ";
@@ -204,7 +213,12 @@ void AppendSelect(const Fragments& f, Plan* plan) {
     s->sql += " AND ";
     Append(s, f.condition);
   }
-  if (!f.fts_query.empty()) {
+  if (!f.fts_query.empty() && plan->walk_order) {
+    // The candidates were read beforehand (Candidates); testing one is
+    // covered by the walked index, so it comes before reading the row.
+    s->sql += " AND candidate(id)";
+    plan->fts_query = f.fts_query;
+  } else if (!f.fts_query.empty()) {
     // A superset of the matching rows from the trigram index; the condition
     // itself still decides.
     s->sql += " AND id IN (SELECT rowid FROM song_fts WHERE song_fts MATCH ?)";
@@ -289,9 +303,11 @@ void PlanRows(const BrowseQuery& q, const Fragments& f, Plan* plan) {
   }
   plan->may_walk_order = !plan->folders && !f.fts_query.empty() && f.libraries.size() == 1 &&
                          q.limit > 0 && f.order.sql == kSongOrderSql;
+  plan->sort_records = !plan->folders && f.columns.empty() && q.limit < 0 && q.offset <= 0 &&
+                       f.order.sql == kSongOrderSql;
   AppendSelect(f, plan);
   SqlPiece& s = plan->statement;
-  if (!f.order.sql.empty()) {
+  if (!f.order.sql.empty() && !plan->sort_records) {
     s.sql += " ORDER BY ";
     Append(&s, f.order);
   }
@@ -324,8 +340,9 @@ bool PlanQuery(const BrowseQuery& q, bool walk_order, Plan* plan) {
 const char* const kReadableTables[] = {"song",          "folder",       "facet",
                                        "song_fts",      "song_fts_data", "song_fts_idx",
                                        "song_fts_config", "song_fts_docsize"};
-// SQLite's own functions that the statements above use.
-const char* const kSqlFunctions[] = {"min", "max", "count", "match"};
+// SQLite's own functions that the statements above use, and the candidate
+// test of a walk.
+const char* const kSqlFunctions[] = {"min", "max", "count", "match", CandidateFunction::kName};
 
 template <size_t N>
 bool Named(const char* const (&names)[N], const char* name) {
@@ -434,7 +451,7 @@ void SetNumber(MediaInfo* info, Field field, sqlite3_stmt* stmt, int col) {
   }
 }
 
-MediaInfo* ReadRecord(sqlite3_stmt* stmt, const Plan& plan) {
+MediaInfo* ReadRecord(sqlite3_stmt* stmt, const Plan& plan, MediaInfoAllocator* records) {
   MediaInfoTexts texts;
   for (size_t i = 0; i < plan.outputs.size(); ++i) {
     std::string_view* slot = TextSlot(&texts, plan.outputs[i].field);
@@ -444,7 +461,7 @@ MediaInfo* ReadRecord(sqlite3_stmt* stmt, const Plan& plan) {
     size_t slash = texts.path.find_last_of('/');
     texts.title = slash == std::string_view::npos ? texts.path : texts.path.substr(slash + 1);
   }
-  MediaInfo* info = NewMediaInfo(texts);
+  MediaInfo* info = records->New(texts);
   if (info == nullptr) return nullptr;
   for (size_t i = 0; i < plan.outputs.size(); ++i) {
     SetNumber(info, plan.outputs[i].field, stmt, static_cast<int>(i));
@@ -468,32 +485,33 @@ int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
   }
   Bind(stmt, plan.statement.values);
   MediaInfo** link = head;
+  MediaInfoAllocator records;
+  SongOrder order;
+  const int key = static_cast<int>(plan.outputs.size());  // the sort key's first column
   int count = 0;
   int rc;
   while ((rc = stmt.Step()) == SQLITE_ROW) {
-    MediaInfo* info = ReadRecord(raw, plan);
+    MediaInfo* info = ReadRecord(raw, plan, &records);
     if (info == nullptr) {
       rc = SQLITE_NOMEM;
       break;
     }
-    *link = info;
-    link = &info->next;
+    if (plan.sort_records) {
+      order.Add(TextColumn(raw, key), sqlite3_column_int64(raw, key + 1),
+                sqlite3_column_int64(raw, key + 2), info);
+    } else {
+      *link = info;
+      link = &info->next;
+    }
     ++count;
   }
+  if (plan.sort_records) *head = order.Sorted();
   if (rc != SQLITE_DONE) {
     ZARNPlaylistRecFree(*head);
     *head = nullptr;
     return -1;
   }
   return count;
-}
-
-// How many rows the trigram index offers as candidates.
-int64_t CountCandidates(sqlite::Database& db, const std::string& fts_query) {
-  sqlite::Statement count = db.Prepare("SELECT count(*) FROM song_fts WHERE song_fts MATCH ?");
-  if (!count.IsValid()) return 0;
-  count.Bind(1, fts_query);
-  return count.Step() == SQLITE_ROW ? count.Int(0) : 0;
 }
 
 }  // namespace
@@ -512,15 +530,20 @@ int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head
   Plan plan;
   if (!PlanQuery(query, false, &plan)) return -1;
   if (plan.empty) return 0;
+  if (!plan.may_walk_order) return Run(db, plan, head);
   // Twice the rows wanted: then the walk meets its limit well before the
   // index ends, while a rare word's few candidates are cheaper to sort.
-  if (plan.may_walk_order &&
-      CountCandidates(db, plan.fts_query) > 2 * (static_cast<int64_t>(query.offset) + query.limit)) {
-    Plan walk;
-    if (!PlanQuery(query, true, &walk)) return -1;
-    return Run(db, walk, head);
+  // Candidates that cannot be read leave the plan as it was.
+  Candidates candidates;
+  if (!candidates.Read(db, plan.fts_query) ||
+      candidates.count() <= 2 * (static_cast<size_t>(query.offset) + query.limit)) {
+    return Run(db, plan, head);
   }
-  return Run(db, plan, head);
+  Plan walk;
+  if (!PlanQuery(query, true, &walk)) return -1;
+  CandidateFunction function(db.get(), &candidates);
+  if (!function.ok()) return -1;
+  return Run(db, walk, head);
 }
 
 }  // namespace cantora

@@ -1,10 +1,10 @@
 // MediaInfo: one record of the music index (a song, or a folder for the
 // folder browse), delivered as a singly linked list.
 //
-// Each record is one malloc'd block: the struct followed by its texts, so a
-// record costs what its text costs and a long list stays small. The text
-// fields point into the block and are never null (absent text is "").
-// A list is freed with ZARNPlaylistRecFree.
+// Each record is the struct followed by its texts, so a record costs what its
+// text costs and a long list stays small. The text fields point into the
+// record and are never null (absent text is ""). A list is freed with
+// ZARNPlaylistRecFree, which frees each record, whatever made it.
 #ifndef CANTORA_PLATFORM_INDEX_MEDIA_INFO_H
 #define CANTORA_PLATFORM_INDEX_MEDIA_INFO_H
 
@@ -60,6 +60,29 @@ struct MediaInfoTexts {
 // A new record holding copies of texts (each cut at an embedded NUL, as C
 // readers would see it), all numbers 0 and next null. Null when memory runs out.
 MediaInfo* NewMediaInfo(const MediaInfoTexts& texts);
+
+// Makes the records of one long list, packed into shared blocks. A block is
+// given back when the last of its records is freed and its allocator is
+// gone. After the first few small blocks, blocks are 2 MiB regions that ask
+// for huge pages: on a virtual machine a page fault costs about 10 us, and
+// a list of thousands of songs would otherwise take one for every 4 KiB it
+// fills, more time than reading the songs.
+class MediaInfoAllocator {
+ public:
+  MediaInfoAllocator() = default;
+  ~MediaInfoAllocator();
+  MediaInfoAllocator(const MediaInfoAllocator&) = delete;
+  MediaInfoAllocator& operator=(const MediaInfoAllocator&) = delete;
+
+  // As NewMediaInfo.
+  MediaInfo* New(const MediaInfoTexts& texts);
+
+  struct Block;
+
+ private:
+  Block* current_ = nullptr;
+  size_t allocated_ = 0;  // bytes of every block taken so far
+};
 
 }  // namespace cantora
 

@@ -36,11 +36,12 @@ CREATE INDEX IF NOT EXISTS song_artist ON song(library, artist_search);
 CREATE INDEX IF NOT EXISTS song_album_artist ON song(library, album_artist_search);
 CREATE INDEX IF NOT EXISTS song_genre ON song(library, genre);
 CREATE INDEX IF NOT EXISTS song_folder ON song(folder_id);
--- The order every song list asks for; a search for a common word walks it and
--- stops at the thousandth match instead of sorting every match. The path,
--- last in that order, stays out: it would double the index for the rare
--- songs of one album, disc and track.
-CREATE INDEX IF NOT EXISTS song_order ON song(library, lower(album), disc, track);
+-- The order every song list asks for, path included; a search for a common
+-- word walks it and stops at the thousandth match instead of sorting every
+-- match. Without the path SQLite would still sort each run of songs with the
+-- same album, disc and track, and a sort started a thousand times costs
+-- more than the larger index.
+CREATE INDEX IF NOT EXISTS song_order ON song(library, lower(album), disc, track, path);
 
 CREATE TABLE IF NOT EXISTS folder (
   id INTEGER PRIMARY KEY,
@@ -90,10 +91,26 @@ CREATE TABLE IF NOT EXISTS indexed_folder (
 );
 )sql";
 
+// The schema's version, kept in the database's user_version. Version 2 put
+// the path into song_order.
+constexpr int kIndexSchemaVersion = 2;
+
+bool ReadSchemaVersion(sqlite::Database& db, int64_t* version, std::string* error) {
+  sqlite::Statement read = db.Prepare("PRAGMA user_version", error);
+  if (!read.IsValid() || read.Step() != SQLITE_ROW) return false;
+  *version = read.Int(0);
+  return true;
+}
+
 }  // namespace
 
 bool CreateIndexSchema(sqlite::Database& db, std::string* error) {
-  return db.Exec(kIndexSchema, error);
+  int64_t found = 0;
+  if (!ReadSchemaVersion(db, &found, error)) return false;
+  // An index whose definition changed is dropped, and made anew below.
+  if (found < 2 && !db.Exec("DROP INDEX IF EXISTS song_order", error)) return false;
+  return db.Exec(kIndexSchema, error) &&
+         db.Exec("PRAGMA user_version = " + std::to_string(kIndexSchemaVersion), error);
 }
 
 }  // namespace cantora

@@ -25,7 +25,8 @@ namespace cantora {
 
 enum FacetKind { kFacetArtist = 1, kFacetAlbum = 2, kFacetGenre = 3 };
 
-// Creates the index's tables, indexes and triggers when missing.
+// Creates the index's tables, indexes and triggers when missing, and brings
+// those of a database made by an earlier version up to date.
 bool CreateIndexSchema(sqlite::Database& db, std::string* error);
 
 }  // namespace cantora

@@ -1,5 +1,6 @@
 #include "platform/text/utf8.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace cantora {
@@ -73,6 +74,15 @@ bool TryUTF8ToUTF16(const char* text) {
   size_t n = std::strlen(text);
   size_t i = 0;
   while (i < n) {
+    // Tags are mostly ASCII: pass eight such bytes at a time.
+    if (n - i >= 8) {
+      uint64_t word;
+      std::memcpy(&word, s + i, sizeof word);
+      if ((word & 0x8080808080808080ull) == 0) {
+        i += sizeof word;
+        continue;
+      }
+    }
     if (s[i] < 0x80) {
       ++i;
       continue;

@@ -120,8 +120,11 @@ class BrowseTest : public ::testing::Test {
       r.paths.push_back(m->path);
       r.libraries.push_back(m->library);
     }
-    if (r.rc >= 0) EXPECT_EQ(r.rc, count);
-    if (r.rc < 0) EXPECT_EQ(nullptr, head);
+    if (r.rc >= 0) {
+      EXPECT_EQ(r.rc, count);
+    } else {
+      EXPECT_EQ(nullptr, head);
+    }
     ZARNPlaylistRecFree(head);
     return r;
   }
@@ -308,11 +311,61 @@ TEST_F(BrowseTest, CommonWordWalksTheSongOrderAndAnswersTheSame) {
   AddSimple(kUser, "/home/u/music/c.mp3", "Common mine", "Aaa", "Solo", "Rock");
   ASSERT_TRUE(db_.Exec("COMMIT"));
   Result all = Songs("shared", 0, "title ilike '%common%'");
-  Result walked = Songs("shared", 0, "title ilike '%common%'", 1000);
+  // 2000 candidates, more than twice the 500 wanted: the walk.
+  Result walked = Songs("shared", 0, "title ilike '%common%'", 500);
+  // Few enough candidates for this limit: SQLite sorts every match.
+  Result sorted = Songs("shared", 0, "title ilike '%common%'", 5000);
   ASSERT_EQ(2000, all.rc);
-  ASSERT_EQ(1000, walked.rc);
-  EXPECT_EQ(std::vector<std::string>(all.paths.begin(), all.paths.begin() + 1000), walked.paths);
+  ASSERT_EQ(500, walked.rc);
+  EXPECT_EQ(sorted.paths, all.paths);
+  EXPECT_EQ(std::vector<std::string>(all.paths.begin(), all.paths.begin() + 500), walked.paths);
   EXPECT_EQ(0, walked.libraries[0]);
+}
+
+// Song ids too large for the candidate bits: the search sorts every match.
+TEST_F(BrowseTest, CommonWordWithHugeIdsStillAnswers) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  ASSERT_TRUE(db_.Exec("INSERT INTO song(id, library, path, title, album, artist, genre) "
+                       "VALUES (8589934592, 0, '/m/h/0', 'Love', 'A', 'B', 'C')"));
+  for (int i = 1; i < 10; ++i) AddSimple(0, "/m/h/" + std::to_string(i), "Love", "A", "B", "C");
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  Result r = Songs("shared", 0, "title ilike '%love%'", 2);
+  ASSERT_EQ(2, r.rc);
+  EXPECT_EQ((std::vector<std::string>{"/m/h/0", "/m/h/1"}), r.paths);
+}
+
+// A whole song list is sorted on its records (SongOrder), a paged one by
+// SQLite: both give the same order, ties on lower(album) included.
+TEST_F(BrowseTest, WholeListsAreInTheSameOrderAsPagedOnes) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "ALPHA", "", "\xC3\xA4rger",
+                          "Stra\xC3\x9F" "e", "STRASSE", "\xCE\xA9\xCE\xBC\xCE\xAD\xCE\xB3\xCE\xB1",
+                          "Zulu", "zulu ", "a\\b"};
+  for (int i = 0; i < 600; ++i) {
+    Song s;
+    s.path = "/m/o/" + std::to_string((i * 7919) % 600) + (i % 4 ? ".mp3" : ".flac");
+    s.album = albums[i % 13];
+    s.title = "Song";
+    s.disc = i % 3 == 0 ? 2147483647 : i % 2;
+    s.track = (i * 31) % 7 - 2;
+    Add(s);
+  }
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  Result whole = Songs("shared", 0, "title = 'Song'");
+  Result paged = Songs("shared", 0, "title = 'Song'", 100000);
+  ASSERT_EQ(600, whole.rc);
+  EXPECT_EQ(paged.paths, whole.paths);
+  // The whole list's statement leaves the sorting to the records.
+  BrowseQuery q;
+  q.condition = "title = 'Song'";
+  q.order = kSongOrder;
+  cantora::SqlPiece statement;
+  bool empty = false;
+  ASSERT_TRUE(cantora::BuildBrowseStatement(q, &statement, &empty));
+  EXPECT_EQ(std::string::npos, statement.sql.find("ORDER BY")) << statement.sql;
+  q.limit = 10;
+  ASSERT_TRUE(cantora::BuildBrowseStatement(q, &statement, &empty));
+  EXPECT_NE(std::string::npos, statement.sql.find("ORDER BY")) << statement.sql;
 }
 
 TEST_F(BrowseTest, FoldersOneLevelBelowARoot) {

@@ -246,6 +246,54 @@ TEST_F(IndexerTest, SummaryLine) {
             cantora::FormatIndexSummary(s));
 }
 
+// A run that changes a tenth of the library or more writes the database
+// again compactly; a smaller change leaves its free pages for later.
+TEST_F(IndexerTest, LargeChangesCompactTheDatabase) {
+  std::vector<fixture::Song> more;
+  for (int i = 0; i < 9; ++i)
+    more.push_back(MakeTrack("C/Many/" + std::to_string(i) + ".mp3", "T", "Many", "Gamma", i));
+  fixture::Song bulky = MakeTrack("C/Bulky.mp3", "Bulky", "Many", "Gamma", 10);
+  bulky.comment = std::string(200000, 'c');  // fills pages of its own
+  more.push_back(bulky);
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSongs(music_, more, &error)) << error;
+  ExpectCounts(Index(), 13, 13, 0, 0, 0);
+  EXPECT_EQ("0\n", Query("PRAGMA freelist_count"));
+
+  // One of thirteen gone: under a tenth, the freed pages stay free.
+  ASSERT_EQ(0, unlink((music_ + "/C/Bulky.mp3").c_str()));
+  ExpectCounts(Index(), 12, 0, 0, 1, 0);
+  EXPECT_NE("0\n", Query("PRAGMA freelist_count"));
+
+  // Two of twelve gone: compacted.
+  ASSERT_EQ(0, unlink((music_ + "/C/Many/0.mp3").c_str()));
+  ASSERT_EQ(0, unlink((music_ + "/C/Many/1.mp3").c_str()));
+  ExpectCounts(Index(), 10, 0, 0, 2, 0);
+  EXPECT_EQ("0\n", Query("PRAGMA freelist_count"));
+  EXPECT_EQ("10\n", Query("SELECT count(*) FROM song"));
+}
+
+// A database made before song_order held the path gets the new index.
+TEST(IndexSchema, UpgradesAnOlderDatabase) {
+  TempFolder dir;
+  sqlite::Database db;
+  std::string error;
+  ASSERT_TRUE(cantora::OpenPlatformDatabase(dir.Path("db"), true, &db, &error)) << error;
+  ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
+  ASSERT_TRUE(db.Exec("DROP INDEX song_order; "
+                      "CREATE INDEX song_order ON song(library, lower(album), disc, track); "
+                      "PRAGMA user_version = 0"));
+  ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
+  sqlite::Statement index = db.Prepare("SELECT sql FROM sqlite_master WHERE name = 'song_order'");
+  ASSERT_EQ(SQLITE_ROW, index.Step());
+  EXPECT_NE(std::string::npos, std::string(index.Text(0)).find("track, path)")) << index.Text(0);
+  sqlite::Statement version = db.Prepare("PRAGMA user_version");
+  ASSERT_EQ(SQLITE_ROW, version.Step());
+  EXPECT_EQ(2, version.Int(0));
+  // Made again, a current database is left as it is.
+  ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
+}
+
 TEST(IndexedFolders, AddListRemove) {
   TempFolder dir;
   sqlite::Database db;

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -86,6 +88,63 @@ TEST(MediaInfoTest, FreesLongLists) {
   }
   ZARNPlaylistRecFree(head);
   ZARNPlaylistRecFree(nullptr);
+}
+
+// Records of one allocator keep their own texts whatever their sizes: small
+// ones packed together, one larger than a small block, one larger than a
+// huge-page block, across many blocks of both kinds.
+TEST(MediaInfoTest, AllocatorRecordsHoldTheirTexts) {
+  const std::string big(100 * 1024, 'b');
+  const std::string huge(3 * 1024 * 1024, 'h');
+  std::vector<std::string> paths;
+  MediaInfo* head = nullptr;
+  MediaInfo** link = &head;
+  {
+    cantora::MediaInfoAllocator records;
+    for (int i = 0; i < 30000; ++i) {
+      paths.push_back("/music/" + std::to_string(i) + ".mp3");
+      cantora::MediaInfoTexts t = Texts();
+      t.path = paths.back();
+      if (i == 100) t.comment = big;
+      if (i == 20000) t.comment = huge;
+      MediaInfo* info = records.New(t);
+      ASSERT_NE(nullptr, info);
+      info->id = static_cast<unsigned long>(i);
+      *link = info;
+      link = &info->next;
+    }
+  }  // the allocator goes first: its records stay
+  int i = 0;
+  for (const MediaInfo* info = head; info != nullptr; info = info->next, ++i) {
+    ASSERT_EQ(static_cast<unsigned long>(i), info->id);
+    ASSERT_STREQ(paths[i].c_str(), info->path);
+    ASSERT_EQ(0, reinterpret_cast<uintptr_t>(info) % alignof(MediaInfo));
+    size_t comment = std::strlen(info->comment);
+    ASSERT_EQ(i == 100 ? big.size() : i == 20000 ? huge.size() : 7u, comment) << i;
+  }
+  EXPECT_EQ(30000, i);
+  ZARNPlaylistRecFree(head);
+}
+
+// A list may be freed in parts, some while the allocator still makes records.
+TEST(MediaInfoTest, AllocatorRecordsFreedInParts) {
+  cantora::MediaInfoAllocator records;
+  MediaInfo* first = nullptr;
+  MediaInfo* second = nullptr;
+  for (int i = 0; i < 20000; ++i) {
+    MediaInfo* info = records.New(Texts());
+    ASSERT_NE(nullptr, info);
+    MediaInfo** list = i % 3 == 0 ? &first : &second;
+    info->next = *list;
+    *list = info;
+  }
+  ZARNPlaylistRecFree(first);
+  MediaInfo* later = records.New(Texts());
+  ASSERT_NE(nullptr, later);
+  EXPECT_STREQ("Album Artist", later->album_artist);
+  EXPECT_STREQ("Album Artist", second->album_artist);
+  ZARNPlaylistRecFree(second);
+  ZARNPlaylistRecFree(later);
 }
 
 }  // namespace

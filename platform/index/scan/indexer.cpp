@@ -15,6 +15,7 @@
 #include "platform/index/scan/progress.h"
 #include "platform/index/scan/read_pipeline.h"
 #include "platform/index/scan/tree_walk.h"
+#include "platform/index/schema.h"
 #include "platform/index/sql_functions.h"
 
 namespace cantora {
@@ -164,6 +165,8 @@ class IndexRun {
       *error = "cannot register the index's SQL functions";
       return false;
     }
+    // A database made by an earlier version gets the current schema first.
+    if (!CreateIndexSchema(db_, error)) return false;
     if (!writer_.Prepare(db_, error) || !LoadRoots(db_, &roots_, error)) return false;
     Walk();
     if (!LoadSongs(db_, &songs_, error) || !LoadFolders(db_, &folders_, error)) return false;
@@ -334,10 +337,27 @@ class IndexRun {
       return false;
     }
     if (!batch_.Commit(error)) return false;
+    if (ChangedMuch()) Compact();
     // Every request opens the database afresh; frames left in the WAL would
     // be replayed by each of them. A reader still busy only shortens this.
     db_.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
     return true;
+  }
+
+  // A tenth of the library or more added, read again or removed.
+  bool ChangedMuch() const {
+    int64_t changed = summary_->added + summary_->updated + summary_->removed;
+    return changed > 0 && changed * 10 >= summary_->seen;
+  }
+
+  // Songs written batch after batch leave each index's pages spread over the
+  // file, and a song list, which walks an index in order, then touches a
+  // page for nearly every entry. VACUUM writes every table and index again
+  // in order; readers keep the snapshot they started with. The index is
+  // already committed: a failure here only leaves it as it was.
+  void Compact() {
+    std::string error;
+    if (!db_.Exec("VACUUM", &error)) Report("cannot compact the database: " + error);
   }
 
   sqlite::Database& db_;
