@@ -1,12 +1,12 @@
 // The gateway's C++ objects live in one region, given back whole at exit.
 //
-// enumerate.cgi answers one request and ends. Its largest answers are JSON
-// objects of thousands of members, each a node of its own; allocating them
-// one by one from the general-purpose heap, and handing every one back just
-// before the process ends anyway, costs more than finding the songs. Here
-// operator new takes the next bytes of a block obtained with the pages
-// already mapped in, and operator delete keeps them: nothing of a request
-// is freed before its process ends, which its size (one answer) bounds.
+// enumerate.cgi answers one request and ends. Its lists of artists, albums
+// and stations are JSON values of thousands of members, each a node of its
+// own; allocating them one by one from the general-purpose heap, and handing
+// every one back just before the process ends anyway, costs more than
+// finding them. Here operator new takes the next bytes of a block, and
+// operator delete keeps them: nothing of a request is freed before its
+// process ends, which its size (one answer) bounds.
 // C code (SQLite, the C library) keeps using malloc and free.
 //
 // Linked into enumerate.cgi only, never into tests or tools.
@@ -17,9 +17,11 @@
 
 namespace {
 
-// The first block is small, so that a request with a small answer maps
-// little; each further block doubles, up to this size.
-constexpr size_t kFirstBlock = 256 * 1024;
+// The first block is small and its pages come as they are touched, so that
+// a request with a small answer costs a few page faults; each further block
+// doubles, up to this size, and has its pages mapped in up front, since a
+// request that needs it will fill it.
+constexpr size_t kFirstBlock = 64 * 1024;
 constexpr size_t kLargestBlock = 16 * 1024 * 1024;
 constexpr size_t kAlignment = alignof(std::max_align_t);
 
@@ -32,8 +34,9 @@ void* Take(size_t size) {
   if (size == 0) size = kAlignment;
   if (size > bytes_left) {
     size_t block = size > block_size ? size : block_size;
+    int populate = next_free == nullptr ? 0 : MAP_POPULATE;
     void* pages = mmap(nullptr, block, PROT_READ | PROT_WRITE,
-                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+                       MAP_PRIVATE | MAP_ANONYMOUS | populate, -1, 0);
     if (pages == MAP_FAILED) throw std::bad_alloc();
     next_free = static_cast<char*>(pages);
     bytes_left = block;
