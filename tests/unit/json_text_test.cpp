@@ -2,15 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "platform/cgi/json_text.h"
+#include "tests/unit/json_reference.h"
 
 namespace {
-
-std::string JsonCppText(const Json::Value& v) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  return Json::writeString(builder, v);
-}
 
 std::string Ours(const Json::Value& v) {
   std::string out;

@@ -4,38 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
 #include <optional>
 #include <string>
 
+#include "tests/unit/json_reference.h"
+
 namespace {
-
-std::string JsonCppText(const Json::Value& v) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  return Json::writeString(builder, v);
-}
-
-// What the answer wrote: header and body.
-std::string Written(const std::function<void(ListAnswer*)>& fill, std::optional<bool> success) {
-  char* body = nullptr;
-  size_t size = 0;
-  FILE* out = open_memstream(&body, &size);
-  cantora::WebMan web = cantora::WebMan::FromParts("GET", "", "", "", "", 0);
-  web.SetOutput(out);
-  {
-    ListAnswer answer(&web, "text/plain; charset=\"UTF-8\"");
-    fill(&answer);
-    answer.Finish(success);
-  }
-  std::fclose(out);
-  std::string text(body, size);
-  std::free(body);
-  return text;
-}
 
 // The same answer built whole as a Json::Value.
 std::string Expected(const Json::Value& items, std::optional<bool> success) {
@@ -54,7 +28,7 @@ TEST(ListAnswer, EmptyWithAndWithoutSuccess) {
   Json::Value none(Json::arrayValue);
   for (std::optional<bool> success : {std::optional<bool>(), std::optional<bool>(true),
                                       std::optional<bool>(false)}) {
-    EXPECT_EQ(Expected(none, success), Written([](ListAnswer*) {}, success));
+    EXPECT_EQ(Expected(none, success), WrittenListAnswer([](ListAnswer*) {}, success));
   }
 }
 
@@ -66,7 +40,7 @@ TEST(ListAnswer, ItemsOfEveryKind) {
   items.append(Json::Value());
   items.append(Json::Value(Json::arrayValue));
   EXPECT_EQ(Expected(items, true),
-            Written([&](ListAnswer* a) { AddAll(items, a); }, true));
+            WrittenListAnswer([&](ListAnswer* a) { AddAll(items, a); }, true));
 }
 
 // Long enough to go out in many pieces.
@@ -78,7 +52,7 @@ TEST(ListAnswer, ManyPieces) {
     item["covercount"] = i;
     items.append(item);
   }
-  std::string written = Written([&](ListAnswer* a) { AddAll(items, a); }, std::nullopt);
+  std::string written = WrittenListAnswer([&](ListAnswer* a) { AddAll(items, a); }, std::nullopt);
   EXPECT_GT(written.size(), 10u * 64 * 1024);
   EXPECT_EQ(Expected(items, std::nullopt), written);
 }
@@ -88,7 +62,7 @@ TEST(ListAnswer, ItemsWrittenAsText) {
   Json::Value items(Json::arrayValue);
   items.append("a");
   items.append("b");
-  std::string written = Written(
+  std::string written = WrittenListAnswer(
       [](ListAnswer* a) {
         a->NextItem()->append("\"a\"");
         a->NextItem()->append("\"b\"");

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
 #include "enumerate/guard/run_as.h"
+#include "tests/unit/json_reference.h"
 #include "tests/unit/temp_folder.h"
 
 namespace {
@@ -55,13 +55,6 @@ struct Item {
   Json::Value value;
   bool parsed = false;
 };
-
-std::string JsonCppText(const Json::Value& v) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  return Json::writeString(builder, v);
-}
 
 TEST(SongItemTest, MembersAndTheirTypes) {
   Record r("/m/a.mp3");
@@ -152,25 +145,16 @@ TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
   ok.info->next = missing.info;
   missing.info->next = bad_genre.info;
 
-  char* body = nullptr;
-  size_t size = 0;
-  FILE* out = open_memstream(&body, &size);
-  ASSERT_NE(nullptr, out);
-  cantora::WebMan web = cantora::WebMan::FromParts("GET", "", "", "", "", 0);
-  web.SetOutput(out);
-  {
-    ListAnswer answer(&web, "text/plain");
-    EXPECT_TRUE(AppendSongItems(ok.info, "shared", 1307, 1313, &answer));
-    answer.Finish(true);
-  }
-  std::fclose(out);
+  std::string text = WrittenListAnswer(
+      [&](ListAnswer* answer) {
+        EXPECT_TRUE(AppendSongItems(ok.info, "shared", 1307, 1313, answer));
+      },
+      true);
   ok.info->next = missing.info->next = nullptr;  // each Record frees its own
-  std::string text(body, size);
-  std::free(body);
 
   std::string only_item;
   AppendSongItem(*ok.info, "shared", &only_item);
-  EXPECT_EQ("Content-Type: text/plain\r\n\r\n{\"items\":[" + only_item +
+  EXPECT_EQ("Content-Type: text/plain; charset=\"UTF-8\"\r\n\r\n{\"items\":[" + only_item +
                 "],\"success\":true,\"total\":1}",
             text);
 }
