@@ -15,11 +15,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <chrono>
 #include <climits>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -28,6 +26,7 @@
 
 #include "bench/process_timer.h"
 #include "tests/support/fixture.h"
+#include "tests/support/url_encode.h"
 
 namespace {
 
@@ -98,21 +97,6 @@ void Generate(const std::string& music, size_t songs) {
   for (std::thread& w : workers) w.join();
   for (const std::string& e : errors)
     if (!e.empty()) Die("generating the library: " + e);
-}
-
-std::string Encode(const std::string& value) {
-  static const char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : value) {
-    if (isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~') {
-      out += static_cast<char>(c);
-    } else {
-      out += '%';
-      out += kHex[c >> 4];
-      out += kHex[c & 15];
-    }
-  }
-  return out;
 }
 
 // The "total" of a JSON answer (after the CGI header), or -1.
@@ -240,13 +224,14 @@ int main(int argc, char** argv) {
   const std::vector<Action> actions = {
       {"start (unknown action)", "action=no_such_action", Action::kFloorPlus, 2},
       {"song_enum album",
-       "action=song_enum&album_name=" + Encode(fixture::SyntheticAlbum(o.songs / 2 + 7, o.songs)),
+       "action=song_enum&album_name=" +
+           url::Encode(fixture::SyntheticAlbum(o.songs / 2 + 7, o.songs)),
        Action::kFloorPlus, 3},
       {"song_enum artist (5,000)",
-       "action=song_enum&artist_name=" + Encode(fixture::kSyntheticBigArtist), Action::kAbsolute,
-       40},
+       "action=song_enum&artist_name=" + url::Encode(fixture::kSyntheticBigArtist),
+       Action::kAbsolute, 40},
       {"song_enum large genre",
-       "action=song_enum&genre_name=" + Encode(fixture::kSyntheticBigGenre), Action::kNone, 0},
+       "action=song_enum&genre_name=" + url::Encode(fixture::kSyntheticBigGenre), Action::kNone, 0},
       {"search common word",
        std::string("action=search&search_key=") + fixture::kSyntheticCommonWord, Action::kFloorPlus,
        20},

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,7 +38,7 @@ struct Streams {
 // Spawns argv with stdout on a pipe; reads the output to its end (then the
 // collected stderr) and reaps the child. Returns the wait status, or -1.
 int SpawnAndRead(const std::vector<std::string>& argv, char** envp, std::string* output,
-                 struct rusage* usage, const Streams& streams) {
+                 const Streams& streams) {
   int out[2], err[2] = {-1, -1};
   if (pipe2(out, O_CLOEXEC) != 0) return -1;
   if (streams.errors && pipe2(err, O_CLOEXEC) != 0) {
@@ -69,8 +68,7 @@ int SpawnAndRead(const std::vector<std::string>& argv, char** envp, std::string*
   ReadAll(out[0], output);
   if (err[0] >= 0) ReadAll(err[0], streams.errors);
   int status = 0;
-  struct rusage ignored;
-  if (wait4(pid, &status, 0, usage ? usage : &ignored) != pid) return -1;
+  if (waitpid(pid, &status, 0) != pid) return -1;
   return status;
 }
 
@@ -80,15 +78,13 @@ Timing TimeProcess(const std::vector<std::string>& argv, const std::vector<std::
                    std::string* errors) {
   std::vector<char*> envp = Pointers(env);
   Timing t;
-  struct rusage usage = {};
   auto start = std::chrono::steady_clock::now();
   Streams streams;
   streams.errors = errors;
-  int status = SpawnAndRead(argv, envp.data(), &t.output, &usage, streams);
+  int status = SpawnAndRead(argv, envp.data(), &t.output, streams);
   t.millis =
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   t.ok = status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-  t.max_rss_kb = usage.ru_maxrss;
   return t;
 }
 
@@ -96,7 +92,7 @@ bool Run(const std::vector<std::string>& argv, std::string* output, const std::s
   Streams streams;
   streams.stdin_path = stdin_path;
   streams.keep_stderr = true;
-  int status = SpawnAndRead(argv, environ, output, nullptr, streams);
+  int status = SpawnAndRead(argv, environ, output, streams);
   return status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 

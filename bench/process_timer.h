@@ -9,10 +9,9 @@
 namespace bench {
 
 struct Timing {
-  bool ok = false;      // started, and exited with status 0
-  double millis = 0;    // start to exit, output read to its end
-  long max_rss_kb = 0;  // the process's peak resident memory
-  std::string output;   // everything it wrote on stdout
+  bool ok = false;     // started, and exited with status 0
+  double millis = 0;   // start to exit, output read to its end
+  std::string output;  // everything it wrote on stdout
 };
 
 // Runs argv[0] (a path) with exactly the environment env ("NAME=value").

@@ -9,12 +9,9 @@
 
 #include <json/json.h>
 
-#include <functional>
 #include <optional>
 
 #include "platform/cgi/server_form_handler.h"
-
-struct SongList;
 
 // Size of the signed-in user's record; its first member is the login name.
 constexpr int kUserInfoSize = 492;
@@ -58,11 +55,6 @@ class EnumerationHandler : public ServerFormHandler {
   void GetCoverForFolder();
   void GetCoverForAlbum();
   void GetLyrics();
-
-  // song_enum and search: list_songs(library, user id, list) browses and
-  // fills the list; its result is the "success" to answer, or none.
-  void AnswerSongList(
-      const std::function<std::optional<bool>(const char*, int, SongList*)>& list_songs);
 
   // The list answer of items (see ListAnswer): "success" when given (a
   // failed browse sends none), "items", "total" = the number of items.

@@ -5,12 +5,13 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
+#include <string>
 
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
-#include "enumerate/song_item.h"
+#include "enumerate/list_answer.h"
 #include "platform/auth/account.h"
+#include "platform/cgi/json_text.h"
 #include "platform/index/browse.h"
 #include "platform/index/library.h"
 #include "platform/text/utf8.h"
@@ -42,10 +43,11 @@ const NameList kAlbums = {"album", "album", "lower(album) asc", 0, &MediaInfo::a
 const NameList kNewestAlbums = {"album", nullptr, "create_date desc", 2, &MediaInfo::album,
                                 "album %s is not valid utf8"};
 
-// Browses and appends {"name": ...} for each record whose name is valid
-// UTF-8. False when the browse failed.
+// Browses and adds {"name": ...} for each record whose name is valid UTF-8,
+// written as the text JsonCpp gives that one-member object. False when the
+// browse failed.
 bool ListNames(const NameList& what, const char* library, int uid, const char* condition,
-               int limit, Json::Value* items) {
+               int limit, ListAnswer* answer) {
   MediaInfo* list = nullptr;
   if (ZARNMusicBrowse(library, uid, 0, &list, 0, what.columns, condition, what.grouping,
                       what.order, 0, limit, what.mode, 0) < 0) {
@@ -57,9 +59,10 @@ bool ListNames(const NameList& what, const char* library, int uid, const char* c
       syslog(LOG_ERR, what.bad_text_log, name);
       continue;
     }
-    Json::Value item(Json::objectValue);
-    item[Json::StaticString("name")] = name;
-    items->append(std::move(item));
+    std::string* item = answer->NextItem();
+    item->append("{\"name\":");
+    cantora::AppendJsonString(name, item);
+    item->push_back('}');
   }
   ZARNPlaylistRecFree(list);
   return true;
@@ -71,24 +74,23 @@ int LatestAlbumCount(const char* value) {
   return count > INT_MAX ? INT_MAX : static_cast<int>(count);
 }
 
+// The answer of a whole list of names: "success" true once listed, none
+// when the browse failed.
+void AnswerAllNames(const NameList& what, cantora::WebMan* web, const char* user_name) {
+  ListAnswer answer(web, kJsonContentType);
+  const char* library = ChangeToActualLib(web->In("library", "shared"));
+  bool listed = ListNames(what, library, GetUserIdFromName(user_name), nullptr, -1, &answer);
+  answer.Finish(listed ? std::optional<bool>(true) : std::nullopt);
+}
+
 }  // namespace
 
-void EnumerationHandler::ArtistEnum() {
-  Json::Value items(Json::arrayValue);
-  const char* library = ChangeToActualLib(web_.In("library", "shared"));
-  bool listed = ListNames(kArtists, library, GetUserIdFromName(UserName()), nullptr, -1, &items);
-  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, items);
-}
+void EnumerationHandler::ArtistEnum() { AnswerAllNames(kArtists, &web_, UserName()); }
 
-void EnumerationHandler::GenreEnum() {
-  Json::Value items(Json::arrayValue);
-  const char* library = ChangeToActualLib(web_.In("library", "shared"));
-  bool listed = ListNames(kGenres, library, GetUserIdFromName(UserName()), nullptr, -1, &items);
-  AnswerList(listed ? std::optional<bool>(true) : std::nullopt, items);
-}
+void EnumerationHandler::GenreEnum() { AnswerAllNames(kGenres, &web_, UserName()); }
 
 void EnumerationHandler::AlbumEnum() {
-  Json::Value items(Json::arrayValue);
+  ListAnswer answer(&web_, kJsonContentType);
   const char* library = ChangeToActualLib(web_.In("library", "shared"));
   int uid = GetUserIdFromName(UserName());
   const char* artist = web_.In("artist_name");
@@ -105,21 +107,20 @@ void EnumerationHandler::AlbumEnum() {
     } else {
       std::snprintf(condition, sizeof condition, kArtistCondition, escaped.get(),
                     ArtistJoiner(artist, "OR", "AND"), escaped.get());
-      if (ListNames(kAlbums, library, uid, condition, -1, &items)) success = true;
+      if (ListNames(kAlbums, library, uid, condition, -1, &answer)) success = true;
     }
   } else if (genre != nullptr) {
     if (!(escaped = EscapeParam(genre, 771))) {
       success = false;
     } else {
       std::snprintf(condition, sizeof condition, "genre = '%s'", escaped.get());
-      if (ListNames(kAlbums, library, uid, condition, -1, &items)) success = true;
+      if (ListNames(kAlbums, library, uid, condition, -1, &answer)) success = true;
     }
   } else if (latest != nullptr) {
-    if (ListNames(kNewestAlbums, library, uid, nullptr, LatestAlbumCount(latest), &items))
+    if (ListNames(kNewestAlbums, library, uid, nullptr, LatestAlbumCount(latest), &answer))
       success = true;
-  } else if (ListNames(kAlbums, library, uid, nullptr, -1, &items)) {
+  } else if (ListNames(kAlbums, library, uid, nullptr, -1, &answer)) {
     success = true;
   }
-  escaped.reset();
-  AnswerList(success, items);
+  answer.Finish(success);
 }

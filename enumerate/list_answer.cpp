@@ -3,7 +3,7 @@
 #include <charconv>
 
 ListAnswer::ListAnswer(cantora::WebMan* web, const char* content_type)
-    : file_(web->Output()), pieces_(web->Output()) {
+    : pieces_(web->Output()) {
   web->WriteHeader(content_type);
   pieces_.text()->append("{\"items\":[");
 }
@@ -23,5 +23,5 @@ void ListAnswer::Finish(std::optional<bool> success) {
   std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, total_);
   text->append(",\"total\":").append(digits, r.ptr - digits).push_back('}');
   pieces_.Flush();
-  std::fflush(file_);
+  std::fflush(pieces_.file());
 }

@@ -32,7 +32,6 @@ class ListAnswer {
   void Finish(std::optional<bool> success);
 
  private:
-  FILE* file_;
   cantora::PieceWriter pieces_;
   size_t total_ = 0;
 };

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "enumerate/enumerate.h"
 #include "radiolist/radiolist.h"
@@ -22,9 +23,9 @@ bool StartsWith(const char* text, const char* prefix) {
 
 // Clients show these labels untranslated.
 const char* RootLabel(const char* id) {
-  if (std::strcmp(id, "inetradio_sc") == 0) return "SHOUTcast(TM)";
-  if (std::strcmp(id, "inetradio_userdefined") == 0) return "user defined";
-  if (std::strcmp(id, "inetradio_favorite") == 0) return "favorite";
+  if (std::strcmp(id, kShoutcastId) == 0) return "SHOUTcast(TM)";
+  if (std::strcmp(id, kUserDefinedPrefix) == 0) return "user defined";
+  if (std::strcmp(id, kFavoritePrefix) == 0) return "favorite";
   return "";
 }
 
@@ -34,7 +35,7 @@ void AppendRoot(Json::Value& items) {
     item["title"] = RootLabel(grzRadioItem[i][0]);
     item["id"] = grzRadioItem[i][0];
     item["is_container"] = true;
-    items.append(item);
+    items.append(std::move(item));
   }
 }
 
@@ -51,7 +52,7 @@ bool AppendGenres(Json::Value& items) {
     item["title"] = genre;
     item["id"] = id;
     item["is_container"] = true;
-    items.append(item);
+    items.append(std::move(item));
   }
   return true;
 }
@@ -90,13 +91,14 @@ bool LoadStations(const char* id, Json::Value& list) {
   return false;
 }
 
-// Station ids repeat the whole received id: "inetradio_favorite 2".
-void AppendStations(const char* id, Json::Value& list, Json::Value& items) {
-  const Json::Value& stations = list["stations"];
-  for (Json::ArrayIndex i = 0; i < stations.size(); ++i) {
-    Json::Value station = stations[i];
+// Station ids repeat the whole received id: "inetradio_favorite 2". A loaded
+// list's "stations" is absent or an array of objects (see radiolist.h), and a
+// member a station lacks reads as null.
+void AppendStations(const char* id, const Json::Value& list, Json::Value& items) {
+  int index = 0;
+  for (const Json::Value& station : list["stations"]) {
     char item_id[1024];
-    std::snprintf(item_id, sizeof(item_id), "%s %d", id, static_cast<int>(i));
+    std::snprintf(item_id, sizeof(item_id), "%s %d", id, index++);
     Json::Value item;
     item["id"] = item_id;
     item["desc"] = station["desc"];
@@ -104,7 +106,7 @@ void AppendStations(const char* id, Json::Value& list, Json::Value& items) {
     item["bitrate"] = station["bitrate"];
     item["path"] = station["url"];
     item["is_container"] = false;
-    items.append(item);
+    items.append(std::move(item));
   }
 }
 

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <optional>
 
 #include "enumerate/enumerate.h"
@@ -23,21 +22,25 @@ constexpr const char* kSongOrder = "lower(album) asc, disc asc, track asc, path 
 constexpr int kSearchLimit = 1000;
 
 // The browse and the admission loop that both lists end in. The success
-// flag to answer, or none when the browse or the switch to root failed.
+// flag to answer, or none when the browse or the switch to root failed. The
+// items are written by the time the records are freed.
 std::optional<bool> ListSongs(const char* library, int uid, const char* condition, int limit,
-                              int guard_line, int fail_line, MediaInfo** list,
-                              ListAnswer* answer) {
+                              int guard_line, int fail_line, ListAnswer* answer) {
   const char* actual = ChangeToActualLib(library);
-  if (ZARNMusicBrowse(actual, uid, 0, list, 0, "*", condition, nullptr, kSongOrder, 0, limit, 0,
+  MediaInfo* list = nullptr;
+  if (ZARNMusicBrowse(actual, uid, 0, &list, 0, "*", condition, nullptr, kSongOrder, 0, limit, 0,
                       0) < 0) {
+    ZARNPlaylistRecFree(list);
     return std::nullopt;
   }
-  if (!AppendSongItems(*list, actual, guard_line, fail_line, answer)) return std::nullopt;
+  bool admitted = AppendSongItems(list, actual, guard_line, fail_line, answer);
+  ZARNPlaylistRecFree(list);
+  if (!admitted) return std::nullopt;
   return true;
 }
 
 std::optional<bool> SongsOf(const char* library, int uid, const char* album, const char* artist,
-                            const char* genre, MediaInfo** list, ListAnswer* answer) {
+                            const char* genre, ListAnswer* answer) {
   if (album == nullptr && artist == nullptr && genre == nullptr) {
     syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource, 1239);
     return false;
@@ -66,11 +69,11 @@ std::optional<bool> SongsOf(const char* library, int uid, const char* album, con
   } else {
     std::snprintf(condition, sizeof condition, "album = '%s'", album_q.get());
   }
-  return ListSongs(library, uid, condition, -1, 1307, 1313, list, answer);
+  return ListSongs(library, uid, condition, -1, 1307, 1313, answer);
 }
 
 std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
-                                const char* category, MediaInfo** list, ListAnswer* answer) {
+                                const char* category, ListAnswer* answer) {
   if (key[0] == '\0') {
     syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, 1391);
     return false;
@@ -94,38 +97,20 @@ std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
                   "album_artist ilike '%%%s%%'",
                   k.get(), k.get(), k.get(), k.get());
   }
-  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, list, answer);
+  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, answer);
 }
 
 }  // namespace
 
-// What both song lists fill in: the browse result, and the answer its items
-// are written to as they are admitted.
-struct SongList {
-  explicit SongList(cantora::WebMan* web) : answer(web, kJsonContentType) {}
-  MediaInfo* records = nullptr;
-  ListAnswer answer;
-};
-
-void EnumerationHandler::AnswerSongList(
-    const std::function<std::optional<bool>(const char*, int, SongList*)>& list_songs) {
-  SongList songs(&web_);
-  std::optional<bool> success =
-      list_songs(web_.In("library", "shared"), GetUserIdFromName(UserName()), &songs);
-  songs.answer.Finish(success);
-  ZARNPlaylistRecFree(songs.records);
-}
-
 void EnumerationHandler::SongEnum() {
-  AnswerSongList([this](const char* library, int uid, SongList* songs) {
-    return SongsOf(library, uid, web_.In("album_name"), web_.In("artist_name"),
-                   web_.In("genre_name"), &songs->records, &songs->answer);
-  });
+  ListAnswer answer(&web_, kJsonContentType);
+  answer.Finish(SongsOf(web_.In("library", "shared"), GetUserIdFromName(UserName()),
+                        web_.In("album_name"), web_.In("artist_name"), web_.In("genre_name"),
+                        &answer));
 }
 
 void EnumerationHandler::Search() {
-  AnswerSongList([this](const char* library, int uid, SongList* songs) {
-    return SearchSongs(library, uid, web_.In("search_key", ""), web_.In("category"),
-                       &songs->records, &songs->answer);
-  });
+  ListAnswer answer(&web_, kJsonContentType);
+  answer.Finish(SearchSongs(web_.In("library", "shared"), GetUserIdFromName(UserName()),
+                            web_.In("search_key", ""), web_.In("category"), &answer));
 }

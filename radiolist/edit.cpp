@@ -23,13 +23,19 @@ void LogNoList(tag_ZARN_AUDIORADIO_TYPE type, int line) {
          static_cast<int>(type));
 }
 
-// Saves list; a failure is only logged, since the edits report success anyway.
-void SaveOrLog(const std::string& path, const Json::Value& list,
+// Saves list and tells whether it did; a failure is only logged, since the
+// edits report success anyway.
+bool SaveOrLog(const std::string& path, const Json::Value& list,
                tag_ZARN_AUDIORADIO_TYPE type, int line) {
-  if (RadioListSave(path.c_str(), list) != 0) {
-    syslog(LOG_ERR, "%s:%d Could not save list of type: %d", kRadioListSource, line,
-           static_cast<int>(type));
-  }
+  if (RadioListSave(path.c_str(), list) == 0) return true;
+  syslog(LOG_ERR, "%s:%d Could not save list of type: %d", kRadioListSource, line,
+         static_cast<int>(type));
+  return false;
+}
+
+// Sets the optional answer to "was the list written?".
+void Tell(bool* saved, bool value) {
+  if (saved != nullptr) *saved = value;
 }
 
 // A list made of stations alone, with its count.
@@ -61,28 +67,31 @@ void RadioStationFromInput(const Json::Value& in, Json::Value& out) {
   out["desc"] = in["desc"];
 }
 
-int RadioListAdd(tag_ZARN_AUDIORADIO_TYPE type, const Json::Value& stations) {
+int RadioListAdd(tag_ZARN_AUDIORADIO_TYPE type, const Json::Value& stations, bool* saved) {
+  Tell(saved, false);
   std::string path;
   if (!PathOrLog(type, path, 420)) return -1;
   Json::Value list;
-  if (ZARNAudioRadioGetList(type, list) != 0) {
+  if (RadioListLoad(path, list) != 0) {
     LogNoList(type, 425);
     return -1;
   }
   Json::Value& all = list["stations"];
   for (const Json::Value& station : stations) all.append(station);
   list["total"] = all.size();
-  SaveOrLog(path, list, type, 435);
+  Tell(saved, SaveOrLog(path, list, type, 435));
   return 0;
 }
 
-int RadioListUpdate(tag_ZARN_AUDIORADIO_TYPE type, unsigned index, const Json::Value& station) {
+int RadioListUpdate(tag_ZARN_AUDIORADIO_TYPE type, unsigned index, const Json::Value& station,
+                    bool* saved) {
+  Tell(saved, false);
   std::string path;
   if (!PathOrLog(type, path, 466)) return -1;
   Json::Value list;
   // A list that does not load is edited as empty: the update then rewrites
   // the broken file rather than leaving the user stuck with it.
-  if (ZARNAudioRadioGetList(type, list) != 0) LogNoList(type, 471);
+  if (RadioListLoad(path, list) != 0) LogNoList(type, 471);
   Json::Value& stations = list["stations"];
   // "<" and not "<=": an index equal to the count appends a station, and
   // clients use update to add one. "total" is then one short; kept so.
@@ -94,15 +103,16 @@ int RadioListUpdate(tag_ZARN_AUDIORADIO_TYPE type, unsigned index, const Json::V
   target["desc"] = station["desc"];
   target["name"] = station["name"];
   target["url"] = station["url"];
-  SaveOrLog(path, list, type, 484);
+  Tell(saved, SaveOrLog(path, list, type, 484));
   return 0;
 }
 
-int RadioListDelete(tag_ZARN_AUDIORADIO_TYPE type, const char* selection) {
+int RadioListDelete(tag_ZARN_AUDIORADIO_TYPE type, const char* selection, bool* saved) {
+  Tell(saved, false);
   std::string path;
   if (!PathOrLog(type, path, 512)) return -1;
   Json::Value list;
-  if (ZARNAudioRadioGetList(type, list) != 0) LogNoList(type, 517);
+  if (RadioListLoad(path, list) != 0) LogNoList(type, 517);
   Json::Value& stations = list["stations"];
   const Json::ArrayIndex n = stations.size();
   if (n < 1) {
@@ -115,14 +125,14 @@ int RadioListDelete(tag_ZARN_AUDIORADIO_TYPE type, const char* selection) {
     return -1;
   }
   VLIBCStrSep(selection, ",", picked.get());
-  VLIBCSzListSortItems(picked.get(), kSzListSortAscending);
   if (VLIBCSzListCount(picked.get()) == 0) {
     syslog(LOG_ERR, "%s:%d There is no selected item.", kRadioListSource, 537);
     return 0;
   }
+  // Marking is idempotent and each mark independent of the others, so the
+  // pieces are taken as they come: order and repeats do not matter.
   for (size_t i = 0; i < VLIBCSzListCount(picked.get()); ++i) {
     const char* item = VLIBCSzListGet(picked.get(), i);
-    if (item == nullptr) continue;
     // strtol: a piece that is not a number marks station 0, as it always has.
     // Indexes outside the list would only be dropped below; they are skipped
     // here so that a huge one cannot grow the array in memory.
@@ -138,16 +148,17 @@ int RadioListDelete(tag_ZARN_AUDIORADIO_TYPE type, const char* selection) {
     bool drop = mark.isConvertibleTo(Json::booleanValue) && mark.asBool();
     if (!drop) kept.append(stations[i]);
   }
-  SaveOrLog(path, ListOf(kept), type, 563);
+  Tell(saved, SaveOrLog(path, ListOf(kept), type, 563));
   return 0;
 }
 
 int RadioListReplace(tag_ZARN_AUDIORADIO_TYPE type, unsigned start, unsigned count,
-                     const Json::Value& items) {
+                     const Json::Value& items, bool* saved) {
+  Tell(saved, false);
   std::string path;
   if (!PathOrLog(type, path, 582)) return -1;
   Json::Value list;
-  if (ZARNAudioRadioGetList(type, list) != 0) {
+  if (RadioListLoad(path, list) != 0) {
     LogNoList(type, 587);
     return -1;
   }
@@ -156,10 +167,12 @@ int RadioListReplace(tag_ZARN_AUDIORADIO_TYPE type, unsigned start, unsigned cou
   Json::Value stations(Json::arrayValue);
   for (Json::ArrayIndex i = 0; i < size; ++i) {
     if (i == start) AppendFromInput(items, stations);
-    if (i >= start && count != 0 && i - start < count) continue;
+    // No unsigned difference is below a count of 0: nothing is skipped, and
+    // the items are inserted.
+    if (i >= start && i - start < count) continue;
     stations.append(old[i]);
   }
   if (start >= size) AppendFromInput(items, stations);
-  SaveOrLog(path, ListOf(stations), type, 613);
+  Tell(saved, SaveOrLog(path, ListOf(stations), type, 613));
   return 0;
 }

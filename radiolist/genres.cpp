@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/config/config.h"
+#include "platform/radio/shoutcast_update.h"
 #include "radiolist/radiolist.h"
 
 const char* const ShoutcastGenreTable[kShoutcastGenreCount][2] = {
@@ -55,8 +56,8 @@ int RadioShoutcastPathByIndex(unsigned index, std::string& path) {
     return -1;
   }
   // The display name goes into the file name unescaped, spaces and "&" too.
-  path = cantora::ResolveSystemPath(kRadioDirectory) + "/shoutcast_" +
-         ShoutcastGenreTable[index][0] + ".json";
+  path = cantora::ResolveSystemPath(kRadioDirectory) + "/" +
+         ZarnAudioUtils::kShoutcastStemPrefix + ShoutcastGenreTable[index][0] + ".json";
   return 0;
 }
 

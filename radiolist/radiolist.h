@@ -90,6 +90,11 @@ int RadioListIsExpired(const char* path);
 // gains a null one.
 void RadioListNormalizeBitrate(Json::Value& list);
 
+// Loads the user list file at path into list: ZARNAudioRadioGetList once it
+// has found the path, with the same results and log lines, for callers that
+// already hold it.
+int RadioListLoad(const std::string& path, Json::Value& list);
+
 // Rewrites the file at path in place with list, styled. When the radio
 // directory is missing it is created (one level). -1 on any failure.
 int RadioListSave(const char* path, const Json::Value& list);
@@ -97,7 +102,9 @@ int RadioListSave(const char* path, const Json::Value& list);
 // ---- Edits of the user lists ------------------------------------------------
 //
 // The edits report success even when the final save fails (only the log
-// tells); callers that must know re-read the list.
+// tells). A caller that must know passes saved: each edit sets it to whether
+// it wrote the list, so it is false after -1, after a failed save, and when
+// there was nothing to save.
 
 // out becomes {"name": in["title"], "url": in["url"], "desc": in["desc"]}.
 // Input items call the name "title". in must be an object or null.
@@ -105,24 +112,27 @@ void RadioStationFromInput(const Json::Value& in, Json::Value& out);
 
 // Appends every element of stations (objects, taken as they are) and sets
 // "total". -1 when the kind has no file or the list does not load.
-int RadioListAdd(tag_ZARN_AUDIORADIO_TYPE type, const Json::Value& stations);
+int RadioListAdd(tag_ZARN_AUDIORADIO_TYPE type, const Json::Value& stations,
+                 bool* saved = nullptr);
 
 // Sets "desc", "name" and "url" of station index from station (an object).
 // An index equal to the station count appends a station holding only those
 // three, and "total" is left as it was.
-int RadioListUpdate(tag_ZARN_AUDIORADIO_TYPE type, unsigned index, const Json::Value& station);
+int RadioListUpdate(tag_ZARN_AUDIORADIO_TYPE type, unsigned index, const Json::Value& station,
+                    bool* saved = nullptr);
 
 // Deletes the stations named by selection, comma-separated decimal indexes
 // in any order. A piece that is not a number names station 0; indexes at or
 // beyond the count, and negative ones, name nothing. Kept stations are saved
 // with "destroy": null. A selection of no pieces, or an empty list, saves
 // nothing and returns 0.
-int RadioListDelete(tag_ZARN_AUDIORADIO_TYPE type, const char* selection);
+int RadioListDelete(tag_ZARN_AUDIORADIO_TYPE type, const char* selection,
+                    bool* saved = nullptr);
 
 // Replaces stations start .. start+count-1 by the input items (each through
 // RadioStationFromInput); a count of 0 inserts them before station start, a
 // start at or beyond the count appends them.
 int RadioListReplace(tag_ZARN_AUDIORADIO_TYPE type, unsigned start, unsigned count,
-                     const Json::Value& items);
+                     const Json::Value& items, bool* saved = nullptr);
 
 #endif

@@ -123,13 +123,7 @@ int RadioListSave(const char* path, const Json::Value& list) {
   return result;
 }
 
-int ZARNAudioRadioGetList(tag_ZARN_AUDIORADIO_TYPE type, Json::Value& list) {
-  std::string path;
-  if (RadioListPathByType(type, path) != 0) {
-    syslog(LOG_ERR, "%s:%d Could not find the path of type: %d", kRadioListSource, 373,
-           static_cast<int>(type));
-    return -1;
-  }
+int RadioListLoad(const std::string& path, Json::Value& list) {
   std::ifstream in(path, std::ios::binary);
   if (in.fail()) {
     // No list yet is an empty list; clients show an empty folder.
@@ -145,6 +139,16 @@ int ZARNAudioRadioGetList(tag_ZARN_AUDIORADIO_TYPE type, Json::Value& list) {
   return 0;
 }
 
+int ZARNAudioRadioGetList(tag_ZARN_AUDIORADIO_TYPE type, Json::Value& list) {
+  std::string path;
+  if (RadioListPathByType(type, path) != 0) {
+    syslog(LOG_ERR, "%s:%d Could not find the path of type: %d", kRadioListSource, 373,
+           static_cast<int>(type));
+    return -1;
+  }
+  return RadioListLoad(path, list);
+}
+
 int RadioShoutcastGetListByIndex(unsigned index, Json::Value& list, int force) {
   std::string path;
   if (RadioShoutcastPathByIndex(index, path) != 0) {
@@ -154,8 +158,8 @@ int RadioShoutcastGetListByIndex(unsigned index, Json::Value& list, int force) {
   }
   if (force != 0 || RadioListIsExpired(path.c_str()) != 0) {
     // A failed refresh leaves the old file, which is still worth showing.
-    ZarnAudioUtils::RadioUpdateShoutcastByGenre(std::string("shoutcast_") +
-                                                ShoutcastGenreTable[index][0]);
+    ZarnAudioUtils::RadioUpdateShoutcastByGenre(
+        std::string(ZarnAudioUtils::kShoutcastStemPrefix) + ShoutcastGenreTable[index][0]);
   }
   // Unlike a user list, a missing genre file is an error: the stream fails
   // to open and the parse fails with it.

@@ -95,7 +95,9 @@ bool DropToRealIds() {
   // While still root, forget the supplementary groups of whoever installed
   // us; the caller's real group is all the program needs outside the guard.
   if (euid == 0 && setgroups(0, nullptr) != 0) return false;
-  if (egid != rgid && setresgid(-1, rgid, -1) != 0) return false;
-  if (euid != ruid && setresuid(-1, ruid, -1) != 0) return false;
+  // Through the guard's calls, so that the ids it keeps track of stay right.
+  const IdCalls& id = RunAsIdCalls();
+  if (egid != rgid && id.setresgid(-1, rgid, -1) != 0) return false;
+  if (euid != ruid && id.setresuid(-1, ruid, -1) != 0) return false;
   return geteuid() == ruid && getegid() == rgid;
 }

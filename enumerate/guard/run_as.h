@@ -25,7 +25,7 @@ struct IdCalls {
 };
 // The calls in force: the C library's set calls, and reads of the effective
 // ids that the set calls keep up to date (one real read per process), unless
-// a test swapped them. DropToRealIds runs before the first read.
+// a test swapped them. Every change of the effective ids goes through them.
 IdCalls& RunAsIdCalls();
 
 class IF_RUN_AS {

@@ -40,6 +40,7 @@ class PieceWriter {
   PieceWriter& operator=(const PieceWriter&) = delete;
 
   std::string* text() { return &text_; }
+  FILE* file() const { return file_; }
   void MaybeFlush() {
     if (text_.size() >= kPieceSize) Flush();
   }

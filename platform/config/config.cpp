@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <optional>
 #include <syslog.h>
 
 namespace cantora {
@@ -56,17 +57,22 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
   return true;  // unknown keys are ignored
 }
 
-Config& Current() {
-  static Config config = [] {
-    Config c;
-    std::string error;
-    if (!LoadConfigFile(ConfigFilePath(), &c, &error)) {
-      syslog(LOG_ERR, "cantora: %s", error.c_str());
-      c = Config();
-    }
-    return c;
-  }();
+// The configuration in force: set by SetConfig, else read from the file on
+// first use, so that a program that has read the file itself does not read
+// it twice.
+std::optional<Config>& Current() {
+  static std::optional<Config> config;
   return config;
+}
+
+Config LoadOrDefaults() {
+  Config c;
+  std::string error;
+  if (!LoadConfigFile(ConfigFilePath(), &c, &error)) {
+    syslog(LOG_ERR, "cantora: %s", error.c_str());
+    c = Config();
+  }
+  return c;
 }
 
 }  // namespace
@@ -102,7 +108,11 @@ bool LoadConfigFile(const std::string& path, Config* out, std::string* error) {
   return true;
 }
 
-const Config& GetConfig() { return Current(); }
+const Config& GetConfig() {
+  std::optional<Config>& config = Current();
+  if (!config) config = LoadOrDefaults();
+  return *config;
+}
 
 void SetConfig(const Config& config) { Current() = config; }
 

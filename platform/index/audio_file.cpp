@@ -6,6 +6,7 @@
 #include "platform/auth/account.h"
 #include "platform/config/config.h"
 #include "platform/config/platform_db.h"
+#include "platform/index/escape.h"
 #include "platform/index/indexed_folder.h"
 
 namespace cantora {
@@ -30,12 +31,9 @@ bool ReadFolders(std::vector<cantora::IndexedFolder>* folders) {
 
 // Quotes text as an SQL string literal.
 std::string Quoted(const std::string& text) {
-  std::string out = "'";
-  for (char c : text) {
-    if (c == '\'') out += '\'';
-    out += c;
-  }
-  return out + "'";
+  std::string out;
+  cantora::AppendQuoted(text, '\'', &out);
+  return out;
 }
 
 }  // namespace

@@ -55,7 +55,6 @@ struct Plan {
   std::vector<Output> outputs;
   bool folders = false;
   bool empty = false;
-  bool uses_trigrams = false;
   // A song list in the song_order index's order, limited, of one library,
   // narrowed by trigram candidates (fts_query): when the candidates are many,
   // walking that index and stopping at the limit beats sorting them all.
@@ -65,7 +64,11 @@ struct Plan {
   // statement reads them unsorted, with the sort key after the outputs, and
   // SongOrder sorts the records.
   bool sort_records = false;
-  std::string fts_query;
+  std::string fts_query;  // the condition's trigram candidates, if any
+
+  // Whether the statement itself reads the trigram index (a walk tests
+  // candidates read beforehand instead).
+  bool UsesTrigrams() const { return !fts_query.empty() && !walk_order; }
 };
 
 // The order of the song_order index, as the translator writes it.
@@ -213,28 +216,24 @@ void AppendSelect(const Fragments& f, Plan* plan) {
     s->sql += " AND ";
     Append(s, f.condition);
   }
+  plan->fts_query = f.fts_query;
   if (!f.fts_query.empty() && plan->walk_order) {
     // The candidates were read beforehand (Candidates); testing one is
     // covered by the walked index, so it comes before reading the row.
     s->sql += " AND candidate(id)";
-    plan->fts_query = f.fts_query;
   } else if (!f.fts_query.empty()) {
     // A superset of the matching rows from the trigram index; the condition
     // itself still decides.
     s->sql += " AND id IN (SELECT rowid FROM song_fts WHERE song_fts MATCH ?)";
-    plan->uses_trigrams = true;
-    plan->fts_query = f.fts_query;
     SqlValue v;
     v.text = f.fts_query;
     s->values.push_back(v);
   }
 }
 
-bool CanonicalOrder(const char* order, const std::string& column, IndexTable table) {
-  if (IsBlank(order)) return true;
-  SqlPiece given;
-  if (!TranslateOrder(order, table, &given)) return false;
-  return given.sql == "lower(" + column + ") ASC";
+// No order, or the one the facet table keeps: lower(column), ascending.
+bool CanonicalOrder(const SqlPiece& order, const std::string& column) {
+  return order.sql.empty() || order.sql == "lower(" + column + ") ASC";
 }
 
 // Modes 1 and 2: distinct artists in sort order, newest distinct albums.
@@ -258,10 +257,9 @@ void PlanDistinct(const BrowseQuery& q, const Fragments& f, Plan* plan) {
 
 // Mode 0 with a grouping: one record per group.
 void PlanGroups(const BrowseQuery& q, const Fragments& f, Plan* plan) {
-  IndexTable table = plan->folders ? IndexTable::kFolder : IndexTable::kSong;
   const FacetDefinition* facet = f.groups.size() == 1 ? FacetForColumn(f.groups[0]) : nullptr;
   if (!plan->folders && f.condition.sql.empty() && facet != nullptr &&
-      CanonicalOrder(q.order, f.groups[0], table)) {
+      CanonicalOrder(f.order, f.groups[0])) {
     PlanFacet(*facet, false, FieldOfColumn(false, f.groups[0]), f.libraries, q, plan);
     return;
   }
@@ -314,25 +312,32 @@ void PlanRows(const BrowseQuery& q, const Fragments& f, Plan* plan) {
   AppendPaging(&s, q.offset, q.limit);
 }
 
-bool PlanQuery(const BrowseQuery& q, bool walk_order, Plan* plan) {
+// Translates the query's fragments into *f and plans its statement.
+bool PlanQuery(const BrowseQuery& q, Fragments* f, Plan* plan) {
   if (q.kind != kBrowseSongs && q.kind != kBrowseFolders) return false;
-  plan->walk_order = walk_order;
   plan->folders = q.kind == kBrowseFolders;
   bool distinct = q.mode == kBrowseArtists || q.mode == kBrowseNewestAlbums;
   if (q.mode != kBrowseRows && !(distinct && !plan->folders)) return false;
   // Fragments are checked even when the scope turns out to be empty.
-  Fragments f;
-  if (!Translate(q, plan->folders ? IndexTable::kFolder : IndexTable::kSong, &f)) return false;
-  if (f.libraries.empty()) {
+  if (!Translate(q, plan->folders ? IndexTable::kFolder : IndexTable::kSong, f)) return false;
+  if (f->libraries.empty()) {
     plan->empty = true;
   } else if (distinct) {
-    PlanDistinct(q, f, plan);
-  } else if (!f.groups.empty()) {
-    PlanGroups(q, f, plan);
+    PlanDistinct(q, *f, plan);
+  } else if (!f->groups.empty()) {
+    PlanGroups(q, *f, plan);
   } else {
-    PlanRows(q, f, plan);
+    PlanRows(q, *f, plan);
   }
   return true;
+}
+
+// The same song list as a plan with may_walk_order, walking song_order.
+Plan WalkPlan(const BrowseQuery& q, const Fragments& f) {
+  Plan walk;
+  walk.walk_order = true;
+  PlanRows(q, f, &walk);
+  return walk;
 }
 
 // ---- Running the statement ----
@@ -470,7 +475,7 @@ MediaInfo* ReadRecord(sqlite3_stmt* stmt, const Plan& plan, MediaInfoAllocator* 
 }
 
 int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
-  Confinement confinement(db.get(), plan.uses_trigrams);
+  Confinement confinement(db.get(), plan.UsesTrigrams());
   sqlite3_stmt* raw = nullptr;
   const char* tail = nullptr;
   const std::string& sql = plan.statement.sql;
@@ -517,8 +522,9 @@ int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
 }  // namespace
 
 bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* empty) {
+  Fragments fragments;
   Plan plan;
-  if (!PlanQuery(query, false, &plan)) return false;
+  if (!PlanQuery(query, &fragments, &plan)) return false;
   *statement = std::move(plan.statement);
   *empty = plan.empty;
   return true;
@@ -527,8 +533,9 @@ bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* e
 int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head) {
   if (head == nullptr) return -1;
   *head = nullptr;
+  Fragments fragments;
   Plan plan;
-  if (!PlanQuery(query, false, &plan)) return -1;
+  if (!PlanQuery(query, &fragments, &plan)) return -1;
   if (plan.empty) return 0;
   if (!plan.may_walk_order) return Run(db, plan, head);
   // Twice the rows wanted: then the walk meets its limit well before the
@@ -539,11 +546,9 @@ int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head
       candidates.count() <= 2 * (static_cast<size_t>(query.offset) + query.limit)) {
     return Run(db, plan, head);
   }
-  Plan walk;
-  if (!PlanQuery(query, true, &walk)) return -1;
   CandidateFunction function(db.get(), &candidates);
   if (!function.ok()) return -1;
-  return Run(db, walk, head);
+  return Run(db, WalkPlan(query, fragments), head);
 }
 
 }  // namespace cantora

@@ -47,15 +47,23 @@ char* ZARNDBEscapeStringEX3(int count, const char* tmpl, ...) {
       return nullptr;
     }
     out.append(rest, at - rest);
-    out.push_back('\'');
-    for (const char* v = value; *v != '\0'; ++v) {
-      if (*v == '\'') out.push_back('\'');
-      out.push_back(*v);
-    }
-    out.push_back('\'');
+    cantora::AppendQuoted(value, '\'', &out);
     rest = at + sizeof(kPlaceholder) - 1;
   }
   va_end(args);
   out.append(rest);
   return strdup(out.c_str());
 }
+
+namespace cantora {
+
+void AppendQuoted(std::string_view text, char quote, std::string* out) {
+  out->push_back(quote);
+  for (char c : text) {
+    if (c == quote) out->push_back(quote);
+    out->push_back(c);
+  }
+  out->push_back(quote);
+}
+
+}  // namespace cantora

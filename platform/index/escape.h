@@ -8,6 +8,8 @@
 #define CANTORA_PLATFORM_INDEX_ESCAPE_H
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 // Copies srclen bytes of src (stopping early at a NUL byte) to dst with each
 // single quote doubled, so that the result can stand between single quotes,
@@ -27,5 +29,13 @@ int ZARNDBEscapeBackslash(char* dst, size_t dstsize, const char* src);
 // as by ZARNDBEscapeString and put between single quotes; the caller frees
 // it. Null when an argument is null or memory runs out.
 char* ZARNDBEscapeStringEX3(int count, const char* tmpl, ...);
+
+namespace cantora {
+
+// Appends text between two quote characters, each quote inside doubled: an
+// SQL string literal with '\'', an FTS5 token with '"'.
+void AppendQuoted(std::string_view text, char quote, std::string* out);
+
+}  // namespace cantora
 
 #endif

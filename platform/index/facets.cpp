@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "platform/index/sql_functions.h"
 
 namespace cantora {
 namespace {
@@ -31,7 +30,6 @@ const FacetDefinition& FacetOfKind(FacetKind kind) {
 }
 
 bool RebuildFacets(sqlite::Database& db) {
-  if (!RegisterIndexFunctions(db.get())) return false;
   std::string sql = "DELETE FROM facet;";
   for (const FacetDefinition& f : kFacets) {
     std::string column = f.column;

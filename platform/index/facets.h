@@ -32,8 +32,9 @@ const FacetDefinition& FacetOfKind(FacetKind kind);
 
 // Replaces the facet table's rows with those of the current songs. Runs
 // inside the caller's transaction when there is one (the indexer calls it
-// at the end of each run, in the run's transaction). Registers the index's
-// SQL functions on db, on which the sort keys depend. Also refreshes the
+// at the end of each run, in the run's transaction). db must have the
+// index's SQL functions (RegisterIndexFunctions), on which the sort keys
+// depend, as every connection that writes the index has. Also refreshes the
 // query planner's statistics of the index tables, which the browse queries
 // rely on to pick their indexes.
 bool RebuildFacets(sqlite::Database& db);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 
+#include "platform/index/escape.h"
 #include "platform/text/casefold.h"
 #include "platform/text/utf8.h"
 
@@ -515,13 +516,17 @@ std::vector<std::string> PatternTrigrams(const std::string& pattern) {
 }
 
 std::string QuoteFtsToken(const std::string& token) {
-  std::string q = "\"";
-  for (char c : token) {
-    if (c == '"') q += '"';
-    q += c;
-  }
-  q += '"';
+  std::string q;
+  AppendQuoted(token, '"', &q);
   return q;
+}
+
+// parts joined by op, in parentheses; a single part stands alone, none is "".
+std::string Joined(const std::vector<std::string>& parts, const char* op) {
+  if (parts.size() <= 1) return parts.empty() ? "" : parts[0];
+  std::string q;
+  for (const std::string& part : parts) q += (q.empty() ? "" : op) + part;
+  return "(" + q + ")";
 }
 
 // An FTS5 query selecting a superset of the rows that satisfy n, or "".
@@ -552,10 +557,7 @@ std::string CandidateQuery(const Node& n) {
         if (part.empty()) return "";  // one branch the index cannot serve: scan
         if (std::find(parts.begin(), parts.end(), part) == parts.end()) parts.push_back(part);
       }
-      if (parts.size() == 1) return parts[0];
-      std::string q;
-      for (const std::string& part : parts) q += (q.empty() ? "" : " OR ") + part;
-      return "(" + q + ")";
+      return Joined(parts, " OR ");
     }
     case NodeKind::kAnd: {
       std::vector<std::string> parts;
@@ -563,10 +565,7 @@ std::string CandidateQuery(const Node& n) {
         std::string part = CandidateQuery(*kid);
         if (!part.empty()) parts.push_back(part);
       }
-      if (parts.size() <= 1) return parts.empty() ? "" : parts[0];
-      std::string q;
-      for (const std::string& part : parts) q += (q.empty() ? "" : " AND ") + part;
-      return "(" + q + ")";
+      return Joined(parts, " AND ");
     }
     default:
       return "";

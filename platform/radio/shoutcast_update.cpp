@@ -15,8 +15,6 @@ extern char** environ;
 namespace ZarnAudioUtils {
 namespace {
 
-constexpr const char kStemPrefix[] = "shoutcast_";
-
 bool IsExecutable(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
 
 std::string OwnFolder() {
@@ -49,6 +47,12 @@ class FileActions {
 
 const char* const kRadioFetchProgram = "cantora-radio-fetch";
 
+std::string ShoutcastGenreOfStem(const std::string& stem) {
+  const size_t length = sizeof(kShoutcastStemPrefix) - 1;
+  if (stem.compare(0, length, kShoutcastStemPrefix) != 0) return "";
+  return stem.substr(length);
+}
+
 std::string RadioFetchProgramPath() {
   const std::string& libexec = cantora::GetConfig().libexec;
   if (!libexec.empty()) {
@@ -65,8 +69,7 @@ std::string RadioFetchProgramPath() {
 
 int RadioUpdateShoutcastByGenre(const std::string& stem) {
   // The stem becomes a file name in the radio folder: no way out of it.
-  if (stem.compare(0, sizeof(kStemPrefix) - 1, kStemPrefix) != 0 ||
-      stem.size() == sizeof(kStemPrefix) - 1 || stem.find('/') != std::string::npos ||
+  if (ShoutcastGenreOfStem(stem).empty() || stem.find('/') != std::string::npos ||
       stem.find('\0') != std::string::npos) {
     return -1;
   }

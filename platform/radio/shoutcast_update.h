@@ -14,6 +14,17 @@ namespace ZarnAudioUtils {
 // Name of the helper program.
 extern const char* const kRadioFetchProgram;
 
+// What the name of every SHOUTcast genre cache file starts with: a file's
+// stem is this prefix followed by the genre's display name, unescaped
+// ("shoutcast_Hip Hop"). The store, the helper and the admin tool all spell
+// file names through it, so that they always agree.
+constexpr char kShoutcastStemPrefix[] = "shoutcast_";
+
+// The display name that follows the prefix in stem, or "" when stem does not
+// start with the prefix or is nothing more. Whether the name is a known genre
+// is the caller's question.
+std::string ShoutcastGenreOfStem(const std::string& stem);
+
 // Where the helper is looked for: Config::libexec, else the folder of the
 // running program (a build tree, or an installation that keeps its programs
 // together). Empty when neither holds an executable helper.

@@ -15,6 +15,7 @@ using harness::CgiResult;
 using harness::Column;
 using harness::Encode;
 using harness::LibraryInstance;
+using harness::LibrarySuite;
 using harness::Tune;
 
 using Names = std::vector<std::string>;
@@ -51,12 +52,10 @@ std::vector<fixture::Song> Songs() {
   return songs;
 }
 
-class Browse : public ::testing::Test {
+class Browse : public LibrarySuite {
  protected:
   static void SetUpTestSuite() {
-    instance_ = new LibraryInstance();
-    instance_->AddSongs(Songs());
-    instance_->Index();
+    OpenLibrary(Songs());
     // Albums added one after another: Bulk 000 first, Bulk 119 last. The
     // next run brings the summaries up to date.
     instance_->Sql(
@@ -64,12 +63,8 @@ class Browse : public ::testing::Test {
         "WHERE album LIKE 'Bulk %'; UPDATE song SET create_date = 10 "
         "WHERE album NOT LIKE 'Bulk %'");
     instance_->Index();
-    session_ = new std::string(instance_->AddUser("alice"));
   }
-  static void TearDownTestSuite() {
-    delete session_;
-    delete instance_;
-  }
+  static void TearDownTestSuite() { CloseLibrary(); }
 
   static CgiResult Get(const std::string& query) {
     CgiResult r = harness::Enumerate(*instance_, *session_, query);
@@ -89,13 +84,7 @@ class Browse : public ::testing::Test {
       names.push_back(BulkAlbum(n));
     return names;
   }
-
-  static LibraryInstance* instance_;
-  static std::string* session_;
 };
-
-LibraryInstance* Browse::instance_ = nullptr;
-std::string* Browse::session_ = nullptr;
 
 TEST_F(Browse, ArtistsInSortKeyOrderWithoutInvalidText) {
   CgiResult r = Get("action=artist_enum");

@@ -15,7 +15,7 @@ namespace {
 using harness::CgiResult;
 using harness::Column;
 using harness::Encode;
-using harness::LibraryInstance;
+using harness::LibrarySuite;
 using harness::Tune;
 
 using harness::kErr;
@@ -53,18 +53,10 @@ std::vector<fixture::Song> Songs() {
   return songs;
 }
 
-class Search : public ::testing::Test {
+class Search : public LibrarySuite {
  protected:
-  static void SetUpTestSuite() {
-    instance_ = new LibraryInstance();
-    instance_->AddSongs(Songs());
-    instance_->Index();
-    session_ = new std::string(instance_->AddUser("alice"));
-  }
-  static void TearDownTestSuite() {
-    delete session_;
-    delete instance_;
-  }
+  static void SetUpTestSuite() { OpenLibrary(Songs()); }
+  static void TearDownTestSuite() { CloseLibrary(); }
 
   static CgiResult Find(const std::string& key, const std::string& extra = "") {
     return harness::Enumerate(*instance_, *session_,
@@ -78,13 +70,7 @@ class Search : public ::testing::Test {
     std::vector<std::string> titles = Column(r.json, "title");
     return titles;
   }
-
-  static LibraryInstance* instance_;
-  static std::string* session_;
 };
-
-LibraryInstance* Search::instance_ = nullptr;
-std::string* Search::session_ = nullptr;
 
 using Names = std::vector<std::string>;
 

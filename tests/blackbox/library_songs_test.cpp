@@ -16,7 +16,7 @@ namespace {
 using harness::CgiResult;
 using harness::Column;
 using harness::Encode;
-using harness::LibraryInstance;
+using harness::LibrarySuite;
 using harness::Tune;
 
 using harness::kErr;
@@ -71,33 +71,21 @@ std::vector<fixture::Song> Songs() {
   return songs;
 }
 
-class SongEnum : public ::testing::Test {
+class SongEnum : public LibrarySuite {
  protected:
   static void SetUpTestSuite() {
-    instance_ = new LibraryInstance();
-    instance_->AddSongs(Songs());
-    instance_->Index();
-    session_ = new std::string(instance_->AddUser("alice"));
+    OpenLibrary(Songs());
     // A file deleted after indexing.
     unlink((instance_->music() + "/Gone/02.mp3").c_str());
   }
-  static void TearDownTestSuite() {
-    delete session_;
-    delete instance_;
-  }
+  static void TearDownTestSuite() { CloseLibrary(); }
 
   static CgiResult Get(const std::string& query) {
     return harness::Enumerate(*instance_, *session_, "action=song_enum&" + query);
   }
 
   static std::string MusicPath(const std::string& file) { return instance_->music() + "/" + file; }
-
-  static LibraryInstance* instance_;
-  static std::string* session_;
 };
-
-LibraryInstance* SongEnum::instance_ = nullptr;
-std::string* SongEnum::session_ = nullptr;
 
 void ExpectConsistent(const CgiResult& r) {
   ASSERT_TRUE(r.has_json) << r.out;

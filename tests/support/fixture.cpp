@@ -324,6 +324,18 @@ bool MakeSong(const std::string& root, const Song& song, std::string* error) {
   return WriteFile(path, data->data(), data->size(), song.sparse_size, error);
 }
 
+Song Tune(const std::string& file, const std::string& title, const std::string& album,
+          const std::string& artist, const std::string& genre) {
+  Song s;
+  s.file = file;
+  s.title = title;
+  s.album = album;
+  s.artist = artist;
+  s.genre = genre;
+  s.track = 1;
+  return s;
+}
+
 bool MakeSongs(const std::string& root, const std::vector<Song>& songs, std::string* error) {
   for (const Song& s : songs)
     if (!MakeSong(root, s, error)) return false;

@@ -30,6 +30,10 @@ struct Song {
   int64_t sparse_size = 0;  // grow the file to this size with a hole at the end
 };
 
+// A song with the given tags (track 1 unless set later).
+Song Tune(const std::string& file, const std::string& title, const std::string& album,
+          const std::string& artist, const std::string& genre = "");
+
 // tests/data/templates of the source tree.
 std::string TemplateDir();
 

@@ -18,6 +18,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/support/url_encode.h"
+
 namespace harness {
 namespace {
 
@@ -264,20 +266,7 @@ CgiResult Enumerate(const Instance& instance, const std::string& session, const 
   return RunCgi(instance, request);
 }
 
-std::string Encode(const std::string& value) {
-  static const char* hex = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : value) {
-    if (std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~') {
-      out += static_cast<char>(c);
-    } else {
-      out += '%';
-      out += hex[c >> 4];
-      out += hex[c & 15];
-    }
-  }
-  return out;
-}
+std::string Encode(const std::string& value) { return url::Encode(value); }
 
 bool Logged(const std::vector<LogLine>& lines, int priority, const std::string& text) {
   for (const LogLine& l : lines)

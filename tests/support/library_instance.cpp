@@ -33,16 +33,21 @@ CommandResult LibraryInstance::Sql(const std::string& sql) const {
   return r;
 }
 
-fixture::Song Tune(const std::string& file, const std::string& title, const std::string& album,
-                   const std::string& artist, const std::string& genre) {
-  fixture::Song s;
-  s.file = file;
-  s.title = title;
-  s.album = album;
-  s.artist = artist;
-  s.genre = genre;
-  s.track = 1;
-  return s;
+LibraryInstance* LibrarySuite::instance_ = nullptr;
+std::string* LibrarySuite::session_ = nullptr;
+
+void LibrarySuite::OpenLibrary(const std::vector<fixture::Song>& songs) {
+  instance_ = new LibraryInstance();
+  instance_->AddSongs(songs);
+  instance_->Index();
+  session_ = new std::string(instance_->AddUser("alice"));
+}
+
+void LibrarySuite::CloseLibrary() {
+  delete session_;
+  delete instance_;
+  session_ = nullptr;
+  instance_ = nullptr;
 }
 
 std::vector<std::string> Column(const Json::Value& answer, const char* key) {

@@ -4,6 +4,7 @@
 #ifndef CANTORA_TESTS_SUPPORT_LIBRARY_INSTANCE_H
 #define CANTORA_TESTS_SUPPORT_LIBRARY_INSTANCE_H
 
+#include <gtest/gtest.h>
 #include <json/json.h>
 
 #include <string>
@@ -33,9 +34,20 @@ class LibraryInstance : public Instance {
   CommandResult Sql(const std::string& sql) const;
 };
 
-// A song with the given tags (track 1 unless set later).
-fixture::Song Tune(const std::string& file, const std::string& title, const std::string& album,
-                   const std::string& artist, const std::string& genre = "");
+// A test suite whose tests share one indexed library and one signed-in user,
+// "alice". A suite's SetUpTestSuite calls OpenLibrary with its songs (and
+// then changes the instance as it needs); its TearDownTestSuite calls
+// CloseLibrary. Suites run one after another, so they share the two slots.
+class LibrarySuite : public ::testing::Test {
+ protected:
+  static void OpenLibrary(const std::vector<fixture::Song>& songs);
+  static void CloseLibrary();
+
+  static LibraryInstance* instance_;
+  static std::string* session_;  // alice's
+};
+
+using fixture::Tune;
 
 // The values of one key over the answer's "items", as text.
 std::vector<std::string> Column(const Json::Value& answer, const char* key);

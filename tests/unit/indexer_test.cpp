@@ -22,11 +22,7 @@ using cantora::IndexSummary;
 
 fixture::Song MakeTrack(const std::string& file, const std::string& title, const std::string& album,
                         const std::string& artist, int track) {
-  fixture::Song s;
-  s.file = file;
-  s.title = title;
-  s.album = album;
-  s.artist = artist;
+  fixture::Song s = fixture::Tune(file, title, album, artist);
   s.track = track;
   return s;
 }

@@ -4,8 +4,6 @@
 
 #include <cstdio>
 
-#include "platform/config/config.h"
-#include "platform/config/platform_db.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/scan/indexer.h"
 #include "tools/admin/command.h"
@@ -78,10 +76,6 @@ int FolderDel(const AdminArgs& args) {
 }
 
 int RunFolder(const AdminArgs& args) {
-  if (WantsHelp(args)) {
-    std::fputs(kFolderUsage, stdout);
-    return 0;
-  }
   if (args.empty()) return Fail("folder: add, list or del? (see cantora-admin folder --help)");
   if (args[0] == "add") return FolderAdd(args);
   if (args[0] == "list") return FolderList(args);
@@ -90,10 +84,6 @@ int RunFolder(const AdminArgs& args) {
 }
 
 int RunIndex(const AdminArgs& args) {
-  if (WantsHelp(args)) {
-    std::fputs(kIndexUsage, stdout);
-    return 0;
-  }
   cantora::IndexOptions options;
   for (const std::string& a : args) {
     if (a == "--full")
@@ -103,7 +93,6 @@ int RunIndex(const AdminArgs& args) {
   }
   sqlite::Database db;
   if (!OpenAdminDatabase(&db)) return 1;
-  options.report = stderr;
   options.progress = isatty(STDERR_FILENO) != 0;
   cantora::IndexSummary summary;
   std::string error;
@@ -113,7 +102,8 @@ int RunIndex(const AdminArgs& args) {
   return 0;
 }
 
-AdminCommand folder_command("folder", "the shared library's indexed folders", RunFolder);
-AdminCommand index_command("index", "index the music libraries", RunIndex);
+AdminCommand folder_command("folder", "the shared library's indexed folders",
+                              kFolderUsage, RunFolder);
+AdminCommand index_command("index", "index the music libraries", kIndexUsage, RunIndex);
 
 }  // namespace

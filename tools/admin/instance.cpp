@@ -49,10 +49,6 @@ std::string SelfDirectory() {
 }
 
 int Init(const AdminArgs& args) {
-  if (WantsHelp(args)) {
-    std::fputs(kInitUsage, stdout);
-    return 0;
-  }
   std::string dir, web_user;
   for (size_t i = 0; i < args.size(); ++i) {
     if (args[i] == "--web-user" && i + 1 < args.size()) {
@@ -132,6 +128,6 @@ int Init(const AdminArgs& args) {
   return 0;
 }
 
-AdminCommand init_command("init", "create a self-contained instance in a folder", Init);
+AdminCommand init_command("init", "create a self-contained instance in a folder", kInitUsage, Init);
 
 }  // namespace

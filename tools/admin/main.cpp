@@ -26,10 +26,17 @@ void Usage(FILE* out) {
              out);
 }
 
+// True when args holds "--help" or "-h".
+bool WantsHelp(const AdminArgs& args) {
+  for (const std::string& a : args)
+    if (a == "--help" || a == "-h") return true;
+  return false;
+}
+
 }  // namespace
 
-AdminCommand::AdminCommand(const char* n, const char* s, AdminFunction r)
-    : name(n), summary(s), run(r) {
+AdminCommand::AdminCommand(const char* n, const char* s, const char* u, AdminFunction r)
+    : name(n), summary(s), usage(u), run(r) {
   Families().push_back(this);
 }
 
@@ -38,11 +45,6 @@ int Fail(const std::string& message) {
   return 1;
 }
 
-bool WantsHelp(const AdminArgs& args) {
-  for (const std::string& a : args)
-    if (a == "--help" || a == "-h") return true;
-  return false;
-}
 
 bool LoadAdminConfig() {
   cantora::Config config;
@@ -76,7 +78,13 @@ int main(int argc, char** argv) {
     return 0;
   }
   AdminArgs args(argv + 2, argv + argc);
-  for (const AdminCommand* c : Families())
-    if (name == c->name) return c->run(args);
+  for (const AdminCommand* c : Families()) {
+    if (name != c->name) continue;
+    if (WantsHelp(args)) {
+      std::fputs(c->usage, stdout);
+      return 0;
+    }
+    return c->run(args);
+  }
   return Fail("unknown command '" + name + "' (see cantora-admin --help)");
 }

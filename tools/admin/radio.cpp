@@ -113,62 +113,61 @@ struct Edit {
   Json::ArrayIndex Count() const { return list["stations"].size(); }
 };
 
-// Checks the kind in args[1] and loads its list.
-bool StartEdit(const AdminArgs& args, Edit* edit, int* status) {
+// Checks the kind in args[1] and loads its list; false after printing the
+// error.
+bool StartEdit(const AdminArgs& args, Edit* edit) {
   if (args.size() < 2) {
-    *status = Fail("radio " + args[0] + ": which list? (userdefined or favorite)");
+    Fail("radio " + args[0] + ": which list? (userdefined or favorite)");
     return false;
   }
   if (!ParseKind(args[1], &edit->kind)) {
-    *status = Fail("radio: unknown list '" + args[1] + "' (userdefined or favorite)");
+    Fail("radio: unknown list '" + args[1] + "' (userdefined or favorite)");
     return false;
   }
   edit->kind_name = args[1];
   if (ZARNAudioRadioGetList(edit->kind, edit->list) != 0) {
     std::string path;
     RadioListPathByType(edit->kind, path);
-    *status = Fail("radio: the " + args[1] + " list does not parse: " + path);
+    Fail("radio: the " + args[1] + " list does not parse: " + path);
     return false;
   }
   return true;
 }
 
-// Reads the JSON input named by args[at] (stdin when absent) into edit.
-bool ReadInput(const AdminArgs& args, size_t at, Edit* edit, int* status) {
+// Reads the JSON input named by args[at] (stdin when absent) into edit; false
+// after printing the error.
+bool ReadInput(const AdminArgs& args, size_t at, Edit* edit) {
   if (args.size() > at + 1) {
-    *status = Fail("radio " + args[0] + ": too many arguments");
+    Fail("radio " + args[0] + ": too many arguments");
     return false;
   }
   std::string error;
   if (!ReadJson(args.size() > at ? args[at] : "-", &edit->input, &error)) {
-    *status = Fail("radio: " + error);
+    Fail("radio: " + error);
     return false;
   }
   return true;
 }
 
-// The store reports success even when it could not save: look again, at the
-// count and, after an update, at the station that was changed.
-int Finish(const Edit& edit, Json::ArrayIndex expected_count, const Json::Value* changed = nullptr,
-           Json::ArrayIndex index = 0) {
-  Json::Value now;
-  bool saved = ZARNAudioRadioGetList(edit.kind, now) == 0 &&
-               now["stations"].size() == expected_count;
-  if (saved && changed != nullptr) {
-    const Json::Value& station = now["stations"][index];
-    for (const char* key : {"name", "url", "desc"})
-      saved = saved && station[key] == (*changed)[key];
-  }
+// Refuses an index of the command's arguments (as typed) that names no
+// station of the list.
+int FailOutOfRange(const char* command, const std::string& index, const Edit& edit) {
+  return Fail(std::string("radio ") + command + ": index " + index + " out of range (the " +
+              edit.kind_name + " list has " + std::to_string(edit.Count()) + " stations)");
+}
+
+// The store reports success even when it could not save, so the edit's own
+// saved answer decides; count is the number of stations the edit leaves.
+int Finish(const Edit& edit, bool saved, Json::ArrayIndex count) {
   if (!saved)
     return Fail("radio: the " + edit.kind_name + " list could not be saved (see the system log)");
-  std::printf("%u stations in the %s list\n", expected_count, edit.kind_name.c_str());
+  std::printf("%u stations in the %s list\n", count, edit.kind_name.c_str());
   return 0;
 }
 
 int List(const AdminArgs& args) {
   Edit edit;
-  int status = 0;
-  if (!StartEdit(args, &edit, &status)) return status;
+  if (!StartEdit(args, &edit)) return 1;
   if (args.size() > 2) return Fail("radio list: too many arguments");
   Json::StyledWriter writer;
   std::fputs(writer.write(edit.list).c_str(), stdout);
@@ -177,43 +176,40 @@ int List(const AdminArgs& args) {
 
 int Add(const AdminArgs& args) {
   Edit edit;
-  int status = 0;
-  if (!StartEdit(args, &edit, &status) || !ReadInput(args, 2, &edit, &status)) return status;
+  if (!StartEdit(args, &edit) || !ReadInput(args, 2, &edit)) return 1;
   const Json::Value& stations =
       edit.input.isObject() ? edit.input["stations"] : edit.input;
   std::string error;
   if (!IsArrayOfObjects(stations, "station", &error)) return Fail("radio add: " + error);
-  const Json::ArrayIndex expected = edit.Count() + stations.size();
-  if (RadioListAdd(edit.kind, stations) != 0) return Fail("radio add: failed (see the system log)");
-  return Finish(edit, expected);
+  const Json::ArrayIndex count = edit.Count() + stations.size();
+  bool saved = false;
+  if (RadioListAdd(edit.kind, stations, &saved) != 0)
+    return Fail("radio add: failed (see the system log)");
+  return Finish(edit, saved, count);
 }
 
 int Update(const AdminArgs& args) {
   Edit edit;
-  int status = 0;
-  if (!StartEdit(args, &edit, &status)) return status;
+  if (!StartEdit(args, &edit)) return 1;
   unsigned index = 0;
   if (args.size() < 3 || !ParseNumber(args[2], &index))
     return Fail("radio update: INDEX must be a station index");
-  if (index >= edit.Count()) {
-    return Fail("radio update: index " + args[2] + " out of range (the " + edit.kind_name +
-                " list has " + std::to_string(edit.Count()) + " stations)");
-  }
-  if (!ReadInput(args, 3, &edit, &status)) return status;
+  if (index >= edit.Count()) return FailOutOfRange("update", args[2], edit);
+  if (!ReadInput(args, 3, &edit)) return 1;
   if (!edit.input.isObject()) return Fail("radio update: expected a JSON station object");
   // Members left out keep their values; the store would set them to null.
   const Json::Value& current = edit.list["stations"][index];
   for (const char* key : {"name", "url", "desc"})
     if (!edit.input.isMember(key)) edit.input[key] = current[key];
-  if (RadioListUpdate(edit.kind, index, edit.input) != 0)
+  bool saved = false;
+  if (RadioListUpdate(edit.kind, index, edit.input, &saved) != 0)
     return Fail("radio update: failed (see the system log)");
-  return Finish(edit, edit.Count(), &edit.input, index);
+  return Finish(edit, saved, edit.Count());
 }
 
 int Delete(const AdminArgs& args) {
   Edit edit;
-  int status = 0;
-  if (!StartEdit(args, &edit, &status)) return status;
+  if (!StartEdit(args, &edit)) return 1;
   if (args.size() != 3) return Fail("radio delete: expected KIND SELECTION");
   std::set<unsigned> picked;
   std::stringstream pieces(args[2]);
@@ -221,33 +217,31 @@ int Delete(const AdminArgs& args) {
     if (piece.empty()) continue;
     unsigned index = 0;
     if (!ParseNumber(piece, &index)) return Fail("radio delete: '" + piece + "' is not an index");
-    if (index >= edit.Count()) {
-      return Fail("radio delete: index " + piece + " out of range (the " + edit.kind_name +
-                  " list has " + std::to_string(edit.Count()) + " stations)");
-    }
+    if (index >= edit.Count()) return FailOutOfRange("delete", piece, edit);
     picked.insert(index);
   }
   if (picked.empty()) return Fail("radio delete: no index selected");
-  if (RadioListDelete(edit.kind, args[2].c_str()) != 0)
+  bool saved = false;
+  if (RadioListDelete(edit.kind, args[2].c_str(), &saved) != 0)
     return Fail("radio delete: failed (see the system log)");
-  return Finish(edit, edit.Count() - static_cast<Json::ArrayIndex>(picked.size()));
+  return Finish(edit, saved, edit.Count() - static_cast<Json::ArrayIndex>(picked.size()));
 }
 
 int Replace(const AdminArgs& args) {
   Edit edit;
-  int status = 0;
-  if (!StartEdit(args, &edit, &status)) return status;
+  if (!StartEdit(args, &edit)) return 1;
   unsigned start = 0, count = 0;
   if (args.size() < 4 || !ParseNumber(args[2], &start) || !ParseNumber(args[3], &count))
     return Fail("radio replace: START and COUNT must be numbers");
-  if (!ReadInput(args, 4, &edit, &status)) return status;
+  if (!ReadInput(args, 4, &edit)) return 1;
   std::string error;
   if (!IsArrayOfObjects(edit.input, "item", &error)) return Fail("radio replace: " + error);
   const Json::ArrayIndex size = edit.Count();
   const Json::ArrayIndex replaced = start >= size ? 0 : std::min<Json::ArrayIndex>(count, size - start);
-  if (RadioListReplace(edit.kind, start, count, edit.input) != 0)
+  bool saved = false;
+  if (RadioListReplace(edit.kind, start, count, edit.input, &saved) != 0)
     return Fail("radio replace: failed (see the system log)");
-  return Finish(edit, size - replaced + edit.input.size());
+  return Finish(edit, saved, size - replaced + edit.input.size());
 }
 
 int Refresh(const AdminArgs& args) {
@@ -255,7 +249,8 @@ int Refresh(const AdminArgs& args) {
   const std::string& genre = args[1];
   if (RadioShoutcastIndexByGenre(genre.c_str()) < 0)
     return Fail("radio refresh: unknown genre '" + genre + "'");
-  int result = ZarnAudioUtils::RadioUpdateShoutcastByGenre("shoutcast_" + genre);
+  int result =
+      ZarnAudioUtils::RadioUpdateShoutcastByGenre(ZarnAudioUtils::kShoutcastStemPrefix + genre);
   if (result != 0) return Fail("radio refresh: the refresh of " + genre + " failed");
   // Just written, so fresh: this reads without fetching again.
   Json::Value list;
@@ -266,10 +261,6 @@ int Refresh(const AdminArgs& args) {
 }
 
 int RunRadio(const AdminArgs& args) {
-  if (WantsHelp(args)) {
-    std::fputs(kRadioUsage, stdout);
-    return 0;
-  }
   if (args.empty()) return Fail("radio: which command? (see cantora-admin radio --help)");
   static const struct {
     const char* name;
@@ -284,6 +275,7 @@ int RunRadio(const AdminArgs& args) {
   return Fail("radio: unknown command '" + args[0] + "' (see cantora-admin radio --help)");
 }
 
-AdminCommand radio_command("radio", "edit the radio station lists, refresh a genre", RunRadio);
+AdminCommand radio_command("radio", "edit the radio station lists, refresh a genre",
+                              kRadioUsage, RunRadio);
 
 }  // namespace

@@ -6,8 +6,6 @@
 #include <iostream>
 
 #include "platform/auth/account.h"
-#include "platform/config/config.h"
-#include "platform/config/platform_db.h"
 #include "tools/admin/command.h"
 
 namespace {
@@ -86,10 +84,6 @@ Words Split(const AdminArgs& args) {
 }
 
 int RunUser(const AdminArgs& args) {
-  if (WantsHelp(args)) {
-    std::fputs(kUserUsage, stdout);
-    return 0;
-  }
   Words w = Split(args);
   if (!w.unknown.empty()) return Fail("user: unknown option " + w.unknown);
   if (w.positional.empty()) return Fail("user: which command? (see cantora-admin user --help)");
@@ -130,10 +124,6 @@ int RunUser(const AdminArgs& args) {
 }
 
 int RunSession(const AdminArgs& args) {
-  if (WantsHelp(args)) {
-    std::fputs(kSessionUsage, stdout);
-    return 0;
-  }
   if (args.size() != 2 || args[0] != "new")
     return Fail("session: usage: cantora-admin session new NAME");
   sqlite::Database db;
@@ -144,7 +134,7 @@ int RunSession(const AdminArgs& args) {
   return 0;
 }
 
-AdminCommand user_command("user", "add, change, list and delete accounts", RunUser);
-AdminCommand session_command("session", "open a session for a user", RunSession);
+AdminCommand user_command("user", "add, change, list and delete accounts", kUserUsage, RunUser);
+AdminCommand session_command("session", "open a session for a user", kSessionUsage, RunSession);
 
 }  // namespace

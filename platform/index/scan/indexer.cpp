@@ -5,7 +5,7 @@
 #include <chrono>
 #include <ctime>
 #include <unordered_map>
-#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "platform/index/audio_file.h"
@@ -29,6 +29,8 @@ struct ExistingSong {
   int64_t filesize = 0;
   int64_t create_date = 0;
   bool seen = false;
+  // Found but no longer readable: the row goes, counted as failed, not removed.
+  bool unreadable = false;
 };
 
 struct ExistingFolder {
@@ -127,7 +129,7 @@ class Batch {
     if (open_) db_.Exec("ROLLBACK");
   }
 
-  // Call before each write.
+  // Opens a transaction unless one is open.
   bool Begin(std::string* error) {
     if (open_) return true;
     if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
@@ -135,8 +137,12 @@ class Batch {
     writes_ = 0;
     return true;
   }
-  // Call after each write.
-  bool Wrote(std::string* error) { return ++writes_ < size_ || Commit(error); }
+  // One write: write() returns false with *error set when it fails. The
+  // transaction is committed once it holds size writes.
+  template <class F>
+  bool Write(std::string* error, F write) {
+    return Begin(error) && write() && Wrote(error);
+  }
   bool Commit(std::string* error) {
     if (!open_) return true;
     open_ = false;
@@ -144,6 +150,8 @@ class Batch {
   }
 
  private:
+  bool Wrote(std::string* error) { return ++writes_ < size_ || Commit(error); }
+
   sqlite::Database& db_;
   const size_t size_;
   size_t writes_ = 0;
@@ -225,12 +233,11 @@ class IndexRun {
           if (old.library == row.library && old.parent_id == row.parent_id &&
               old.title == row.title && old.covercount == row.covercount)
             continue;
-          if (!batch_.Begin(error) || !writer_.UpdateFolder(old.id, row, error) ||
-              !batch_.Wrote(error))
+          if (!batch_.Write(error, [&] { return writer_.UpdateFolder(old.id, row, error); }))
             return false;
         } else {
-          if (!batch_.Begin(error) || !writer_.InsertFolder(row, &r.folder_ids[i], error) ||
-              !batch_.Wrote(error))
+          if (!batch_.Write(error,
+                            [&] { return writer_.InsertFolder(row, &r.folder_ids[i], error); }))
             return false;
         }
       }
@@ -258,6 +265,8 @@ class IndexRun {
         jobs.push_back({ri, fi, old});
       }
     }
+    // Paths are made as the readers ask for them: a fresh library of a
+    // million files would otherwise hold a million of them at once.
     auto path_of = [&](size_t i) {
       const LibraryTree& tree = roots_[jobs[i].root].tree;
       return tree.PathOf(tree.files[jobs[i].file]);
@@ -266,7 +275,7 @@ class IndexRun {
     progress_.Start("indexing", jobs.size());
     ReadResult result;
     for (size_t i = 0; pipeline.Next(&result); ++i) {
-      if (!Store(jobs[i], result, error)) return false;
+      if (!Store(jobs[i], std::move(result), error)) return false;
       progress_.Update(i + 1);
     }
     progress_.Clear();
@@ -277,55 +286,56 @@ class IndexRun {
               std::string* error) {
     int64_t folder_id = r.folder_ids[file.folder];
     if (old.library == r.tree.library && old.folder_id == folder_id) return true;
-    return batch_.Begin(error) && writer_.RelinkSong(old.id, r.tree.library, folder_id, error) &&
-           batch_.Wrote(error);
+    return batch_.Write(
+        error, [&] { return writer_.RelinkSong(old.id, r.tree.library, folder_id, error); });
   }
 
-  bool Store(const Job& job, const ReadResult& result, std::string* error) {
+  // Stores the song read for job; its tags are moved out of result.
+  bool Store(const Job& job, ReadResult result, std::string* error) {
     const RootState& r = roots_[job.root];
     const FoundFile& file = r.tree.files[job.file];
+    std::string path = r.tree.PathOf(file);
     if (!result.ok) {
       ++summary_->failed;
-      Report("skipped " + r.tree.PathOf(file) + ": " + result.error);
+      Report("skipped " + path + ": " + result.error);
       // A file that no longer reads keeps no stale row; it is tried again next run.
       if (job.existing != nullptr) {
         job.existing->seen = false;
-        failed_paths_.insert(r.tree.PathOf(file));
+        job.existing->unreadable = true;
       }
       return true;
     }
     SongRow row;
     row.library = r.tree.library;
-    row.path = r.tree.PathOf(file);
+    row.path = std::move(path);
     row.folder_id = r.folder_ids[file.folder];
-    row.tags = result.tags;
+    row.tags = std::move(result.tags);
     row.filesize = file.size;
     row.mtime = file.mtime;
-    if (!batch_.Begin(error)) return false;
-    if (job.existing != nullptr) {
-      if (!writer_.UpdateSong(job.existing->id, row, error)) return false;
-      ++summary_->updated;
-    } else {
-      row.create_date = now_;
-      int64_t id;
-      if (!writer_.InsertSong(row, &id, error)) return false;
-      ++summary_->added;
-    }
-    return batch_.Wrote(error);
+    return batch_.Write(error, [&] {
+      if (job.existing != nullptr) {
+        if (!writer_.UpdateSong(job.existing->id, row, error)) return false;
+        ++summary_->updated;
+      } else {
+        row.create_date = now_;
+        int64_t id;
+        if (!writer_.InsertSong(row, &id, error)) return false;
+        ++summary_->added;
+      }
+      return true;
+    });
   }
 
   bool RemoveVanishedSongs(std::string* error) {
     for (const auto& s : songs_) {
-      if (s.second.seen) continue;
-      if (!batch_.Begin(error) || !writer_.DeleteSong(s.second.id, error) || !batch_.Wrote(error))
-        return false;
-      if (FileGone(s.first)) ++summary_->removed;
+      const ExistingSong& song = s.second;
+      if (song.seen) continue;
+      if (!batch_.Write(error, [&] { return writer_.DeleteSong(song.id, error); })) return false;
+      // Rows of unreadable files are dropped too, but they are counted as failed.
+      if (!song.unreadable) ++summary_->removed;
     }
     return true;
   }
-
-  // Rows of unreadable files are dropped too, but they are counted as failed.
-  bool FileGone(const std::string& path) const { return failed_paths_.count(path) == 0; }
 
   bool Finish(std::string* error) {
     if (!batch_.Begin(error)) return false;
@@ -370,7 +380,6 @@ class IndexRun {
   std::vector<RootState> roots_;
   std::unordered_map<std::string, ExistingSong> songs_;
   std::unordered_map<std::string, ExistingFolder> folders_;
-  std::unordered_set<std::string> failed_paths_;
 };
 
 }  // namespace

@@ -4,17 +4,15 @@
 
 #include "platform/radio/fetch/atomic_file.h"
 #include "platform/radio/fetch/directory.h"
+#include "platform/radio/shoutcast_update.h"
 #include "radiolist/radiolist.h"
 
 namespace cantora {
 
 bool RefreshShoutcastGenre(const Config& config, const std::string& stem, int* count,
                            std::string* error) {
-  static const std::string kPrefix = "shoutcast_";
-  int index = -1;
-  if (stem.compare(0, kPrefix.size(), kPrefix) == 0) {
-    index = RadioShoutcastIndexByGenre(stem.c_str() + kPrefix.size());
-  }
+  const std::string genre = ZarnAudioUtils::ShoutcastGenreOfStem(stem);
+  int index = genre.empty() ? -1 : RadioShoutcastIndexByGenre(genre.c_str());
   if (index < 0) {
     *error = "not a SHOUTcast genre: " + stem;
     return false;
