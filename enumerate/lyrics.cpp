@@ -1,0 +1,5 @@
+// Lyrics. Not served by this build yet: the action answers nothing, as an
+// unknown action does.
+#include "enumerate/enumerate.h"
+
+void EnumerationHandler::GetLyrics() {}
