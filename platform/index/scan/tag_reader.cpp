@@ -14,6 +14,8 @@
 #include <taglib/mp4file.h>
 #include <taglib/mpegfile.h>
 #include <taglib/opusfile.h>
+#include <taglib/rifffile.h>
+#include <taglib/speexfile.h>
 #include <taglib/tdebuglistener.h>
 #include <taglib/textidentificationframe.h>
 #include <taglib/tpropertymap.h>
@@ -26,6 +28,9 @@
 #include <cstdlib>
 #include <set>
 #include <vector>
+
+#include "platform/index/scan/tag_bytes.h"
+#include "platform/text/utf8.h"
 
 namespace cantora {
 namespace {
@@ -43,13 +48,48 @@ void SilenceTagLib() {
   (void)done;
 }
 
-// One tag of a file, as a property map, and which of its keys hold bytes
-// rather than Unicode text.
+// One tag of a file: its text fields by property name, each value as the
+// bytes to store.
 struct Source {
-  TagLib::PropertyMap map;
-  bool all_bytes = false;
-  std::set<TagLib::String> byte_keys;
+  TagFields fields;
 };
+
+// Text from TagLib's String: as UTF-8, or, for formats and frames that
+// carry plain bytes, as the bytes themselves (TagLib holds such text as
+// Latin-1, one character per byte).
+void AddValues(const TagLib::PropertyMap& map, bool bytes, const std::string& key, Source* s) {
+  auto it = map.find(key);
+  if (it == map.end()) return;
+  std::vector<std::string>& values = s->fields[key];
+  values.clear();
+  for (const TagLib::String& value : it->second) values.push_back(value.to8Bit(!bytes));
+}
+
+// The property names read here.
+constexpr const char* kKeys[] = {"TITLE",    "ALBUM",   "ARTIST",     "ALBUMARTIST",
+                                 "GENRE",    "COMPOSER", "COMMENT",   "ARTISTSORT",
+                                 "TRACKNUMBER", "DISCNUMBER", "DATE"};
+
+Source FromMap(const TagLib::PropertyMap& map, bool bytes) {
+  Source s;
+  for (const char* key : kKeys) AddValues(map, bytes, key, &s);
+  return s;
+}
+
+Source Unicode(const TagLib::PropertyMap& map) { return FromMap(map, false); }
+Source Bytes(const TagLib::PropertyMap& map) { return FromMap(map, true); }
+
+// Vorbis comments are UTF-8 by definition: their bytes are read from the
+// comment data itself; TagLib's text only when that cannot be read.
+Source FromXiph(bool read, const TagFields& raw, const TagLib::PropertyMap& map) {
+  if (!read) return Unicode(map);
+  Source s;
+  for (const char* key : kKeys) {
+    auto it = raw.find(key);
+    if (it != raw.end()) s.fields[key] = it->second;
+  }
+  return s;
+}
 
 // The ID3v2 frames behind the properties read here.
 struct FrameKey {
@@ -59,50 +99,68 @@ struct FrameKey {
 constexpr FrameKey kID3v2Keys[] = {
     {"TIT2", "TITLE"},       {"TALB", "ALBUM"},      {"TPE1", "ARTIST"},  {"TPE2", "ALBUMARTIST"},
     {"TCON", "GENRE"},       {"TCOM", "COMPOSER"},   {"COMM", "COMMENT"}, {"TSOP", "ARTISTSORT"},
-    {"TRCK", "TRACKNUMBER"}, {"TPOS", "DISCNUMBER"}, {"TDRC", "DATE"},    {"TYER", "DATE"},
+    {"TRCK", "TRACKNUMBER"}, {"TPOS", "DISCNUMBER"}, {"TDRC", "DATE"},
 };
 
-Source FromID3v2(TagLib::ID3v2::Tag* tag) {
-  Source s;
-  s.map = tag->properties();
+const std::vector<std::string>& ID3v2TextIDs() {
+  static const std::vector<std::string> ids = [] {
+    std::vector<std::string> v;
+    for (const auto& k : kID3v2Keys) v.push_back(k.id);
+    return v;
+  }();
+  return ids;
+}
+
+TagLib::String::Type FrameEncoding(TagLib::ID3v2::Frame* frame) {
+  if (auto* text = dynamic_cast<TagLib::ID3v2::TextIdentificationFrame*>(frame))
+    return text->textEncoding();
+  if (auto* comment = dynamic_cast<TagLib::ID3v2::CommentsFrame*>(frame))
+    return comment->textEncoding();
+  return TagLib::String::UTF16;
+}
+
+bool AllValid(const std::vector<std::string>& values) {
+  for (const std::string& v : values)
+    if (!TryUTF8ToUTF16(v.c_str())) return false;
+  return true;
+}
+
+// ID3v2 text by its frames' declared encoding:
+//   Latin-1: the bytes as they are (taggers put UTF-8 and code pages there);
+//   UTF-16:  TagLib's text, as UTF-8;
+//   UTF-8:   TagLib's text while it is valid, which TagLib reads unchanged;
+//            otherwise the frame's own bytes (offset: where the tag starts).
+// TagLib's text keeps its reading of numeric genres ("17", "(17)").
+Source FromID3v2(TagLib::File* file, TagLib::ID3v2::Tag* tag, long offset) {
+  const TagLib::PropertyMap map = tag->properties();
+  std::set<std::string> latin1, utf8;
   for (TagLib::ID3v2::Frame* frame : tag->frameList()) {
-    TagLib::String::Type encoding;
-    if (auto* text = dynamic_cast<TagLib::ID3v2::TextIdentificationFrame*>(frame))
-      encoding = text->textEncoding();
-    else if (auto* comment = dynamic_cast<TagLib::ID3v2::CommentsFrame*>(frame))
-      encoding = comment->textEncoding();
-    else
-      continue;
-    if (encoding != TagLib::String::Latin1) continue;
+    const TagLib::String::Type encoding = FrameEncoding(frame);
+    if (encoding != TagLib::String::Latin1 && encoding != TagLib::String::UTF8) continue;
     for (const auto& k : kID3v2Keys)
-      if (frame->frameID() == k.id) s.byte_keys.insert(k.key);
+      if (frame->frameID() == k.id) (encoding == TagLib::String::Latin1 ? latin1 : utf8).insert(k.key);
   }
-  return s;
-}
-
-Source Unicode(const TagLib::PropertyMap& map) {
   Source s;
-  s.map = map;
-  return s;
-}
-
-Source Bytes(const TagLib::PropertyMap& map) {
-  Source s;
-  s.map = map;
-  s.all_bytes = true;
+  for (const char* key : kKeys) AddValues(map, latin1.count(key) > 0, key, &s);
+  if (utf8.empty()) return s;
+  TagFields raw;
+  if (!ReadID3v2Utf8Frames(file, offset, ID3v2TextIDs(), &raw)) return s;
+  for (const auto& k : kID3v2Keys) {
+    auto it = raw.find(k.id);
+    if (it != raw.end() && !AllValid(it->second)) s.fields[k.key] = it->second;
+  }
   return s;
 }
 
 // The first source that has the key decides; several values are joined.
 std::string Field(const std::vector<Source>& sources, const char* key) {
   for (const Source& s : sources) {
-    auto it = s.map.find(key);
-    if (it == s.map.end() || it->second.isEmpty()) continue;
-    bool bytes = s.all_bytes || s.byte_keys.count(key) > 0;
+    auto it = s.fields.find(key);
+    if (it == s.fields.end()) continue;
     std::string out;
-    for (const TagLib::String& value : it->second) {
+    for (const std::string& value : it->second) {
       if (!out.empty()) out += "; ";
-      out += value.to8Bit(!bytes);
+      out += value;
     }
     if (!out.empty()) return out;
   }
@@ -124,33 +182,63 @@ int CountID3v2Covers(TagLib::ID3v2::Tag* tag) {
   return static_cast<int>(tag->frameListMap()["APIC"].size());
 }
 
+// RIFF::File keeps its chunk table protected. A pointer to member named
+// through a class derived from it reads the table of any RIFF file (the
+// class is never made).
+struct RiffChunks : TagLib::RIFF::File {
+  // Where the ID3v2 tag of a WAV or AIFF file starts: TagLib reads the first
+  // chunk named "ID3 " or "id3 ".
+  static long ID3v2Offset(TagLib::RIFF::File* file) {
+    const auto count = &RiffChunks::chunkCount;
+    const auto name = &RiffChunks::chunkName;
+    const auto offset = &RiffChunks::chunkOffset;
+    for (unsigned i = 0; i < (file->*count)(); ++i) {
+      const TagLib::ByteVector n = (file->*name)(i);
+      if (n == "ID3 " || n == "id3 ") return static_cast<long>((file->*offset)(i));
+    }
+    return -1;
+  }
+};
+
+// MPEG and FLAC files have their ID3v2 tag at the start, or none (TagLib
+// looks nowhere else).
+constexpr long kLeadingTag = 0;
+
+Source FromOgg(TagLib::Ogg::File* file, TagLib::Ogg::XiphComment* tag) {
+  TagFields raw;
+  const bool read = ReadOggCommentBytes(file, &raw);
+  return FromXiph(read, raw, tag->properties());
+}
+
 // Collects the file's tags in order of precedence, and counts its pictures.
 void Inspect(TagLib::File* file, std::vector<Source>* sources, int* covers) {
   *covers = 0;
   if (auto* f = dynamic_cast<TagLib::MPEG::File*>(file)) {
     if (f->hasID3v2Tag()) {
-      sources->push_back(FromID3v2(f->ID3v2Tag()));
+      sources->push_back(FromID3v2(f, f->ID3v2Tag(), kLeadingTag));
       *covers = CountID3v2Covers(f->ID3v2Tag());
     }
     if (f->hasAPETag()) sources->push_back(Unicode(f->APETag()->properties()));
     if (f->hasID3v1Tag()) sources->push_back(Bytes(f->ID3v1Tag()->properties()));
   } else if (auto* f = dynamic_cast<TagLib::FLAC::File*>(file)) {
     if (f->hasXiphComment()) {
-      sources->push_back(Unicode(f->xiphComment()->properties()));
+      TagFields raw;
+      const bool read = ReadFlacCommentBytes(f, &raw);
+      sources->push_back(FromXiph(read, raw, f->xiphComment()->properties()));
       *covers += static_cast<int>(f->xiphComment()->pictureList().size());
     }
     *covers += static_cast<int>(f->pictureList().size());
-    if (f->hasID3v2Tag()) sources->push_back(FromID3v2(f->ID3v2Tag()));
+    if (f->hasID3v2Tag()) sources->push_back(FromID3v2(f, f->ID3v2Tag(), kLeadingTag));
     if (f->hasID3v1Tag()) sources->push_back(Bytes(f->ID3v1Tag()->properties()));
   } else if (auto* f = dynamic_cast<TagLib::RIFF::WAV::File*>(file)) {
     if (f->hasID3v2Tag()) {
-      sources->push_back(FromID3v2(f->ID3v2Tag()));
+      sources->push_back(FromID3v2(f, f->ID3v2Tag(), RiffChunks::ID3v2Offset(f)));
       *covers = CountID3v2Covers(f->ID3v2Tag());
     }
     if (f->hasInfoTag()) sources->push_back(Bytes(f->InfoTag()->properties()));
   } else if (auto* f = dynamic_cast<TagLib::RIFF::AIFF::File*>(file)) {
     if (f->hasID3v2Tag()) {
-      sources->push_back(FromID3v2(f->tag()));
+      sources->push_back(FromID3v2(f, f->tag(), RiffChunks::ID3v2Offset(f)));
       *covers = CountID3v2Covers(f->tag());
     }
   } else if (auto* f = dynamic_cast<TagLib::WavPack::File*>(file)) {
@@ -165,13 +253,18 @@ void Inspect(TagLib::File* file, std::vector<Source>* sources, int* covers) {
       *covers = CountApeCovers(f->APETag());
     }
     if (f->hasID3v1Tag()) sources->push_back(Bytes(f->ID3v1Tag()->properties()));
+  } else if (auto* f = dynamic_cast<TagLib::Ogg::Vorbis::File*>(file)) {
+    sources->push_back(FromOgg(f, f->tag()));
+    *covers = static_cast<int>(f->tag()->pictureList().size());
+  } else if (auto* f = dynamic_cast<TagLib::Ogg::Opus::File*>(file)) {
+    sources->push_back(FromOgg(f, f->tag()));
+    *covers = static_cast<int>(f->tag()->pictureList().size());
+  } else if (auto* f = dynamic_cast<TagLib::Ogg::Speex::File*>(file)) {
+    sources->push_back(FromOgg(f, f->tag()));
+    *covers = static_cast<int>(f->tag()->pictureList().size());
   } else {
     sources->push_back(Unicode(file->properties()));
-    if (auto* f = dynamic_cast<TagLib::Ogg::Vorbis::File*>(file))
-      *covers = static_cast<int>(f->tag()->pictureList().size());
-    else if (auto* f = dynamic_cast<TagLib::Ogg::Opus::File*>(file))
-      *covers = static_cast<int>(f->tag()->pictureList().size());
-    else if (auto* f = dynamic_cast<TagLib::MP4::File*>(file))
+    if (auto* f = dynamic_cast<TagLib::MP4::File*>(file))
       *covers = static_cast<int>(f->tag()->item("covr").toCoverArtList().size());
     else if (auto* f = dynamic_cast<TagLib::ASF::File*>(file))
       *covers = static_cast<int>(f->tag()->attribute("WM/Picture").size());
@@ -183,7 +276,7 @@ void Inspect(TagLib::File* file, std::vector<Source>* sources, int* covers) {
 bool IsAudioFileName(std::string_view name) {
   static const char* const kExtensions[] = {"mp3",  "mp2",  "flac", "ogg", "oga",
                                             "opus", "m4a",  "m4b",  "wma", "wav",
-                                            "aif",  "aiff", "aifc", "ape", "wv"};
+                                            "aif",  "aiff", "aifc", "ape", "wv",  "spx"};
   size_t dot = name.rfind('.');
   if (dot == std::string_view::npos || dot == 0) return false;
   std::string_view ext = name.substr(dot + 1);
