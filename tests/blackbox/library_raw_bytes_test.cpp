@@ -1,0 +1,213 @@
+// Songs whose FLAC, Ogg Vorbis and ID3v2.4 (UTF-8 frames) tags hold bytes
+// that are not UTF-8, indexed and browsed through enumerate.cgi: a song whose
+// title, album, artist or genre is such text is left out with its log line;
+// one whose comment, composer or album artist is, is listed with those bytes.
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/support/fixture_bytes.h"
+#include "tests/support/library_instance.h"
+#include "tests/unit/json_reference.h"
+
+namespace {
+
+using harness::CgiResult;
+using harness::Column;
+using harness::Encode;
+using harness::LibrarySuite;
+using harness::Tune;
+using harness::kErr;
+
+using Names = std::vector<std::string>;
+
+const char* const kFormats[] = {"flac", "ogg", "mp3"};
+
+// The texts of one format's songs; E is the format's extension.
+struct Texts {
+  std::string ext;
+  std::string Album() const { return "Album " + ext; }
+  std::string Artist() const { return "Artist " + ext; }
+  std::string Genre() const { return "Genre " + ext; }
+  std::string BadTitle() const { return "Title \xff " + ext; }
+  std::string BadAlbum() const { return "Album \xc3\x28 " + ext; }
+  std::string BadArtist() const { return "Artist \xed\xa0\x80 " + ext; }
+  std::string BadGenre() const { return "Genre \x80 " + ext; }
+  std::string BadComment() const { return "Note \xff\xfe\" " + ext; }
+  std::string BadComposer() const { return "Comp\xe9siteur " + ext; }
+  std::string BadAlbumArtist() const { return "Band \xc0\xaf " + ext; }
+  // The valid title of the song whose `what` is broken.
+  std::string Title(const std::string& what) const { return "Lumen " + what + " " + ext; }
+};
+
+std::vector<fixture::Song> SongsOf(const Texts& t) {
+  auto song = [&](const std::string& name, const std::string& title) {
+    return Tune(t.ext + "/" + name + "." + t.ext, title, t.Album(), t.Artist(), t.Genre());
+  };
+  std::vector<fixture::Song> songs;
+  songs.push_back(song("fine", t.Title("fine")));
+  songs.push_back(song("title", t.BadTitle()));
+  fixture::Song s = song("album", t.Title("album"));
+  s.album = t.BadAlbum();
+  songs.push_back(s);
+  s = song("artist", t.Title("artist"));
+  s.artist = t.BadArtist();
+  songs.push_back(s);
+  s = song("genre", t.Title("genre"));
+  s.genre = t.BadGenre();
+  songs.push_back(s);
+  s = song("comment", t.Title("comment"));
+  s.comment = t.BadComment();
+  songs.push_back(s);
+  s = song("composer", t.Title("composer"));
+  s.composer = t.BadComposer();
+  songs.push_back(s);
+  s = song("albumartist", t.Title("albumartist"));
+  s.album_artist = t.BadAlbumArtist();
+  songs.push_back(s);
+  for (size_t i = 0; i < songs.size(); ++i) songs[i].track = static_cast<int>(i + 1);
+  return songs;
+}
+
+size_t CountLogged(const std::vector<harness::LogLine>& lines, const std::string& text) {
+  return std::count_if(lines.begin(), lines.end(), [&](const harness::LogLine& l) {
+    return l.priority == kErr && l.text == text;
+  });
+}
+
+// The JSON text of a member as JsonCpp writes it.
+std::string Member(const char* key, const std::string& value) {
+  return JsonCppText(Json::Value(key)) + ":" + JsonCppText(Json::Value(value));
+}
+
+class RawTagBytes : public LibrarySuite {
+ protected:
+  static void SetUpTestSuite() {
+    OpenLibrary({Tune("plain/1.mp3", "Plain", "Plain Album", "Plain Artist", "Plain")});
+    std::string error;
+    for (const char* ext : kFormats)
+      for (const fixture::Song& s : SongsOf(Texts{ext}))
+        ASSERT_TRUE(fixture::MakeSongWithRawBytes(instance_->music(), s, &error)) << error;
+    instance_->Index();
+  }
+  static void TearDownTestSuite() { CloseLibrary(); }
+
+  static CgiResult Get(const std::string& query) {
+    CgiResult r = harness::Enumerate(*instance_, *session_, query);
+    EXPECT_TRUE(r.has_json) << query << ": " << r.out;
+    EXPECT_EQ(0, r.status);
+    EXPECT_TRUE(r.json["success"].asBool()) << query << ": " << r.body;
+    EXPECT_EQ(r.json["items"].size(), r.json["total"].asUInt()) << query;
+    return r;
+  }
+};
+
+class RawTagBytesByFormat : public RawTagBytes,
+                            public ::testing::WithParamInterface<const char*> {
+ protected:
+  Texts t{GetParam()};
+};
+
+TEST_P(RawTagBytesByFormat, SongsWithBrokenTitleArtistOrGenreAreLeftOutAndLogged) {
+  CgiResult r = Get("action=song_enum&album_name=" + Encode(t.Album()));
+  EXPECT_EQ((Names{t.Title("fine"), t.Title("comment"), t.Title("composer"),
+                   t.Title("albumartist")}),
+            Column(r.json, "title"));
+  // The title, artist and genre songs.
+  EXPECT_EQ(3u, CountLogged(r.log, "MediaInfo contains invalid utf8"));
+}
+
+TEST_P(RawTagBytesByFormat, ASongWithABrokenAlbumIsLeftOutOfItsArtist) {
+  CgiResult r = Get("action=song_enum&genre_name=" + Encode(t.Genre()));
+  Names titles = Column(r.json, "title");
+  EXPECT_EQ(titles.end(), std::find(titles.begin(), titles.end(), t.Title("album")));
+  EXPECT_EQ(4u, titles.size());
+  // The title, album and artist songs.
+  EXPECT_EQ(3u, CountLogged(r.log, "MediaInfo contains invalid utf8"));
+}
+
+TEST_P(RawTagBytesByFormat, BrokenTextIsMatchedAsTheFileHoldsIt) {
+  // The song is found by its exact bytes, and then left out.
+  CgiResult r = Get("action=song_enum&genre_name=" + Encode(t.BadGenre()));
+  EXPECT_EQ(0u, r.json["total"].asUInt());
+  EXPECT_EQ(1u, CountLogged(r.log, "MediaInfo contains invalid utf8"));
+  // Upper-casing leaves the broken bytes as they are on both sides.
+  r = Get("action=album_enum&artist_name=" + Encode(t.BadArtist()));
+  EXPECT_EQ((Names{t.Album()}), Column(r.json, "name"));
+  r = Get("action=album_enum&genre_name=" + Encode(t.BadGenre()));
+  EXPECT_EQ((Names{t.Album()}), Column(r.json, "name"));
+}
+
+TEST_P(RawTagBytesByFormat, CommentComposerAndAlbumArtistBytesAreAnsweredAsJsonCppWritesThem) {
+  CgiResult r = Get("action=song_enum&artist_name=" + Encode(t.Artist()));
+  Names titles = Column(r.json, "title");
+  EXPECT_NE(titles.end(), std::find(titles.begin(), titles.end(), t.Title("comment")));
+  EXPECT_NE(r.body.find(Member("comment", t.BadComment())), std::string::npos);
+  EXPECT_NE(r.body.find(Member("composer", t.BadComposer())), std::string::npos);
+  EXPECT_NE(r.body.find(Member("albumartist", t.BadAlbumArtist())), std::string::npos);
+  for (const Json::Value& item : r.json["items"]) {
+    if (item["title"].asString() == t.Title("comment")) {
+      EXPECT_EQ(t.BadComment(), item["comment"].asString());
+      EXPECT_EQ(t.Album(), item["album"].asString());
+      EXPECT_EQ(t.Genre(), item["genre"].asString());
+    }
+    if (item["title"].asString() == t.Title("composer"))
+      EXPECT_EQ(t.BadComposer(), item["composer"].asString());
+  }
+}
+
+TEST_P(RawTagBytesByFormat, SearchForAWordOfTheValidTitle) {
+  CgiResult r = Get("action=search&search_key=" + Encode("lumen ALBUM " + t.ext));
+  EXPECT_EQ(0u, r.json["total"].asUInt());
+  EXPECT_EQ(1u, CountLogged(r.log, "MediaInfo contains invalid utf8"));
+  for (const char* what : {"artist", "genre"}) {
+    r = Get("action=search&search_key=" + Encode(t.Title(what)));
+    EXPECT_EQ(0u, r.json["total"].asUInt()) << what;
+    EXPECT_EQ(1u, CountLogged(r.log, "MediaInfo contains invalid utf8")) << what;
+  }
+  for (const char* what : {"comment", "composer", "albumartist"}) {
+    r = Get("action=search&search_key=" + Encode(t.Title(what)));
+    EXPECT_EQ((Names{t.Title(what)}), Column(r.json, "title")) << what;
+    EXPECT_EQ(0u, CountLogged(r.log, "MediaInfo contains invalid utf8")) << what;
+  }
+  // A key holding the broken bytes finds the song they came from.
+  r = Get("action=search&search_key=" + Encode("\xff " + t.ext) + "&category=title");
+  EXPECT_EQ(0u, r.json["total"].asUInt());
+  EXPECT_EQ(1u, CountLogged(r.log, "MediaInfo contains invalid utf8"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, RawTagBytesByFormat, ::testing::ValuesIn(kFormats));
+
+TEST_F(RawTagBytes, ArtistListDropsBrokenNamesOneByOne) {
+  CgiResult r = Get("action=artist_enum");
+  EXPECT_EQ((Names{"Artist flac", "Artist mp3", "Artist ogg", "Plain Artist"}),
+            Column(r.json, "name"));
+  for (const char* ext : kFormats)
+    EXPECT_EQ(1u, CountLogged(r.log, "artist " + Texts{ext}.BadArtist() + " is not valid utf8"))
+        << ext;
+}
+
+TEST_F(RawTagBytes, AlbumListDropsBrokenNamesOneByOne) {
+  CgiResult r = Get("action=album_enum");
+  EXPECT_EQ((Names{"Album flac", "Album mp3", "Album ogg", "Plain Album"}),
+            Column(r.json, "name"));
+  for (const char* ext : kFormats)
+    EXPECT_EQ(1u, CountLogged(r.log, "album " + Texts{ext}.BadAlbum() + " is not valid utf8"))
+        << ext;
+  r = Get("action=album_enum&artist_name=" + Encode("artist OGG"));
+  EXPECT_EQ((Names{"Album ogg"}), Column(r.json, "name"));
+  EXPECT_EQ(1u, CountLogged(r.log, "album " + Texts{"ogg"}.BadAlbum() + " is not valid utf8"));
+}
+
+TEST_F(RawTagBytes, GenreListDropsBrokenNamesOneByOne) {
+  CgiResult r = Get("action=genre_enum");
+  EXPECT_EQ((Names{"Genre flac", "Genre mp3", "Genre ogg", "Plain"}), Column(r.json, "name"));
+  for (const char* ext : kFormats)
+    EXPECT_EQ(1u, CountLogged(r.log, "genre " + Texts{ext}.BadGenre() + " is not valid utf8"))
+        << ext;
+}
+
+}  // namespace
