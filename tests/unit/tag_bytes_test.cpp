@@ -56,14 +56,15 @@ TEST_P(RawBytesFormats, EveryTextFieldKeepsItsBytes) {
 }
 
 // FLAC and Ogg (Vorbis, Opus) carry Vorbis comments; mp3, wav and aiff
-// ID3v2.4 frames declared UTF-8.
+// ID3v2.4 frames declared UTF-8; WavPack an APEv2 tag; m4a MP4 text atoms.
 INSTANTIATE_TEST_SUITE_P(UTF8Tags, RawBytesFormats,
-                         ::testing::Values("flac", "ogg", "opus", "mp3", "wav", "aiff"));
+                         ::testing::Values("flac", "ogg", "opus", "mp3", "wav", "aiff", "wv",
+                                           "m4a", "alac.m4a"));
 
 TEST(RawBytes, ValidFieldsBesideABrokenOneReadAsBefore) {
   TempFolder dir;
   std::string error;
-  for (const char* ext : {"flac", "ogg", "mp3"}) {
+  for (const char* ext : {"flac", "ogg", "mp3", "wv", "m4a"}) {
     fixture::Song s = fixture::Tune(std::string("mixed.") + ext, "Ωδή an die Freude",
                                     "Straße \"Nord\"", "Ærøskøbing", "Bad \xff genre");
     s.comment = "100% fine";

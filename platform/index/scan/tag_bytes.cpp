@@ -1,8 +1,11 @@
 #include "platform/index/scan/tag_bytes.h"
 
+#include <taglib/apefooter.h>
+#include <taglib/apetag.h>
 #include <taglib/flacfile.h>
 #include <taglib/id3v2framefactory.h>
 #include <taglib/id3v2tag.h>
+#include <taglib/mp4atom.h>
 #include <taglib/oggfile.h>
 #include <taglib/tbytevector.h>
 #include <taglib/tbytevectorlist.h>
@@ -96,6 +99,65 @@ ByteVector FlacCommentBlock(TagLib::FLAC::File* file) {
   return ByteVector();
 }
 
+// ---- APEv2 ----
+
+// TagLib's own renaming of APE item keys to property names, for the keys
+// read here.
+const char* ApePropertyName(const std::string& key) {
+  static const char* const kRenamed[][2] = {
+      {"ALBUM ARTIST", "ALBUMARTIST"}, {"YEAR", "DATE"}, {"TRACK", "TRACKNUMBER"}, {"DISC", "DISCNUMBER"}};
+  for (const auto& r : kRenamed)
+    if (key == r[0]) return r[1];
+  return nullptr;
+}
+
+// Item: value length and flags (32-bit little-endian), the key and a NUL,
+// the value; a text item's values are separated by NULs.
+void ParseApeItems(const ByteVector& data, unsigned count, TagFields* fields) {
+  constexpr unsigned kTextType = 0;
+  unsigned pos = 0;
+  for (unsigned i = 0; i < count && data.size() - pos >= 11; ++i) {
+    const unsigned length = data.toUInt(pos, false);
+    const unsigned flags = data.toUInt(pos + 4, false);
+    const int key_end = data.find('\0', pos + 8);
+    if (key_end < 0 || length > data.size() - key_end - 1) break;
+    const ByteVector value = data.mid(key_end + 1, length);
+    std::string key(data.data() + pos + 8, key_end - pos - 8);
+    pos = key_end + 1 + length;
+    if (((flags >> 1) & 3) != kTextType || key.empty()) continue;
+    for (char& c : key)
+      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    if (const char* renamed = ApePropertyName(key)) key = renamed;
+    // A later item of the same key replaces an earlier one, as in TagLib.
+    std::vector<std::string>& values = (*fields)[key];
+    values.clear();
+    for (const ByteVector& part : ByteVectorList::split(value, ByteVector(1, '\0')))
+      if (!part.isEmpty()) values.push_back(ValueBytes(part));
+  }
+}
+
+// ---- MP4 ----
+
+// The item atoms of the text read here, by TagLib's property name.
+constexpr const char* kMp4Items[][2] = {
+    {"\251nam", "TITLE"},   {"\251alb", "ALBUM"},    {"\251ART", "ARTIST"},
+    {"aART", "ALBUMARTIST"}, {"\251gen", "GENRE"},    {"\251wrt", "COMPOSER"},
+    {"\251cmt", "COMMENT"}, {"soar", "ARTISTSORT"}, {"\251day", "DATE"}};
+
+// An item atom's "data" children: size and name, type flags (1 is UTF-8),
+// a locale, the value (TagLib's own reading of text items).
+void Mp4TextValues(const ByteVector& data, std::vector<std::string>* values) {
+  constexpr unsigned kUtf8Type = 1;
+  unsigned pos = 0;
+  while (data.size() - pos >= 16) {
+    const unsigned length = data.toUInt(pos);
+    if (length < 16 || length > data.size() - pos) break;
+    if (data.mid(pos + 4, 4) == "data" && (data.toUInt(pos + 8) & 0xffffff) == kUtf8Type)
+      values->push_back(ValueBytes(data.mid(pos + 16, length - 16)));
+    pos += length;
+  }
+}
+
 // ---- ID3v2 ----
 
 // The frame header type is a protected member of ID3v2::Frame, which only
@@ -171,6 +233,40 @@ bool ReadOggCommentBytes(TagLib::Ogg::File* file, TagFields* fields) {
   else if (packet.startsWith(kOpus))
     packet = packet.mid(kOpus.size());
   return ParseComment(packet, fields);
+}
+
+bool ReadApeTextBytes(TagLib::File* file, bool has_id3v1, TagFields* fields) {
+  constexpr long kID3v1Size = 128;
+  const long footer_at =
+      file->length() - (has_id3v1 ? kID3v1Size : 0) - static_cast<long>(TagLib::APE::Footer::size());
+  if (footer_at < 0) return false;
+  file->seek(footer_at);
+  const ByteVector footer_data = file->readBlock(TagLib::APE::Footer::size());
+  if (!footer_data.startsWith(TagLib::APE::Tag::fileIdentifier())) return false;
+  const TagLib::APE::Footer footer(footer_data);
+  const long items_size = static_cast<long>(footer.tagSize()) - TagLib::APE::Footer::size();
+  if (items_size < 0 || items_size > footer_at) return false;
+  file->seek(footer_at - items_size);
+  const ByteVector items = file->readBlock(static_cast<unsigned long>(items_size));
+  if (static_cast<long>(items.size()) != items_size) return false;
+  ParseApeItems(items, footer.itemCount(), fields);
+  return true;
+}
+
+bool ReadMp4TextBytes(TagLib::File* file, TagFields* fields) {
+  TagLib::MP4::Atoms atoms(file);
+  TagLib::MP4::Atom* list = atoms.find("moov", "udta", "meta", "ilst");
+  if (list == nullptr) return false;
+  for (TagLib::MP4::Atom* item : list->children) {
+    for (const auto& known : kMp4Items) {
+      if (item->name != known[0] || item->length < 8) continue;
+      file->seek(item->offset + 8);
+      std::vector<std::string>& values = (*fields)[known[1]];
+      values.clear();
+      Mp4TextValues(file->readBlock(static_cast<unsigned long>(item->length - 8)), &values);
+    }
+  }
+  return true;
 }
 
 bool ReadID3v2Utf8Frames(TagLib::File* file, long offset, const std::vector<std::string>& ids,

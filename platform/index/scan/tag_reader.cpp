@@ -79,11 +79,13 @@ Source FromMap(const TagLib::PropertyMap& map, bool bytes) {
 Source Unicode(const TagLib::PropertyMap& map) { return FromMap(map, false); }
 Source Bytes(const TagLib::PropertyMap& map) { return FromMap(map, true); }
 
-// Vorbis comments are UTF-8 by definition: their bytes are read from the
-// comment data itself; TagLib's text only when that cannot be read.
-Source FromXiph(bool read, const TagFields& raw, const TagLib::PropertyMap& map) {
-  if (!read) return Unicode(map);
-  Source s;
+// Formats whose text is UTF-8 by definition (Vorbis comments, APEv2, MP4):
+// each field's bytes as read from the tag's data; TagLib's text for a field
+// that reading does not give (MP4 track numbers are integers), or for the
+// whole tag when its data could not be read.
+Source FromRawText(bool read, const TagFields& raw, const TagLib::PropertyMap& map) {
+  Source s = Unicode(map);
+  if (!read) return s;
   for (const char* key : kKeys) {
     auto it = raw.find(key);
     if (it != raw.end()) s.fields[key] = it->second;
@@ -207,7 +209,19 @@ constexpr long kLeadingTag = 0;
 Source FromOgg(TagLib::Ogg::File* file, TagLib::Ogg::XiphComment* tag) {
   TagFields raw;
   const bool read = ReadOggCommentBytes(file, &raw);
-  return FromXiph(read, raw, tag->properties());
+  return FromRawText(read, raw, tag->properties());
+}
+
+Source FromApe(TagLib::File* file, bool has_id3v1, TagLib::APE::Tag* tag) {
+  TagFields raw;
+  const bool read = ReadApeTextBytes(file, has_id3v1, &raw);
+  return FromRawText(read, raw, tag->properties());
+}
+
+Source FromMp4(TagLib::MP4::File* file) {
+  TagFields raw;
+  const bool read = ReadMp4TextBytes(file, &raw);
+  return FromRawText(read, raw, file->properties());
 }
 
 // Collects the file's tags in order of precedence, and counts its pictures.
@@ -218,13 +232,13 @@ void Inspect(TagLib::File* file, std::vector<Source>* sources, int* covers) {
       sources->push_back(FromID3v2(f, f->ID3v2Tag(), kLeadingTag));
       *covers = CountID3v2Covers(f->ID3v2Tag());
     }
-    if (f->hasAPETag()) sources->push_back(Unicode(f->APETag()->properties()));
+    if (f->hasAPETag()) sources->push_back(FromApe(f, f->hasID3v1Tag(), f->APETag()));
     if (f->hasID3v1Tag()) sources->push_back(Bytes(f->ID3v1Tag()->properties()));
   } else if (auto* f = dynamic_cast<TagLib::FLAC::File*>(file)) {
     if (f->hasXiphComment()) {
       TagFields raw;
       const bool read = ReadFlacCommentBytes(f, &raw);
-      sources->push_back(FromXiph(read, raw, f->xiphComment()->properties()));
+      sources->push_back(FromRawText(read, raw, f->xiphComment()->properties()));
       *covers += static_cast<int>(f->xiphComment()->pictureList().size());
     }
     *covers += static_cast<int>(f->pictureList().size());
@@ -243,13 +257,13 @@ void Inspect(TagLib::File* file, std::vector<Source>* sources, int* covers) {
     }
   } else if (auto* f = dynamic_cast<TagLib::WavPack::File*>(file)) {
     if (f->hasAPETag()) {
-      sources->push_back(Unicode(f->APETag()->properties()));
+      sources->push_back(FromApe(f, f->hasID3v1Tag(), f->APETag()));
       *covers = CountApeCovers(f->APETag());
     }
     if (f->hasID3v1Tag()) sources->push_back(Bytes(f->ID3v1Tag()->properties()));
   } else if (auto* f = dynamic_cast<TagLib::APE::File*>(file)) {
     if (f->hasAPETag()) {
-      sources->push_back(Unicode(f->APETag()->properties()));
+      sources->push_back(FromApe(f, f->hasID3v1Tag(), f->APETag()));
       *covers = CountApeCovers(f->APETag());
     }
     if (f->hasID3v1Tag()) sources->push_back(Bytes(f->ID3v1Tag()->properties()));
@@ -262,11 +276,12 @@ void Inspect(TagLib::File* file, std::vector<Source>* sources, int* covers) {
   } else if (auto* f = dynamic_cast<TagLib::Ogg::Speex::File*>(file)) {
     sources->push_back(FromOgg(f, f->tag()));
     *covers = static_cast<int>(f->tag()->pictureList().size());
+  } else if (auto* f = dynamic_cast<TagLib::MP4::File*>(file)) {
+    sources->push_back(FromMp4(f));
+    *covers = static_cast<int>(f->tag()->item("covr").toCoverArtList().size());
   } else {
     sources->push_back(Unicode(file->properties()));
-    if (auto* f = dynamic_cast<TagLib::MP4::File*>(file))
-      *covers = static_cast<int>(f->tag()->item("covr").toCoverArtList().size());
-    else if (auto* f = dynamic_cast<TagLib::ASF::File*>(file))
+    if (auto* f = dynamic_cast<TagLib::ASF::File*>(file))
       *covers = static_cast<int>(f->tag()->attribute("WM/Picture").size());
   }
 }
