@@ -1,11 +1,20 @@
 // Reading one audio file's tags and audio properties, through TagLib.
 //
-// Text is stored as the file holds it. Tags whose format defines Unicode text
-// (Vorbis comments, MP4, ASF, APE, ID3v2 frames in UTF-8 or UTF-16) arrive as
-// UTF-8. Tags that carry plain bytes (ID3v1, ID3v2 frames marked Latin-1, RIFF
-// INFO) keep their bytes unchanged: taggers put UTF-8 there as often as a code
-// page, so UTF-8 shows correctly and anything else reaches the index as found,
-// where the readers' own UTF-8 test leaves it out of listings.
+// Text is stored as the file holds it:
+// - Tags whose format declares UTF-8 keep their bytes exactly, valid or
+//   not: Vorbis comments (FLAC, Ogg Vorbis, Opus, Speex), APEv2 items, MP4
+//   text atoms and ID3v2 frames with the UTF-8 encoding byte (tag_bytes.h
+//   reads them under TagLib's text type, which would alter such bytes).
+//   The readers' own UTF-8 test then leaves a song with broken text out of
+//   listings, as its rules say.
+// - Tags that carry plain bytes (ID3v1, ID3v2 frames marked Latin-1, RIFF
+//   INFO) keep their bytes unchanged: taggers put UTF-8 there as often as a
+//   code page, so UTF-8 shows correctly and anything else reaches the index
+//   as found.
+// - ID3v2 frames in UTF-16 and ASF (WMA) text are converted to UTF-8 by
+//   TagLib; a broken UTF-16 sequence is what TagLib makes of it.
+// ID3v2 text keeps TagLib's reading of numeric genres ("17", "(17)" is
+// Rock) unless its bytes are not UTF-8.
 #ifndef CANTORA_PLATFORM_INDEX_SCAN_TAG_READER_H
 #define CANTORA_PLATFORM_INDEX_SCAN_TAG_READER_H
 
@@ -35,7 +44,8 @@ struct SongTags {
 };
 
 // True for the file name extensions (any case) of the formats read here:
-// mp3, mp2, flac, ogg, oga, opus, m4a, m4b, wma, wav, aif, aiff, aifc, ape, wv.
+// mp3, mp2, flac, ogg, oga, opus, spx, m4a, m4b, wma, wav, aif, aiff, aifc,
+// ape, wv.
 bool IsAudioFileName(std::string_view name);
 
 // Reads path. False with a short reason in *error when the file cannot be
