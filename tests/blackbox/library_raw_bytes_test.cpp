@@ -43,32 +43,32 @@ struct Texts {
   std::string Title(const std::string& what) const { return "Lumen " + what + " " + ext; }
 };
 
+// One song per broken field, and one with none ("fine"); each song's valid
+// title names its broken field.
 std::vector<fixture::Song> SongsOf(const Texts& t) {
-  auto song = [&](const std::string& name, const std::string& title) {
-    return Tune(t.ext + "/" + name + "." + t.ext, title, t.Album(), t.Artist(), t.Genre());
+  struct Broken {
+    const char* what;
+    std::string fixture::Song::*field;
+    std::string (Texts::*text)() const;
+  };
+  const Broken kBroken[] = {
+      {"fine", nullptr, nullptr},
+      {"title", &fixture::Song::title, &Texts::BadTitle},
+      {"album", &fixture::Song::album, &Texts::BadAlbum},
+      {"artist", &fixture::Song::artist, &Texts::BadArtist},
+      {"genre", &fixture::Song::genre, &Texts::BadGenre},
+      {"comment", &fixture::Song::comment, &Texts::BadComment},
+      {"composer", &fixture::Song::composer, &Texts::BadComposer},
+      {"albumartist", &fixture::Song::album_artist, &Texts::BadAlbumArtist},
   };
   std::vector<fixture::Song> songs;
-  songs.push_back(song("fine", t.Title("fine")));
-  songs.push_back(song("title", t.BadTitle()));
-  fixture::Song s = song("album", t.Title("album"));
-  s.album = t.BadAlbum();
-  songs.push_back(s);
-  s = song("artist", t.Title("artist"));
-  s.artist = t.BadArtist();
-  songs.push_back(s);
-  s = song("genre", t.Title("genre"));
-  s.genre = t.BadGenre();
-  songs.push_back(s);
-  s = song("comment", t.Title("comment"));
-  s.comment = t.BadComment();
-  songs.push_back(s);
-  s = song("composer", t.Title("composer"));
-  s.composer = t.BadComposer();
-  songs.push_back(s);
-  s = song("albumartist", t.Title("albumartist"));
-  s.album_artist = t.BadAlbumArtist();
-  songs.push_back(s);
-  for (size_t i = 0; i < songs.size(); ++i) songs[i].track = static_cast<int>(i + 1);
+  for (const Broken& b : kBroken) {
+    fixture::Song s = Tune(t.ext + "/" + b.what + "." + t.ext, t.Title(b.what), t.Album(),
+                           t.Artist(), t.Genre());
+    if (b.field != nullptr) s.*b.field = (t.*b.text)();
+    s.track = static_cast<int>(songs.size() + 1);
+    songs.push_back(s);
+  }
   return songs;
 }
 

@@ -201,15 +201,7 @@ TEST(BrokenText, SongItemWritesBrokenBytesAsJsonCpp) {
     const std::string path = "/m/" + b + ".mp3", title = "T" + b, album = b + "A",
                       artist = "\"" + b + "\\", album_artist = b + "\x01",
                       composer = "C\x7f" + b, comment = b + b;
-    cantora::MediaInfoTexts t;
-    t.path = path;
-    t.title = title;
-    t.album = album;
-    t.artist = artist;
-    t.album_artist = album_artist;
-    t.genre = b;
-    t.composer = composer;
-    t.comment = comment;
+    const cantora::MediaInfoTexts t{path, title, album, artist, album_artist, b, composer, comment};
     MediaInfo* info = cantora::NewMediaInfo(t);
     info->id = 9;
     info->track = 1;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "platform/index/scan/tag_reader.h"
 #include "platform/text/utf8.h"
@@ -42,13 +43,11 @@ TEST_P(RawBytesFormats, EveryTextFieldKeepsItsBytes) {
   ASSERT_TRUE(fixture::MakeSongWithRawBytes(dir.path(), song, &error)) << error;
   SongTags t;
   ASSERT_TRUE(ReadSongTags(dir.Path(song.file), &t, &error)) << error;
-  EXPECT_EQ(song.title, t.title);
-  EXPECT_EQ(song.album, t.album);
-  EXPECT_EQ(song.artist, t.artist);
-  EXPECT_EQ(song.album_artist, t.album_artist);
-  EXPECT_EQ(song.genre, t.genre);
-  EXPECT_EQ(song.composer, t.composer);
-  EXPECT_EQ(song.comment, t.comment);
+  const std::pair<const std::string&, const std::string&> written_read[] = {
+      {song.title, t.title},       {song.album, t.album},       {song.artist, t.artist},
+      {song.album_artist, t.album_artist}, {song.genre, t.genre}, {song.composer, t.composer},
+      {song.comment, t.comment}};
+  for (const auto& field : written_read) EXPECT_EQ(field.first, field.second);
   EXPECT_EQ(song.artist, t.artist_sort);
   EXPECT_EQ(4, t.track);
   EXPECT_EQ(2003, t.year);
