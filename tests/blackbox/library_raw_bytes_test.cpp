@@ -181,33 +181,36 @@ TEST_P(RawTagBytesByFormat, SearchForAWordOfTheValidTitle) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, RawTagBytesByFormat, ::testing::ValuesIn(kFormats));
 
+// A list action answers the valid names in order and logs each broken one
+// ("<kind> <bytes> is not valid utf8").
+void ExpectBrokenNamesDropped(const CgiResult& r, const Names& valid, const char* kind,
+                              std::string (Texts::*broken)() const) {
+  EXPECT_EQ(valid, Column(r.json, "name"));
+  for (const char* ext : kFormats) {
+    const std::string line = std::string(kind) + " " + (Texts{ext}.*broken)() + " is not valid utf8";
+    EXPECT_EQ(1u, CountLogged(r.log, line)) << ext;
+  }
+}
+
 TEST_F(RawTagBytes, ArtistListDropsBrokenNamesOneByOne) {
-  CgiResult r = Get("action=artist_enum");
-  EXPECT_EQ((Names{"Artist flac", "Artist mp3", "Artist ogg", "Plain Artist"}),
-            Column(r.json, "name"));
-  for (const char* ext : kFormats)
-    EXPECT_EQ(1u, CountLogged(r.log, "artist " + Texts{ext}.BadArtist() + " is not valid utf8"))
-        << ext;
+  ExpectBrokenNamesDropped(Get("action=artist_enum"),
+                           {"Artist flac", "Artist mp3", "Artist ogg", "Plain Artist"}, "artist",
+                           &Texts::BadArtist);
 }
 
 TEST_F(RawTagBytes, AlbumListDropsBrokenNamesOneByOne) {
-  CgiResult r = Get("action=album_enum");
-  EXPECT_EQ((Names{"Album flac", "Album mp3", "Album ogg", "Plain Album"}),
-            Column(r.json, "name"));
-  for (const char* ext : kFormats)
-    EXPECT_EQ(1u, CountLogged(r.log, "album " + Texts{ext}.BadAlbum() + " is not valid utf8"))
-        << ext;
-  r = Get("action=album_enum&artist_name=" + Encode("artist OGG"));
+  ExpectBrokenNamesDropped(Get("action=album_enum"),
+                           {"Album flac", "Album mp3", "Album ogg", "Plain Album"}, "album",
+                           &Texts::BadAlbum);
+  CgiResult r = Get("action=album_enum&artist_name=" + Encode("artist OGG"));
   EXPECT_EQ((Names{"Album ogg"}), Column(r.json, "name"));
   EXPECT_EQ(1u, CountLogged(r.log, "album " + Texts{"ogg"}.BadAlbum() + " is not valid utf8"));
 }
 
 TEST_F(RawTagBytes, GenreListDropsBrokenNamesOneByOne) {
-  CgiResult r = Get("action=genre_enum");
-  EXPECT_EQ((Names{"Genre flac", "Genre mp3", "Genre ogg", "Plain"}), Column(r.json, "name"));
-  for (const char* ext : kFormats)
-    EXPECT_EQ(1u, CountLogged(r.log, "genre " + Texts{ext}.BadGenre() + " is not valid utf8"))
-        << ext;
+  ExpectBrokenNamesDropped(Get("action=genre_enum"),
+                           {"Genre flac", "Genre mp3", "Genre ogg", "Plain"}, "genre",
+                           &Texts::BadGenre);
 }
 
 }  // namespace
