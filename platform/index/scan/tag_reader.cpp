@@ -24,7 +24,9 @@
 #include <taglib/wavpackfile.h>
 #include <taglib/xiphcomment.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <cstdlib>
 #include <set>
 #include <vector>
@@ -113,12 +115,29 @@ const std::vector<std::string>& ID3v2TextIDs() {
   return ids;
 }
 
-TagLib::String::Type FrameEncoding(TagLib::ID3v2::Frame* frame) {
-  if (auto* text = dynamic_cast<TagLib::ID3v2::TextIdentificationFrame*>(frame))
-    return text->textEncoding();
-  if (auto* comment = dynamic_cast<TagLib::ID3v2::CommentsFrame*>(frame))
-    return comment->textEncoding();
-  return TagLib::String::UTF16;
+// A text or comment frame's encoding and values; false for other frames.
+bool FrameText(TagLib::ID3v2::Frame* frame, TagLib::String::Type* encoding,
+               TagLib::StringList* values) {
+  if (auto* text = dynamic_cast<TagLib::ID3v2::TextIdentificationFrame*>(frame)) {
+    *encoding = text->textEncoding();
+    *values = text->fieldList();
+    return true;
+  }
+  if (auto* comment = dynamic_cast<TagLib::ID3v2::CommentsFrame*>(frame)) {
+    *encoding = comment->textEncoding();
+    *values = TagLib::StringList(comment->text());
+    return true;
+  }
+  return false;
+}
+
+// Whether TagLib may have altered a UTF-8 frame's text: it empties a value
+// holding a broken sequence (and a decoder that replaced such sequences
+// would leave U+FFFD). Only such frames are read again for their bytes.
+bool MayBeAltered(const TagLib::StringList& values) {
+  for (const TagLib::String& v : values)
+    if (v.isEmpty() || v.find(TagLib::String(static_cast<wchar_t>(0xFFFD))) >= 0) return true;
+  return values.isEmpty();
 }
 
 bool AllValid(const std::vector<std::string>& values) {
@@ -135,16 +154,20 @@ bool AllValid(const std::vector<std::string>& values) {
 // TagLib's text keeps its reading of numeric genres ("17", "(17)").
 Source FromID3v2(TagLib::File* file, TagLib::ID3v2::Tag* tag, long offset) {
   const TagLib::PropertyMap map = tag->properties();
-  std::set<std::string> latin1, utf8;
+  std::set<std::string> latin1;
+  bool altered = false;
+  TagLib::String::Type encoding;
+  TagLib::StringList values;
   for (TagLib::ID3v2::Frame* frame : tag->frameList()) {
-    const TagLib::String::Type encoding = FrameEncoding(frame);
-    if (encoding != TagLib::String::Latin1 && encoding != TagLib::String::UTF8) continue;
-    for (const auto& k : kID3v2Keys)
-      if (frame->frameID() == k.id) (encoding == TagLib::String::Latin1 ? latin1 : utf8).insert(k.key);
+    const auto* k = std::find_if(std::begin(kID3v2Keys), std::end(kID3v2Keys),
+                                 [&](const FrameKey& key) { return frame->frameID() == key.id; });
+    if (k == std::end(kID3v2Keys) || !FrameText(frame, &encoding, &values)) continue;
+    if (encoding == TagLib::String::Latin1) latin1.insert(k->key);
+    if (encoding == TagLib::String::UTF8 && MayBeAltered(values)) altered = true;
   }
   Source s;
   for (const char* key : kKeys) AddValues(map, latin1.count(key) > 0, key, &s);
-  if (utf8.empty()) return s;
+  if (!altered) return s;
   TagFields raw;
   if (!ReadID3v2Utf8Frames(file, offset, ID3v2TextIDs(), &raw)) return s;
   for (const auto& k : kID3v2Keys) {
