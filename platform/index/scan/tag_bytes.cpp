@@ -226,8 +226,8 @@ bool ReadOggCommentBytes(TagLib::Ogg::File* file, TagFields* fields) {
   // The second packet is the comment header; Vorbis and Opus put a marker
   // before the comment data, Speex none.
   ByteVector packet = file->packet(1);
-  static const ByteVector kVorbis("\x03vorbis", 7);
-  static const ByteVector kOpus("OpusTags", 8);
+  const ByteVector kVorbis("\x03vorbis", 7);
+  const ByteVector kOpus("OpusTags", 8);
   if (packet.startsWith(kVorbis))
     packet = packet.mid(kVorbis.size());
   else if (packet.startsWith(kOpus))
