@@ -1,7 +1,16 @@
 // Tag text declared UTF-8 that holds bytes which are not UTF-8 reaches the
 // index as the file holds it.
 #include <gtest/gtest.h>
+#include <taglib/apetag.h>
+#include <taglib/id3v1tag.h>
+#include <taglib/id3v2tag.h>
+#include <taglib/mpegfile.h>
+#include <taglib/textidentificationframe.h>
+#include <taglib/tpropertymap.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -87,6 +96,86 @@ TEST(RawBytes, NumericID3v2GenresAreStillNamed) {
   SongTags t;
   ASSERT_TRUE(ReadSongTags(dir.Path(s.file), &t, &error)) << error;
   EXPECT_EQ("Rock", t.genre);
+}
+
+// A copy of the mp3 template at path, without tags.
+void CopyTone(const std::string& path) {
+  std::filesystem::copy_file(fixture::TemplateDir() + "/tone.mp3", path,
+                             std::filesystem::copy_options::overwrite_existing);
+  TagLib::MPEG::File f(path.c_str(), false);
+  f.strip();
+}
+
+// Puts bytes in place of the one stand_in of the file; when encoding is
+// given, the byte before it (a text frame's encoding byte) becomes that.
+void Patch(const std::string& path, const std::string& stand_in, const std::string& bytes,
+           int encoding = -1) {
+  ASSERT_EQ(stand_in.size(), bytes.size());
+  std::string data;
+  {
+    std::ifstream in(path, std::ios::binary);
+    data.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  const size_t at = data.find(stand_in);
+  ASSERT_NE(std::string::npos, at) << stand_in;
+  ASSERT_EQ(std::string::npos, data.find(stand_in, at + 1)) << stand_in;
+  data.replace(at, bytes.size(), bytes);
+  if (encoding >= 0) data[at - 1] = static_cast<char>(encoding);
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << data;
+}
+
+TEST(RawBytes, ID3v23FramesDeclaredUtf8KeepTheirBytes) {
+  TempFolder dir;
+  const std::string path = dir.Path("v23.mp3");
+  CopyTone(path);
+  {
+    TagLib::MPEG::File f(path.c_str(), false);
+    TagLib::ID3v2::Tag* tag = f.ID3v2Tag(true);
+    const char* const frames[][2] = {
+        {"TIT2", "{title}xx"}, {"TCON", "{genre}xx"}, {"TALB", "Caf\xe9 Album"}};
+    for (const auto& frame : frames) {
+      auto* text = new TagLib::ID3v2::TextIdentificationFrame(frame[0], TagLib::String::Latin1);
+      text->setText(TagLib::String(frame[1], TagLib::String::Latin1));
+      tag->addFrame(text);
+    }
+    ASSERT_TRUE(f.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3));
+  }
+  constexpr int kUtf8 = 3;
+  Patch(path, "{title}xx", "Tit\xffle v3", kUtf8);
+  Patch(path, "{genre}xx", "Gen\xc3\x28re 3", kUtf8);
+  SongTags t;
+  std::string error;
+  ASSERT_TRUE(ReadSongTags(path, &t, &error)) << error;
+  EXPECT_EQ("Tit\xffle v3", t.title);
+  EXPECT_EQ("Gen\xc3\x28re 3", t.genre);
+  EXPECT_EQ("Caf\xe9 Album", t.album);  // Latin-1: the bytes as they are
+}
+
+TEST(RawBytes, APEv2ItemsOfAnMp3KeepTheirBytesWithOrWithoutID3v1) {
+  TempFolder dir;
+  for (bool id3v1 : {false, true}) {
+    const std::string path = dir.Path(id3v1 ? "ape_v1.mp3" : "ape.mp3");
+    CopyTone(path);
+    {
+      TagLib::MPEG::File f(path.c_str(), false);
+      TagLib::PropertyMap map;
+      map.insert("TITLE", TagLib::StringList("{title}xx"));
+      map.insert("ALBUMARTIST", TagLib::StringList("{band}xxxx"));
+      map.insert("TRACKNUMBER", TagLib::StringList("5"));
+      f.APETag(true)->setProperties(map);
+      if (id3v1) f.ID3v1Tag(true)->setTitle("Old title");
+      ASSERT_TRUE(f.save(TagLib::MPEG::File::APE | (id3v1 ? TagLib::MPEG::File::ID3v1 : 0),
+                         TagLib::File::StripOthers));
+    }
+    Patch(path, "{title}xx", "Tit\xffle ap");
+    Patch(path, "{band}xxxx", "Band \xed\xa0\x80 x");
+    SongTags t;
+    std::string error;
+    ASSERT_TRUE(ReadSongTags(path, &t, &error)) << error;
+    EXPECT_EQ("Tit\xffle ap", t.title) << id3v1;
+    EXPECT_EQ("Band \xed\xa0\x80 x", t.album_artist) << id3v1;
+    EXPECT_EQ(5, t.track) << id3v1;
+  }
 }
 
 TEST(RawBytes, StandInsMustBeLongEnoughToFind) {
