@@ -135,8 +135,9 @@ bool FrameText(TagLib::ID3v2::Frame* frame, TagLib::String::Type* encoding,
 // holding a broken sequence (and a decoder that replaced such sequences
 // would leave U+FFFD). Only such frames are read again for their bytes.
 bool MayBeAltered(const TagLib::StringList& values) {
+  constexpr wchar_t kReplacement = 0xFFFD;
   for (const TagLib::String& v : values)
-    if (v.isEmpty() || v.find(TagLib::String(static_cast<wchar_t>(0xFFFD))) >= 0) return true;
+    if (v.isEmpty() || std::find(v.begin(), v.end(), kReplacement) != v.end()) return true;
   return values.isEmpty();
 }
 
