@@ -26,8 +26,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <cstdlib>
+#include <iterator>
 #include <set>
 #include <vector>
 
