@@ -47,6 +47,10 @@ struct RootState {
   WalkResult walk = WalkResult::kOk;
   std::vector<bool> skipped;        // per folder: claimed by an earlier root
   std::vector<int64_t> folder_ids;  // per folder: its record, 0 when none
+  // The title of the root's record: a personal library's is its owner's
+  // name (the folder browse shows it as "<name> (home)"); empty means the
+  // folder's own name.
+  std::string root_title;
 };
 
 // A file to read, with the row it replaces (null for a new file).
@@ -72,6 +76,7 @@ bool LoadRoots(sqlite::Database& db, std::vector<RootState>* roots, std::string*
     RootState r;
     r.tree.library = users.Int(0);
     r.tree.root = folder;
+    r.root_title = users.Text(1);
     roots->push_back(std::move(r));
   }
   if (rc != SQLITE_DONE) return Failed(db, error);
@@ -222,7 +227,7 @@ class IndexRun {
         row.library = r.tree.library;
         row.path = found.path;
         row.parent_id = found.parent >= 0 ? r.folder_ids[found.parent] : 0;
-        row.title = BaseName(found.path);
+        row.title = found.parent < 0 && !r.root_title.empty() ? r.root_title : BaseName(found.path);
         row.covercount = found.covercount;
         row.create_date = now_;
         auto it = folders_.find(found.path);
