@@ -87,9 +87,11 @@ int Init(const AdminArgs& args) {
   c.preferences = dir + "/preferences";
   c.cache = dir + "/cache";
   c.libexec = SelfDirectory();
+  c.lyrics_folder = dir + "/lyrics";
   const std::string radio = dir + "/usr/zarn/etc/radio";
   const std::string writable[] = {dir + "/data", c.cache, radio, dir + "/tmp"};
-  for (const std::string& d : {c.homes, c.preferences, dir + "/var/packages/Cantora/target/app/texts"})
+  for (const std::string& d : {c.homes, c.preferences, c.lyrics_folder,
+                               dir + "/var/packages/Cantora/target/app/texts"})
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
   for (const std::string& d : writable) {
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
@@ -120,6 +122,7 @@ int Init(const AdminArgs& args) {
       << "preferences = " << c.preferences << "\n"
       << "cache = " << c.cache << "\n"
       << "libexec = " << c.libexec << "\n"
+      << "lyrics_folder = " << c.lyrics_folder << "\n"
       << "session_lifetime = " << c.session_lifetime << "\n"
       << "max_body_bytes = " << c.max_body_bytes << "\n";
   out.close();

@@ -14,6 +14,7 @@
 #include "platform/index/scan/index_writer.h"
 #include "platform/index/scan/progress.h"
 #include "platform/index/scan/read_pipeline.h"
+#include "platform/index/scan/song_lyrics.h"
 #include "platform/index/scan/tree_walk.h"
 #include "platform/index/schema.h"
 #include "platform/index/sql_functions.h"
@@ -180,7 +181,9 @@ class IndexRun {
     }
     // A database made by an earlier version gets the current schema first.
     if (!CreateIndexSchema(db_, error)) return false;
-    if (!writer_.Prepare(db_, error) || !LoadRoots(db_, &roots_, error)) return false;
+    if (!writer_.Prepare(db_, error) || !lyrics_.Prepare(db_, error) ||
+        !LoadRoots(db_, &roots_, error))
+      return false;
     Walk();
     if (!LoadSongs(db_, &songs_, error) || !LoadFolders(db_, &folders_, error)) return false;
     KeepUnreadableRoots();
@@ -319,12 +322,16 @@ class IndexRun {
     row.mtime = file.mtime;
     return batch_.Write(error, [&] {
       if (job.existing != nullptr) {
-        if (!writer_.UpdateSong(job.existing->id, row, error)) return false;
+        if (!writer_.UpdateSong(job.existing->id, row, error) ||
+            !lyrics_.StoreTagLyrics(job.existing->id, row.tags.lyrics, true, error))
+          return false;
         ++summary_->updated;
       } else {
         row.create_date = now_;
         int64_t id;
-        if (!writer_.InsertSong(row, &id, error)) return false;
+        if (!writer_.InsertSong(row, &id, error) ||
+            !lyrics_.StoreTagLyrics(id, row.tags.lyrics, false, error))
+          return false;
         ++summary_->added;
       }
       return true;
@@ -346,6 +353,7 @@ class IndexRun {
     if (!batch_.Begin(error)) return false;
     for (const auto& f : folders_)
       if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
+    if (!SyncSideLyrics(db_, error)) return false;
     if (!RebuildFacets(db_)) {
       *error =
           std::string("cannot rebuild the artist, album and genre lists: ") + db_.ErrorMessage();
@@ -382,6 +390,7 @@ class IndexRun {
   Progress progress_;
   const int64_t now_;
   IndexWriter writer_;
+  LyricsWriter lyrics_;
   std::vector<RootState> roots_;
   std::unordered_map<std::string, ExistingSong> songs_;
   std::unordered_map<std::string, ExistingFolder> folders_;

@@ -27,6 +27,8 @@
 #include <set>
 #include <vector>
 
+#include "platform/index/scan/tag_lyrics.h"
+
 namespace cantora {
 namespace {
 
@@ -233,6 +235,7 @@ bool ReadSongTags(const std::string& path, SongTags* tags, std::string* error) {
   tags->bitrate = props->bitrate() * 1000;
   tags->frequency = props->sampleRate();
   tags->channel = props->channels();
+  tags->lyrics = ReadTagLyrics(file);
   return true;
 }
 
