@@ -15,6 +15,7 @@
 #include "enumerate/list_answer.h"
 #include "enumerate/song_item.h"
 #include "platform/auth/account.h"
+#include "platform/cgi/json_text.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/browse.h"
 #include "platform/index/library.h"
@@ -77,11 +78,14 @@ bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf fac
     char id[kBufferSize] = {};
     std::snprintf(id, sizeof id, "%lu", info->id);
     if (face.personal) AddPersonalLibraryPrefix(id, sizeof id);
-    Json::Value item(Json::objectValue);
-    item["folder"] = true;
-    item["id"] = id;
-    item["title"] = face.title;
-    r.answer->Add(item);
+    // Written as text, as JsonCpp writes the object: the root of a large
+    // collection lists thousands of folders.
+    std::string* item = r.answer->NextItem();
+    item->append("{\"folder\":true,\"id\":");
+    cantora::AppendJsonString(id, item);
+    item->append(",\"title\":");
+    cantora::AppendJsonString(face.title, item);
+    item->push_back('}');
   }
   ZARNPlaylistRecFree(list);
   return true;

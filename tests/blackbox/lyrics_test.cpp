@@ -206,6 +206,27 @@ TEST_F(Lyrics, AFileGoneSinceIndexingIsAReadFailure) {
   EXPECT_TRUE(Logged(r.log, kErr, "enumerate:199 Read lyrics failed."));
 }
 
+TEST_F(Lyrics, AdminListsShowsAndSearches) {
+  harness::CommandResult list = instance_->Admin({"lyrics", "list"});
+  ASSERT_EQ(0, list.status) << list.err;
+  const std::string m = instance_->music();
+  EXPECT_NE(std::string::npos, list.out.find("tags\t" + m + "/tags/uslt.mp3\n")) << list.out;
+  EXPECT_NE(std::string::npos, list.out.find("lrc\t" + m + "/side/lrc.mp3\n")) << list.out;
+  EXPECT_NE(std::string::npos, list.out.find("txt\t" + m + "/side/txt.flac\n")) << list.out;
+  EXPECT_EQ(std::string::npos, list.out.find("link.mp3")) << list.out;
+  harness::CommandResult show = instance_->Admin({"lyrics", "show", m + "/tags/vorbis.flac"});
+  EXPECT_EQ(0, show.status);
+  EXPECT_EQ("flac LYRICS words\n", show.out);
+  harness::CommandResult none = instance_->Admin({"lyrics", "show", m + "/none/plain.mp3"});
+  EXPECT_EQ(1, none.status);
+  EXPECT_NE(std::string::npos, none.err.find("has no stored lyrics")) << none.err;
+  harness::CommandResult found = instance_->Admin({"lyrics", "search", "LOCAL ARTIST", "local title"});
+  EXPECT_EQ(0, found.status) << found.err;
+  EXPECT_EQ("from the local folder\n", found.out);
+  EXPECT_EQ(1, instance_->Admin({"lyrics", "search", "No One", "Nothing"}).status);
+  EXPECT_EQ(1, instance_->Admin({"lyrics", "bogus"}).status);
+}
+
 TEST(LyricsIndex, SideFilesThatAppearChangeAndVanishAreFollowed) {
   LibraryInstance instance;
   instance.AddSongs({Tune("a/song.mp3", "Song", "Album", "Artist")});
