@@ -38,7 +38,7 @@ void MakeFolder(const std::string& path) {
   ASSERT_EQ(0, mkdir(path.c_str(), 0755)) << path;
 }
 
-class FolderTest : public ::testing::Test {
+class FolderTest : public harness::LibrarySuite {
  protected:
   static CgiResult Get(const std::string& session, const std::string& query) {
     CgiResult r = harness::Enumerate(*instance_, session, query);
@@ -69,18 +69,13 @@ class FolderTest : public ::testing::Test {
   static bool Succeeded(const CgiResult& r) {
     return r.json.isMember("success") && r.json["success"].isBool() && r.json["success"].asBool();
   }
-
-  static LibraryInstance* instance_;
 };
-
-LibraryInstance* FolderTest::instance_ = nullptr;
 
 // One shared root holding a song, plain folders and the special names, at
 // the top and one level down.
 class OneRoot : public FolderTest {
  protected:
   static void SetUpTestSuite() {
-    instance_ = new LibraryInstance();
     std::vector<fixture::Song> songs = {
         Tune("top.mp3", "Top Song", "Top Album", "Top Artist"),
         Tune("Rock/r1.flac", "Rock One", "Rock Album", "Rocker"),
@@ -100,24 +95,14 @@ class OneRoot : public FolderTest {
                              std::string(s.sibling) + tag + " sibinner", "Sibling", "Special"));
       }
     }
-    instance_->AddSongs(songs);
-    instance_->Index();
-    session_ = new std::string(instance_->AddUser("alice"));
+    OpenLibrary(songs);
   }
-  static void TearDownTestSuite() {
-    delete session_;
-    delete instance_;
-    instance_ = nullptr;
-  }
+  static void TearDownTestSuite() { CloseLibrary(); }
   static CgiResult Root() { return Get(*session_, "action=folder_enum"); }
   static CgiResult Folder(const std::string& id, const std::string& extra = "") {
     return Get(*session_, "action=folder_enum&folder=" + Encode(id) + extra);
   }
-
-  static std::string* session_;
 };
-
-std::string* OneRoot::session_ = nullptr;
 
 TEST_F(OneRoot, RootLevelShowsTheRootsContentsNotTheRoot) {
   CgiResult r = Root();

@@ -66,10 +66,9 @@ const TagCase kTagCases[] = {
     {"asf.wma", LyricsTag::kAsf, "WM/Lyrics words"},
 };
 
-class Lyrics : public ::testing::Test {
+class Lyrics : public harness::LibrarySuite {
  protected:
   static void SetUpTestSuite() {
-    instance_ = new LibraryInstance();
     std::vector<fixture::Song> songs;
     for (const TagCase& c : kTagCases)
       songs.push_back(Tune(std::string("tags/") + c.file, c.file, "Tag Album", "Tagger"));
@@ -82,7 +81,7 @@ class Lyrics : public ::testing::Test {
     songs.push_back(Tune("none/local.mp3", "Local Title", "None Album", "Local Artist"));
     songs.push_back(Tune("none/gone.mp3", "Gone Song", "None Album", "Nobody Sings"));
     songs.push_back(Tune("none/tagged.mp3", "Tagged Title", "None Album", "Local Artist"));
-    instance_->AddSongs(songs);
+    OpenLibrary(songs);
     std::string m = instance_->music();
     std::string error;
     for (const TagCase& c : kTagCases)
@@ -100,14 +99,10 @@ class Lyrics : public ::testing::Test {
     ASSERT_EQ(0, symlink(instance_->Path("secret.txt").c_str(), (m + "/side/link.lrc").c_str()));
     WriteFile(instance_->Path("lyrics/local artist - LOCAL TITLE.txt"), "from the local folder");
     WriteFile(instance_->Path("lyrics/Local Artist - Tagged Title.lrc"), "folder must not win");
+    // The files changed since OpenLibrary indexed them: read again.
     instance_->Index();
-    session_ = new std::string(instance_->AddUser("alice"));
   }
-  static void TearDownTestSuite() {
-    delete session_;
-    delete instance_;
-    instance_ = nullptr;
-  }
+  static void TearDownTestSuite() { CloseLibrary(); }
 
   static std::string IdOf(const std::string& title) {
     CgiResult r = harness::Enumerate(*instance_, *session_, "action=search&search_key=" + Encode(title));
@@ -125,13 +120,7 @@ class Lyrics : public ::testing::Test {
   static CgiResult LyricsOf(const std::string& title) {
     return Get("action=get_lyrics&id=" + Encode(IdOf(title)));
   }
-
-  static LibraryInstance* instance_;
-  static std::string* session_;
 };
-
-LibraryInstance* Lyrics::instance_ = nullptr;
-std::string* Lyrics::session_ = nullptr;
 
 TEST_F(Lyrics, EachTagKindIsRead) {
   for (const TagCase& c : kTagCases) {
