@@ -5,11 +5,13 @@
 // every song below it. Folder items and song items share one list.
 #include <syslog.h>
 
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "enumerate/enumerate.h"
 #include "enumerate/list_answer.h"
@@ -53,10 +55,12 @@ std::string Format(const char* tmpl, const char* path) {
 bool IsLibrary(const FolderRequest& r, const char* name) { return std::strcmp(r.library, name) == 0; }
 
 // What a folder item shows of a record: its id carries the personal prefix
-// when personal is set.
+// when personal is set; its title is title, followed by " (home)" when home
+// is set.
 struct FolderFace {
   bool personal = false;
-  std::string title;
+  std::string_view title;
+  bool home = false;
 };
 
 // Browses the folders of condition and adds the item of each whose title is
@@ -75,8 +79,8 @@ bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf fac
       continue;
     }
     FolderFace face = face_of(*info);
-    char id[kBufferSize] = {};
-    std::snprintf(id, sizeof id, "%lu", info->id);
+    char id[kBufferSize];
+    *std::to_chars(id, id + sizeof id - 1, info->id).ptr = '\0';
     if (face.personal) AddPersonalLibraryPrefix(id, sizeof id);
     // Written as text, as JsonCpp writes the object: the root of a large
     // collection lists thousands of folders.
@@ -84,7 +88,10 @@ bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf fac
     item->append("{\"folder\":true,\"id\":");
     cantora::AppendJsonString(id, item);
     item->append(",\"title\":");
-    cantora::AppendJsonString(face.title, item);
+    if (face.home)
+      cantora::AppendJsonString(std::string(face.title) + " (home)", item);
+    else
+      cantora::AppendJsonString(face.title, item);
     item->push_back('}');
   }
   ZARNPlaylistRecFree(list);
@@ -148,15 +155,16 @@ std::optional<bool> RootLevel(const FolderRequest& r) {
   }
   // Shared roots show their display names; the user's own folders their
   // names, marked " (home)" outside the personal view.
+  const bool shared_view = IsLibrary(r, "shared"), personal_view = IsLibrary(r, "personal");
   auto face_of = [&](const MediaInfo& info) {
-    FolderFace face;
-    if (IsLibrary(r, "shared") || !ZARNMusicIsPersonalLibrary(&info)) {
-      auto named = roots.find(info.path);
-      face.title = named != roots.end() ? named->second : info.title;
+    FolderFace face{false, info.title, false};
+    if (shared_view || !ZARNMusicIsPersonalLibrary(&info)) {
+      // A handful of roots: a scan beats building a key for every record.
+      for (const auto& root : roots)
+        if (root.first == info.path) face.title = root.second;
     } else {
       face.personal = true;
-      face.title = IsLibrary(r, "personal") ? std::string(info.title)
-                                            : std::string(info.title) + " (home)";
+      face.home = !personal_view;
     }
     return face;
   };
@@ -184,7 +192,9 @@ std::optional<bool> GivenFolder(const FolderRequest& r, const char* folder, bool
   }
   if (recursive) return AddSongs(r, Format(kBelowFolder, path));
   std::string condition = Format(kFolderLevel, path);
-  auto face_of = [personal](const MediaInfo& info) { return FolderFace{personal, info.title}; };
+  auto face_of = [personal](const MediaInfo& info) {
+    return FolderFace{personal, info.title, false};
+  };
   if (!AddFolders(r, condition, face_of)) return std::nullopt;
   return AddSongs(r, condition);
 }

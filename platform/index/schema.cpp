@@ -103,9 +103,10 @@ CREATE TRIGGER IF NOT EXISTS song_lyrics_delete AFTER DELETE ON song BEGIN
   DELETE FROM song_lyrics WHERE song_id = old.id;
 END;
 
--- A folder's sub-folders in the order the folder browse lists them, so that
--- a folder of thousands of sub-folders is read in order, never sorted.
-CREATE INDEX IF NOT EXISTS folder_children ON folder(library, parent_id, title);
+-- A folder's sub-folders in the order the folder browse lists them, with
+-- every column it reads: a folder of thousands of sub-folders is read in
+-- order from the index alone, never sorted.
+CREATE INDEX IF NOT EXISTS folder_listing ON folder(library, parent_id, title, path, covercount);
 )sql";
 
 // The schema's version, kept in the database's user_version. Version 2 put
