@@ -277,6 +277,20 @@ TEST(LyricsPrivilege, StoredLyricsAreFoundAsTheWebUser) {
     EXPECT_EQ(Answer(expected), r.json) << r.out;
     EXPECT_TRUE(r.log.empty());
   }
+  // Another user reaches none of them, with or without the prefix.
+  std::string bob = instance.AddUser("bob", true);
+  for (const Json::Value& item : songs.json["items"]) {
+    std::string id = item["id"].asString();
+    for (const std::string& asked : {id, id.substr(9)}) {
+      harness::CgiRequest request;
+      request.program = cgi;
+      request.session = bob;
+      request.query = "action=get_lyrics&id=" + asked;
+      request.run_as = "nobody";
+      CgiResult r = harness::RunCgi(instance, request);
+      EXPECT_EQ(Failure(), r.json) << asked << ": " << r.out;
+    }
+  }
 }
 
 // The lyrics service, a recorded server on 127.0.0.1.
