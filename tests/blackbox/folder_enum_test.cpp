@@ -2,6 +2,7 @@
 // libraries indexed by cantora-admin from real audio files.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <syslog.h>
 
 #include <algorithm>
 #include <string>
@@ -414,6 +415,54 @@ TEST(FolderRecords, IndexingKeepsThemCurrent) {
   ASSERT_EQ(0, rename((instance.music() + "/Old/a.mp3").c_str(), instance.Path("a.mp3").c_str()));
   instance.Index();
   EXPECT_EQ((Names{"New"}), folders());
+}
+
+}  // namespace
+
+namespace {
+
+TEST(FolderTitles, AFolderNameThatIsNotUtf8IsLeftOutAndLogged) {
+  LibraryInstance instance;
+  std::string alice = instance.AddUser("alice");
+  instance.AddSongs({Tune("Good/a.mp3", "Good Song", "A", "X"),
+                     Tune("Bad\xFF\xFE/b.mp3", "Bad Song", "B", "X")});
+  instance.Index();
+  CgiResult r = harness::Enumerate(instance, alice, "action=folder_enum");
+  ASSERT_TRUE(r.has_json) << r.out;
+  EXPECT_EQ((Names{"Good"}), Column(r.json, "title"));
+  EXPECT_TRUE(r.json["success"].asBool());
+  EXPECT_TRUE(Logged(r.log, kErr, "folder title Bad\xFF\xFE is not valid utf8"));
+}
+
+// Installed without the setuid bit the gateway cannot test the songs' files:
+// the folders gathered so far are answered, without "success".
+TEST(FolderPrivilege, WithoutRootTheSongsAreNotListed) {
+  harness::Instance instance("nobody");
+  std::string alice = instance.AddUser("alice");
+  std::string music = instance.Path("music");
+  ASSERT_EQ(0, mkdir(music.c_str(), 0755));
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSong(music, Tune("top.mp3", "Top", "A", "X"), &error)) << error;
+  ASSERT_TRUE(fixture::MakeSong(music, Tune("Sub/s.mp3", "Sub", "A", "X"), &error)) << error;
+  ASSERT_EQ(0, instance.Admin({"folder", "add", music}).status);
+  ASSERT_EQ(0, instance.Admin({"index"}).status);
+  std::string dir = instance.Path("cgi-plain");
+  ASSERT_EQ(0, mkdir(dir.c_str(), 0755));
+  std::string cgi = dir + "/enumerate.cgi";
+  harness::Run({"/bin/cp", harness::Bin("enumerate.cgi"), cgi});
+  ASSERT_EQ(0, chmod(cgi.c_str(), 0755));
+  harness::CgiRequest request;
+  request.program = cgi;
+  request.session = alice;
+  request.query = "action=folder_enum";
+  request.run_as = "nobody";
+  CgiResult r = harness::RunCgi(instance, request);
+  ASSERT_TRUE(r.has_json) << r.out;
+  EXPECT_EQ((Names{"Sub"}), Column(r.json, "title"));
+  EXPECT_EQ(1u, r.json["total"].asUInt());
+  EXPECT_FALSE(r.json.isMember("success"));
+  EXPECT_TRUE(Logged(r.log, LOG_AUTH | LOG_ERR, "enumerate:1059 ERROR: IF_RUN_AS(0, 0)"));
+  EXPECT_TRUE(Logged(r.log, kErr, "enumerate:1065 Failed to run as root."));
 }
 
 }  // namespace
