@@ -24,6 +24,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/folder_lyrics.h"
 #include "bench/process_timer.h"
 #include "tests/support/fixture.h"
 #include "tests/support/url_encode.h"
@@ -210,6 +211,15 @@ int main(int argc, char** argv) {
     if (!bench::Run({admin, "user", "add", "bench", "--password-stdin"}, nullptr, password))
       Die("cannot make the user");
     BuildLibrary(admin, music, o.songs);
+    // Folder browsing and lyrics: their cases, indexed with the rest.
+    std::string error;
+    if (!bench::AddFolderAndLyricsCases(music, o.songs, &error)) Die(error);
+    if (!bench::Run({admin, "index"})) Die("index failed");
+  }
+  bench::FolderLyricsQueries folder_lyrics;
+  {
+    std::string error;
+    if (!bench::FolderAndLyricsQueries(config, music, o.songs, &folder_lyrics, &error)) Die(error);
   }
   std::string session;
   if (!bench::Run({admin, "session", "new", "bench"}, &session)) Die("cannot make a session");
@@ -241,6 +251,19 @@ int main(int argc, char** argv) {
       {"album_enum", "action=album_enum", Action::kFloorPlus, 25},
       {"album_enum latest_album", "action=album_enum&latest_album=100", Action::kFloorPlus, 3},
       {"genre_enum", "action=genre_enum", Action::kFloorPlus, 3},
+      // Folder browsing and lyrics.
+      {"folder_enum root", "action=folder_enum", Action::kFloorPlus, 3},
+      {"folder_enum 50 sub-folders", "action=folder_enum&" + folder_lyrics.fifty_folder,
+       Action::kFloorPlus, 3},
+      {"folder_enum 250 sub-folders", "action=folder_enum&" + folder_lyrics.big_artist_folder,
+       Action::kNone, 0},
+      {"folder_enum 5,000 songs",
+       "action=folder_enum&recursive=yes&" + folder_lyrics.big_artist_folder, Action::kAbsolute,
+       40},
+      {"get_lyrics stored", "action=get_lyrics&" + folder_lyrics.stored_lyrics,
+       Action::kFloorPlus, 3},
+      {"get_lyrics search cache", "action=get_lyrics&" + folder_lyrics.cached_lyrics,
+       Action::kFloorPlus, 3},
   };
   std::printf("%-28s %10s %11s %8s %8s\n", "action", "median ms", "target ms", "peak MB", "items");
   const std::vector<std::string> cgi = {bin + "/enumerate.cgi"};

@@ -1,5 +1,219 @@
-// Folder browsing is not served by this build yet: the action answers nothing,
-// as an unknown action does.
-#include "enumerate/enumerate.h"
+// folder_enum: the library walked by its folders. Without a folder id, the
+// root level: the contents of the one root, or the list of roots (the shared
+// indexed folders, and the user's personal folder in the "all" view). With
+// one, that folder's sub-folders and then its songs, or in recursive mode
+// every song below it. Folder items and song items share one list.
+#include <syslog.h>
 
-void EnumerationHandler::FolderEnum() {}
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "enumerate/enumerate.h"
+#include "enumerate/list_answer.h"
+#include "enumerate/song_item.h"
+#include "platform/auth/account.h"
+#include "platform/cgi/json_text.h"
+#include "platform/index/audio_file.h"
+#include "platform/index/browse.h"
+#include "platform/index/library.h"
+#include "platform/index/path_by_id.h"
+#include "platform/text/utf8.h"
+
+namespace {
+
+constexpr size_t kBufferSize = 8192;
+
+// The paths go into these as they are; the index takes these exact shapes
+// by folder identity, whatever the folder names hold.
+constexpr const char* kRootLevel = " path LIKE '%s/%%' AND path NOT LIKE '%s/%%/%%' ";
+constexpr const char* kHomeAmongRoots = " OR path LIKE '%s' ";
+constexpr const char* kFolderLevel = "path like '%s/%%' and path not like '%s/%%/%%' ";
+constexpr const char* kBelowFolder = "path like '%s/%%' ";
+
+constexpr const char* kFolderOrder = "title asc";
+constexpr const char* kSongOrder = "album, disc, track, title, artist, genre, year, path, duration";
+
+// One folder_enum request.
+struct FolderRequest {
+  const char* library;  // the parameter as given
+  int uid;
+  const char* user_name;
+  ListAnswer* answer;
+};
+
+std::string Format(const char* tmpl, const char* path) {
+  char text[kBufferSize] = {};
+  std::snprintf(text, sizeof text, tmpl, path, path);
+  return text;
+}
+
+bool IsLibrary(const FolderRequest& r, const char* name) { return std::strcmp(r.library, name) == 0; }
+
+// What a folder item shows of a record: its id carries the personal prefix
+// when personal is set; its title is title, followed by " (home)" when home
+// is set.
+struct FolderFace {
+  bool personal = false;
+  std::string_view title;
+  bool home = false;
+};
+
+// Browses the folders of condition and adds the item of each whose title is
+// valid UTF-8, faced by face_of. False when the browse failed.
+template <class FaceOf>
+bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf face_of) {
+  MediaInfo* list = nullptr;
+  if (ZARNMusicBrowse(r.library, r.uid, cantora::kBrowseFolders, &list, 0, "*", condition.c_str(),
+                      nullptr, kFolderOrder, 0, -1, 0, 0) < 0) {
+    ZARNPlaylistRecFree(list);
+    return false;
+  }
+  for (const MediaInfo* info = list; info != nullptr; info = info->next) {
+    if (!TryUTF8ToUTF16(info->title)) {
+      syslog(LOG_ERR, "folder title %s is not valid utf8", info->title);
+      continue;
+    }
+    FolderFace face = face_of(*info);
+    char id[kBufferSize];
+    *std::to_chars(id, id + sizeof id - 1, info->id).ptr = '\0';
+    if (face.personal) AddPersonalLibraryPrefix(id, sizeof id);
+    // Written as text, as JsonCpp writes the object: the root of a large
+    // collection lists thousands of folders.
+    std::string* item = r.answer->NextItem();
+    item->append("{\"folder\":true,\"id\":");
+    cantora::AppendJsonString(id, item);
+    item->append(",\"title\":");
+    if (face.home)
+      cantora::AppendJsonString(std::string(face.title) + " (home)", item);
+    else
+      cantora::AppendJsonString(face.title, item);
+    item->push_back('}');
+  }
+  ZARNPlaylistRecFree(list);
+  return true;
+}
+
+// The songs of condition after the folders: "success" true once listed,
+// none when the browse or the switch to root failed.
+std::optional<bool> AddSongs(const FolderRequest& r, const std::string& condition) {
+  const char* actual = ChangeToActualLib(r.library);
+  MediaInfo* list = nullptr;
+  if (ZARNMusicBrowse(actual, r.uid, cantora::kBrowseSongs, &list, 0, "*", condition.c_str(),
+                      nullptr, kSongOrder, 0, -1, 0, 0) < 0) {
+    ZARNPlaylistRecFree(list);
+    return std::nullopt;
+  }
+  bool admitted = AppendSongItems(list, actual, 1059, 1065, r.answer);
+  ZARNPlaylistRecFree(list);
+  if (!admitted) return std::nullopt;
+  return true;
+}
+
+bool PersonalFolder(const FolderRequest& r, int fail_line, char (&path)[kBufferSize]) {
+  if (AudioFile::GetPersonalLibraryFolderPath(r.user_name, path, kBufferSize) != 0) return true;
+  syslog(LOG_ERR, "%s:%d Get personal library folder failed [%s]", kEnumerateSource, fail_line,
+         r.user_name);
+  return false;
+}
+
+std::optional<bool> RootLevel(const FolderRequest& r) {
+  char root[kBufferSize] = {};
+  std::string condition;
+  std::map<std::string, std::string> roots;
+  bool single_root = true;
+  if (IsLibrary(r, "personal")) {
+    if (!IsPersonalLibEnabled(r.user_name)) return true;
+    if (!PersonalFolder(r, 954, root)) return std::nullopt;
+    condition = Format(kRootLevel, root);
+  } else {
+    roots = AudioFile::GetIndexedFolder();
+    if (roots.empty()) {
+      syslog(LOG_ERR, "%s:%d get indexed music folder map error.", kEnumerateSource, 964);
+      return std::nullopt;
+    }
+    bool with_home = IsLibrary(r, "all") && IsPersonalLibEnabled(r.user_name);
+    if (roots.size() == 1 && !with_home) {
+      condition = Format(kRootLevel, roots.begin()->first.c_str());
+    } else {
+      single_root = false;
+      if (AudioFile::GetFolderInIndexedFolderCondition(condition) != 0) {
+        syslog(LOG_ERR, "%s:%d Get condition of indexed paths failed.", kEnumerateSource, 985);
+        return std::nullopt;
+      }
+      if (with_home) {
+        if (!PersonalFolder(r, 990, root)) return std::nullopt;
+        char home[kBufferSize] = {};
+        std::snprintf(home, sizeof home, kHomeAmongRoots, root);
+        condition += home;
+      }
+    }
+  }
+  // Shared roots show their display names; the user's own folders their
+  // names, marked " (home)" outside the personal view.
+  const bool shared_view = IsLibrary(r, "shared"), personal_view = IsLibrary(r, "personal");
+  auto face_of = [&](const MediaInfo& info) {
+    FolderFace face{false, info.title, false};
+    if (shared_view || !ZARNMusicIsPersonalLibrary(&info)) {
+      // A handful of roots: a scan beats building a key for every record.
+      for (const auto& root : roots)
+        if (root.first == info.path) face.title = root.second;
+    } else {
+      face.personal = true;
+      face.home = !personal_view;
+    }
+    return face;
+  };
+  if (!AddFolders(r, condition, face_of)) return std::nullopt;
+  // No songs at the root of several roots.
+  if (!single_root) return true;
+  return AddSongs(r, condition);
+}
+
+std::optional<bool> GivenFolder(const FolderRequest& r, const char* folder, bool recursive) {
+  char id[kBufferSize] = {};
+  std::snprintf(id, sizeof id, "%s", folder);
+  char path[kBufferSize] = {};
+  bool personal = IsPersonalLibraryID(id) != 0;
+  if (personal) {
+    const char* bare = RemovePersonalLibraryPrefix(id);
+    if (bare == nullptr) return std::nullopt;
+    if (ZARNMusicGetPathById("personal", r.uid, path, sizeof path, bare, 1) != 0) {
+      syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource, 903, bare);
+      return std::nullopt;
+    }
+  } else if (ZARNMusicGetPathById("shared", r.uid, path, sizeof path, id, 1) != 0) {
+    syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource, 908, id);
+    return std::nullopt;
+  }
+  if (recursive) return AddSongs(r, Format(kBelowFolder, path));
+  std::string condition = Format(kFolderLevel, path);
+  auto face_of = [personal](const MediaInfo& info) {
+    return FolderFace{personal, info.title, false};
+  };
+  if (!AddFolders(r, condition, face_of)) return std::nullopt;
+  return AddSongs(r, condition);
+}
+
+}  // namespace
+
+void EnumerationHandler::FolderEnum() {
+  ListAnswer answer(&web_, kJsonContentType);
+  FolderRequest request{web_.In("library", "shared"), GetUserIdFromName(UserName()), UserName(),
+                        &answer};
+  const char* folder = web_.In("folder");
+  bool recursive = std::strcmp(web_.In("recursive", "no"), "yes") == 0;
+  std::optional<bool> success;
+  if (recursive && folder == nullptr) {
+    syslog(LOG_ERR, "%s:%d can not recursive enum without folder id", kEnumerateSource, 884);
+  } else if (folder == nullptr) {
+    success = RootLevel(request);
+  } else {
+    success = GivenFolder(request, folder, recursive);
+  }
+  answer.Finish(success);
+}

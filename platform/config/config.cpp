@@ -44,6 +44,8 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
       {"libexec", &Config::libexec},
       {"shoutcast_url", &Config::shoutcast_url},
       {"shoutcast_tune_url", &Config::shoutcast_tune_url},
+      {"lyrics_folder", &Config::lyrics_folder},
+      {"lyrics_url", &Config::lyrics_url},
   };
   static const Number numbers[] = {
       {"session_lifetime", &Config::session_lifetime},
@@ -51,6 +53,9 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
       {"radio_connect_timeout", &Config::radio_connect_timeout},
       {"radio_timeout", &Config::radio_timeout},
       {"radio_max_bytes", &Config::radio_max_bytes},
+      {"lyrics_connect_timeout", &Config::lyrics_connect_timeout},
+      {"lyrics_timeout", &Config::lyrics_timeout},
+      {"lyrics_max_bytes", &Config::lyrics_max_bytes},
   };
   for (const Text& t : texts)
     if (key == t.key) { c->*t.field = value; return true; }

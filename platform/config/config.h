@@ -41,6 +41,15 @@ struct Config {
   long radio_connect_timeout = 5;
   long radio_timeout = 20;
   long radio_max_bytes = 8 << 20;
+  // Lyrics search: a folder of "Artist - Title.lrc" / ".txt" files, then,
+  // when lyrics_url is set, a lyrics service of the LRCLIB API's shape
+  // (GET <lyrics_url>?artist_name=..&track_name=..). Empty: no service,
+  // nothing leaves the machine.
+  std::string lyrics_folder = "/var/lib/cantora/lyrics";
+  std::string lyrics_url;
+  long lyrics_connect_timeout = 3;
+  long lyrics_timeout = 8;
+  long lyrics_max_bytes = 512 << 10;
 };
 
 // Parses the file at path into *out (defaults for absent keys).

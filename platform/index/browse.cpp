@@ -8,6 +8,7 @@
 #include "platform/config/platform_db.h"
 #include "platform/index/candidates.h"
 #include "platform/index/facets.h"
+#include "platform/index/folder_condition.h"
 #include "platform/index/library.h"
 #include "platform/index/song_order.h"
 #include "platform/index/sql_functions.h"
@@ -189,7 +190,7 @@ struct Fragments {
 
 bool Translate(const BrowseQuery& q, IndexTable table, Fragments* f) {
   f->libraries = ScopeLibraries(q);
-  if (!IsBlank(q.condition) &&
+  if (!IsBlank(q.condition) && !TranslateFolderCondition(q.condition, table, &f->condition) &&
       !TranslateCondition(q.condition, table, &f->condition, &f->fts_query)) {
     return false;
   }

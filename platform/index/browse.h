@@ -11,7 +11,8 @@
 // columns  "*", null or "": every field; else a list of column names; the
 //          fields not listed are left empty (0 or "").
 // condition, grouping, order: fragments in PostgreSQL's dialect
-//          (fragment.h); null or blank means none.
+//          (fragment.h); null or blank means none. The folder listing's
+//          conditions are matched by folder identity (folder_condition.h).
 // offset, limit: paging; a negative limit means no limit.
 // mode     0: the rows (or, with a grouping, one record per group, the
 //          group's values in their fields and the first one also in the

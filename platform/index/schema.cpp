@@ -89,6 +89,24 @@ CREATE TABLE IF NOT EXISTS indexed_folder (
   path TEXT PRIMARY KEY,
   name TEXT NOT NULL
 );
+
+-- Lyrics stored with songs, read by the indexer: from the file's tags, else
+-- from a side file beside it (<stem>.lrc, then <stem>.txt). source: 0 tags,
+-- 1 .lrc, 2 .txt; side_stamp tells a side file's change (mtime and size).
+CREATE TABLE IF NOT EXISTS song_lyrics (
+  song_id INTEGER PRIMARY KEY,
+  source INTEGER NOT NULL,
+  side_stamp INTEGER NOT NULL DEFAULT 0,
+  text TEXT NOT NULL
+);
+CREATE TRIGGER IF NOT EXISTS song_lyrics_delete AFTER DELETE ON song BEGIN
+  DELETE FROM song_lyrics WHERE song_id = old.id;
+END;
+
+-- A folder's sub-folders in the order the folder browse lists them, with
+-- every column it reads: a folder of thousands of sub-folders is read in
+-- order from the index alone, never sorted.
+CREATE INDEX IF NOT EXISTS folder_listing ON folder(library, parent_id, title, path, covercount);
 )sql";
 
 // The schema's version, kept in the database's user_version. Version 2 put

@@ -2,22 +2,27 @@
 //
 //   cantora-fixture demo DIR         a few hundred songs, several formats, covers
 //   cantora-fixture synthetic DIR N  the benchmark's library of N songs
+//   cantora-fixture song DIR FILE TITLE ALBUM ARTIST [--lyrics KIND TEXT]
+//                                    one song, with lyrics in its tags
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include "tests/support/fixture.h"
+#include "tests/support/fixture_lyrics.h"
 
 namespace {
 
 constexpr const char* kUsage =
     "usage: cantora-fixture demo DIR\n"
     "       cantora-fixture synthetic DIR N\n"
+    "       cantora-fixture song DIR FILE TITLE ALBUM ARTIST [--lyrics KIND TEXT]\n"
     "\n"
     "demo: a few hundred songs of every template format, with embedded covers,\n"
     "folder images and non-ASCII names. synthetic: N songs shaped like a large\n"
-    "collection (one 5,000-song artist, large genres, common title words).\n";
+    "collection (one 5,000-song artist, large genres, common title words).\n"
+    "song: one song DIR/FILE; KIND is uslt, sylt, vorbis, unsynced, mp4, ape or asf.\n";
 
 int Fail(const std::string& message) {
   std::fprintf(stderr, "cantora-fixture: %s\n", message.c_str());
@@ -57,6 +62,30 @@ int Synthetic(const std::string& dir, const std::string& count) {
   return 0;
 }
 
+int OneSong(int argc, char** argv) {
+  fixture::Song song = fixture::Tune(argv[3], argv[4], argv[5], argv[6]);
+  std::string error;
+  if (!fixture::MakeSong(argv[2], song, &error)) return Fail(error);
+  if (argc == 7) return 0;
+  static const struct {
+    const char* name;
+    fixture::LyricsTag kind;
+  } kKinds[] = {{"uslt", fixture::LyricsTag::kID3v2Uslt},
+                {"sylt", fixture::LyricsTag::kID3v2Sylt},
+                {"vorbis", fixture::LyricsTag::kVorbisLyrics},
+                {"unsynced", fixture::LyricsTag::kVorbisUnsynced},
+                {"mp4", fixture::LyricsTag::kMp4},
+                {"ape", fixture::LyricsTag::kApe},
+                {"asf", fixture::LyricsTag::kAsf}};
+  for (const auto& k : kKinds) {
+    if (std::string(argv[8]) != k.name) continue;
+    if (!fixture::WriteTagLyrics(std::string(argv[2]) + "/" + argv[3], k.kind, argv[9], &error))
+      return Fail(error);
+    return 0;
+  }
+  return Fail(std::string("unknown lyrics kind ") + argv[8]);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -67,6 +96,8 @@ int main(int argc, char** argv) {
   }
   if (command == "demo" && argc == 3) return Demo(argv[2]);
   if (command == "synthetic" && argc == 4) return Synthetic(argv[2], argv[3]);
+  if (command == "song" && (argc == 7 || (argc == 10 && std::string(argv[7]) == "--lyrics")))
+    return OneSong(argc, argv);
   std::fputs(kUsage, stderr);
   return 2;
 }

@@ -369,9 +369,11 @@ TEST_F(BrowseTest, WholeListsAreInTheSameOrderAsPagedOnes) {
 }
 
 TEST_F(BrowseTest, FoldersOneLevelBelowARoot) {
+  // Records as the indexer makes them: each knows its parent's record.
   ASSERT_TRUE(db_.Exec(
-      "INSERT INTO folder(library, path, title) VALUES (0, '/m/a', 'a'), (0, '/m/b', 'b'), "
-      "(0, '/m/a/deeper', 'deeper'), (1001, '/home/u/music/x', 'x')"));
+      "INSERT INTO folder(id, library, path, parent_id, title) VALUES (1, 0, '/m', 0, 'm'), "
+      "(2, 0, '/m/a', 1, 'a'), (3, 0, '/m/b', 1, 'b'), (4, 0, '/m/a/deeper', 2, 'deeper'), "
+      "(5, 1001, '/home/u/music', 0, 'u'), (6, 1001, '/home/u/music/x', 5, 'x')"));
   BrowseQuery q;
   q.kind = cantora::kBrowseFolders;
   q.columns = "*";

@@ -89,9 +89,10 @@ int Init(const AdminArgs& args) {
   c.smart_playlists = dir + "/data/smart.playlist";
   c.cache = dir + "/cache";
   c.libexec = SelfDirectory();
+  c.lyrics_folder = dir + "/lyrics";
   const std::string radio = dir + "/usr/zarn/etc/radio";
   const std::string writable[] = {dir + "/data", c.cache, radio, dir + "/tmp"};
-  for (const std::string& d : {c.homes, c.preferences, c.shared_playlists,
+  for (const std::string& d : {c.homes, c.preferences, c.shared_playlists, c.lyrics_folder,
                                dir + "/var/packages/Cantora/target/app/texts"})
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
   for (const std::string& d : writable) {
@@ -125,6 +126,7 @@ int Init(const AdminArgs& args) {
       << "smart_playlists = " << c.smart_playlists << "\n"
       << "cache = " << c.cache << "\n"
       << "libexec = " << c.libexec << "\n"
+      << "lyrics_folder = " << c.lyrics_folder << "\n"
       << "session_lifetime = " << c.session_lifetime << "\n"
       << "max_body_bytes = " << c.max_body_bytes << "\n";
   out.close();

@@ -14,6 +14,7 @@
 #include "platform/index/scan/index_writer.h"
 #include "platform/index/scan/progress.h"
 #include "platform/index/scan/read_pipeline.h"
+#include "platform/index/scan/song_lyrics.h"
 #include "platform/index/scan/tree_walk.h"
 #include "platform/index/schema.h"
 #include "platform/index/sql_functions.h"
@@ -47,6 +48,10 @@ struct RootState {
   WalkResult walk = WalkResult::kOk;
   std::vector<bool> skipped;        // per folder: claimed by an earlier root
   std::vector<int64_t> folder_ids;  // per folder: its record, 0 when none
+  // The title of the root's record: a personal library's is its owner's
+  // name (the folder browse shows it as "<name> (home)"); empty means the
+  // folder's own name.
+  std::string root_title;
 };
 
 // A file to read, with the row it replaces (null for a new file).
@@ -72,6 +77,7 @@ bool LoadRoots(sqlite::Database& db, std::vector<RootState>* roots, std::string*
     RootState r;
     r.tree.library = users.Int(0);
     r.tree.root = folder;
+    r.root_title = users.Text(1);
     roots->push_back(std::move(r));
   }
   if (rc != SQLITE_DONE) return Failed(db, error);
@@ -175,7 +181,9 @@ class IndexRun {
     }
     // A database made by an earlier version gets the current schema first.
     if (!CreateIndexSchema(db_, error)) return false;
-    if (!writer_.Prepare(db_, error) || !LoadRoots(db_, &roots_, error)) return false;
+    if (!writer_.Prepare(db_, error) || !lyrics_.Prepare(db_, error) ||
+        !LoadRoots(db_, &roots_, error))
+      return false;
     Walk();
     if (!LoadSongs(db_, &songs_, error) || !LoadFolders(db_, &folders_, error)) return false;
     KeepUnreadableRoots();
@@ -222,7 +230,7 @@ class IndexRun {
         row.library = r.tree.library;
         row.path = found.path;
         row.parent_id = found.parent >= 0 ? r.folder_ids[found.parent] : 0;
-        row.title = BaseName(found.path);
+        row.title = found.parent < 0 && !r.root_title.empty() ? r.root_title : BaseName(found.path);
         row.covercount = found.covercount;
         row.create_date = now_;
         auto it = folders_.find(found.path);
@@ -314,12 +322,16 @@ class IndexRun {
     row.mtime = file.mtime;
     return batch_.Write(error, [&] {
       if (job.existing != nullptr) {
-        if (!writer_.UpdateSong(job.existing->id, row, error)) return false;
+        if (!writer_.UpdateSong(job.existing->id, row, error) ||
+            !lyrics_.StoreTagLyrics(job.existing->id, row.tags.lyrics, true, error))
+          return false;
         ++summary_->updated;
       } else {
         row.create_date = now_;
         int64_t id;
-        if (!writer_.InsertSong(row, &id, error)) return false;
+        if (!writer_.InsertSong(row, &id, error) ||
+            !lyrics_.StoreTagLyrics(id, row.tags.lyrics, false, error))
+          return false;
         ++summary_->added;
       }
       return true;
@@ -341,6 +353,7 @@ class IndexRun {
     if (!batch_.Begin(error)) return false;
     for (const auto& f : folders_)
       if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
+    if (!SyncSideLyrics(db_, error)) return false;
     if (!RebuildFacets(db_)) {
       *error =
           std::string("cannot rebuild the artist, album and genre lists: ") + db_.ErrorMessage();
@@ -377,6 +390,7 @@ class IndexRun {
   Progress progress_;
   const int64_t now_;
   IndexWriter writer_;
+  LyricsWriter lyrics_;
   std::vector<RootState> roots_;
   std::unordered_map<std::string, ExistingSong> songs_;
   std::unordered_map<std::string, ExistingFolder> folders_;

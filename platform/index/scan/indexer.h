@@ -18,7 +18,8 @@
 // A file that cannot be read is reported, logged and counted as failed, and
 // the run goes on. Tags are read on several threads; one writer stores them
 // in short transactions (WAL), so requests are served throughout. The
-// summaries of artists, albums and genres are rebuilt in the last one.
+// summaries of artists, albums and genres are rebuilt in the last one, and
+// the lyrics of side files are brought in step there (song_lyrics.h).
 #ifndef CANTORA_PLATFORM_INDEX_SCAN_INDEXER_H
 #define CANTORA_PLATFORM_INDEX_SCAN_INDEXER_H
 

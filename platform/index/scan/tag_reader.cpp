@@ -33,6 +33,7 @@
 
 #include "platform/index/scan/tag_bytes.h"
 #include "platform/text/utf8.h"
+#include "platform/index/scan/tag_lyrics.h"
 
 namespace cantora {
 namespace {
@@ -365,6 +366,7 @@ bool ReadSongTags(const std::string& path, SongTags* tags, std::string* error) {
   tags->bitrate = props->bitrate() * 1000;
   tags->frequency = props->sampleRate();
   tags->channel = props->channels();
+  tags->lyrics = ReadTagLyrics(file);
   return true;
 }
 

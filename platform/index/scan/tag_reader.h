@@ -41,6 +41,7 @@ struct SongTags {
   int frequency = 0;    // samples per second
   int channel = 0;
   int covercount = 0;  // embedded pictures
+  std::string lyrics;  // stored in the tags (tag_lyrics.h), UTF-8
 };
 
 // True for the file name extensions (any case) of the formats read here:

@@ -120,4 +120,13 @@ bool Easy::Perform(const Request& request, Response* response, std::string* erro
   return true;
 }
 
+std::string Easy::Escape(const std::string& text) {
+  GlobalInit();
+  char* escaped = curl_easy_escape(nullptr, text.data(), static_cast<int>(text.size()));
+  if (escaped == nullptr) return "";
+  std::string out = escaped;
+  curl_free(escaped);
+  return out;
+}
+
 }  // namespace curl

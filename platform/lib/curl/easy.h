@@ -35,6 +35,9 @@ struct Response {
 
 class Easy {
  public:
+  // text percent-encoded for a URL's query (every byte but A-Z a-z 0-9 - . _ ~).
+  static std::string Escape(const std::string& text);
+
   Easy();
   ~Easy();
   Easy(const Easy&) = delete;

@@ -1,0 +1,49 @@
+// The index's table of stored lyrics (song_lyrics), kept by the indexer.
+//
+// A song's lyrics come from its tags when it has any there (read with the
+// song, tag_lyrics.h); else from a side file beside it with the same stem:
+// <stem>.lrc, then <stem>.txt (extensions in any case). An .lrc file is kept
+// as it is, time tags and all: players read them. Side files are plain
+// files of at most kMaxSideLyricsBytes; a symbolic link is not followed (it
+// could name any file of the system, and the indexer runs as root). Text
+// that is not UTF-8 is read as Latin-1.
+//
+// Side files can change while their song does not, so after every run the
+// songs without tag lyrics are matched against the side files of their
+// folders (one directory listing per folder): a new, changed or removed side
+// file is taken into account. A folder that cannot be listed keeps its rows.
+#ifndef CANTORA_PLATFORM_INDEX_SCAN_SONG_LYRICS_H
+#define CANTORA_PLATFORM_INDEX_SCAN_SONG_LYRICS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "platform/lib/sqlite/database.h"
+
+namespace cantora {
+
+constexpr size_t kMaxSideLyricsBytes = 1 << 20;
+
+class LyricsWriter {
+ public:
+  bool Prepare(sqlite::Database& db, std::string* error);
+
+  // Stores the tag lyrics of a song just written. Empty text removes the
+  // song's tag lyrics (when it had some: had_row), so a side file may take
+  // over at the next SyncSideLyrics.
+  bool StoreTagLyrics(int64_t song_id, const std::string& text, bool had_row, std::string* error);
+
+ private:
+  sqlite::Database* db_ = nullptr;
+  sqlite::Statement replace_, remove_;
+};
+
+// Matches every song without tag lyrics against its side files (see above).
+// Runs inside the caller's transaction. False with *error when the database
+// fails.
+bool SyncSideLyrics(sqlite::Database& db, std::string* error);
+
+}  // namespace cantora
+
+#endif
