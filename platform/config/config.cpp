@@ -49,6 +49,8 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
       {"radio_connect_timeout", &Config::radio_connect_timeout},
       {"radio_timeout", &Config::radio_timeout},
       {"radio_max_bytes", &Config::radio_max_bytes},
+      {"cover_size", &Config::cover_size},
+      {"x_sendfile", &Config::x_sendfile},
   };
   for (const Text& t : texts)
     if (key == t.key) { c->*t.field = value; return true; }

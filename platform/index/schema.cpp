@@ -89,6 +89,16 @@ CREATE TABLE IF NOT EXISTS indexed_folder (
   path TEXT PRIMARY KEY,
   name TEXT NOT NULL
 );
+
+-- Covers: the picture shown for a song that embeds one, as the name of its
+-- file in the cover cache; songs carrying the same picture share the file.
+CREATE TABLE IF NOT EXISTS song_cover (
+  song_id INTEGER PRIMARY KEY,
+  image TEXT NOT NULL
+);
+CREATE TRIGGER IF NOT EXISTS song_cover_delete AFTER DELETE ON song BEGIN
+  DELETE FROM song_cover WHERE song_id = old.id;
+END;
 )sql";
 
 // The schema's version, kept in the database's user_version. Version 2 put

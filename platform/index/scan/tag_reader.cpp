@@ -27,6 +27,8 @@
 #include <set>
 #include <vector>
 
+#include "platform/index/scan/embedded_cover.h"
+
 namespace cantora {
 namespace {
 
@@ -217,6 +219,7 @@ bool ReadSongTags(const std::string& path, SongTags* tags, std::string* error) {
   std::vector<Source> sources;
   *tags = SongTags();
   Inspect(file, &sources, &tags->covercount);
+  if (tags->covercount > 0) tags->embedded_cover = ExtractEmbeddedCover(file);
   tags->title = Field(sources, "TITLE");
   tags->album = Field(sources, "ALBUM");
   tags->artist = Field(sources, "ARTIST");

@@ -32,6 +32,8 @@ struct SongTags {
   int frequency = 0;    // samples per second
   int channel = 0;
   int covercount = 0;  // embedded pictures
+  // The cover cache's name of the picture shown for the song ("" for none).
+  std::string embedded_cover;
 };
 
 // True for the file name extensions (any case) of the formats read here:

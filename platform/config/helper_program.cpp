@@ -1,0 +1,87 @@
+#include "platform/config/helper_program.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/config/config.h"
+
+extern char** environ;
+
+namespace cantora {
+namespace {
+
+bool IsExecutable(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
+
+std::string OwnFolder() {
+  char buffer[4096];
+  ssize_t n = readlink("/proc/self/exe", buffer, sizeof(buffer) - 1);
+  if (n <= 0) return "";
+  std::string self(buffer, static_cast<size_t>(n));
+  size_t slash = self.rfind('/');
+  return slash == std::string::npos ? "" : self.substr(0, slash);
+}
+
+// Spawn's file actions, released on every path.
+class FileActions {
+ public:
+  FileActions() { ok_ = posix_spawn_file_actions_init(&actions_) == 0; }
+  ~FileActions() {
+    if (ok_) posix_spawn_file_actions_destroy(&actions_);
+  }
+  FileActions(const FileActions&) = delete;
+  FileActions& operator=(const FileActions&) = delete;
+  bool ok() const { return ok_; }
+  posix_spawn_file_actions_t* get() { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_;
+  bool ok_ = false;
+};
+
+}  // namespace
+
+std::string HelperProgramPath(const char* name) {
+  const std::string& libexec = GetConfig().libexec;
+  if (!libexec.empty()) {
+    std::string path = libexec + "/" + name;
+    if (IsExecutable(path)) return path;
+  }
+  std::string folder = OwnFolder();
+  if (!folder.empty()) {
+    std::string path = folder + "/" + name;
+    if (IsExecutable(path)) return path;
+  }
+  return "";
+}
+
+int RunHelperProgram(const std::string& program, const std::vector<std::string>& args,
+                     int stdin_fd) {
+  FileActions actions;
+  if (!actions.ok() ||
+      posix_spawn_file_actions_adddup2(actions.get(), STDERR_FILENO, STDOUT_FILENO) != 0 ||
+      (stdin_fd >= 0 &&
+       posix_spawn_file_actions_adddup2(actions.get(), stdin_fd, STDIN_FILENO) != 0)) {
+    return -1;
+  }
+  std::vector<char*> argv;
+  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = -1;
+  int error = posix_spawn(&pid, program.c_str(), actions.get(), nullptr, argv.data(), environ);
+  if (error != 0) {
+    syslog(LOG_ERR, "cannot run %s: %s", program.c_str(), std::strerror(error));
+    return -1;
+  }
+  int status = 0;
+  while (waitpid(pid, &status, 0) == -1) {
+    if (errno != EINTR) return -1;
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace cantora
