@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <pwd.h>
+
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -453,6 +455,64 @@ TEST_F(CoverTest, AnotherUsersPersonalSongsAndFoldersAreRefused) {
 
 TEST_F(CoverTest, NotSignedInGetsNothing) {
   EXPECT_EQ(Cover("action=get_cover&path=" + Encode(Path("small/song.mp3")), "bad").out, "");
+}
+
+// Installed as on a box: setuid root, started as the web server's user.
+// Only the streaming runs as root; the scaling helper runs as the web user
+// and leaves its copies to it, and a music folder that user cannot read
+// still has its embedded pictures, which the indexer took out as root.
+class CoverAsWebUserTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(geteuid(), 0u);
+    const std::string open_music = instance.Path("music");
+    const std::string closed_music = instance.Path("closed");
+    ASSERT_EQ(mkdir(open_music.c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(closed_music.c_str(), 0700), 0);
+    std::string error;
+    fixture::Song plain = Tune("album/song.mp3", "Plain", "Open", "Someone");
+    fixture::Song pictured = Tune("album/song.mp3", "Pictured", "Closed", "Someone");
+    pictured.covers = 1;
+    pictured.front_picture = Jpeg(1000, 500);
+    ASSERT_TRUE(fixture::MakeSong(open_music, plain, &error)) << error;
+    ASSERT_TRUE(fixture::MakeSong(closed_music, pictured, &error)) << error;
+    WriteBytes(open_music + "/album/cover.jpg", Jpeg(800, 800));
+    ASSERT_EQ(instance.Admin({"folder", "add", open_music}).status, 0);
+    ASSERT_EQ(instance.Admin({"folder", "add", closed_music}).status, 0);
+    harness::CommandResult r = instance.Admin({"index"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    session = instance.AddUser("alice");
+  }
+
+  CgiResult Get(const std::string& query) {
+    CgiRequest request;
+    request.program = harness::InstallGatewayCopy(instance, true);
+    request.session = session;
+    request.query = query;
+    request.run_as = "nobody";
+    return harness::RunCgi(instance, request);
+  }
+
+  harness::Instance instance{"nobody"};
+  std::string session;
+};
+
+TEST_F(CoverAsWebUserTest, ScaledCopyIsMadeAsTheWebUserAndStreamedAsRoot) {
+  CgiResult r = Get("action=get_cover&path=" + Encode(instance.Path("music/album/song.mp3")));
+  ExpectImage(r, "image/jpeg", {600, 600});
+  EXPECT_TRUE(r.log.empty());
+  const passwd* nobody = getpwnam("nobody");
+  ASSERT_NE(nobody, nullptr);
+  harness::CommandResult found =
+      harness::Run({"/usr/bin/find", instance.Path("cache/covers/scaled"), "-type", "f",
+                    "-not", "-user", "nobody"});
+  EXPECT_EQ(found.out, "");
+  EXPECT_EQ(found.status, 0);
+}
+
+TEST_F(CoverAsWebUserTest, EmbeddedPictureOfAFolderOnlyRootReads) {
+  CgiResult r = Get("action=get_cover_for_album&album_name=Closed");
+  ExpectImage(r, "image/jpeg", {600, 300});
 }
 
 }  // namespace
