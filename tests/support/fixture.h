@@ -54,7 +54,8 @@ std::vector<Song> DemoLibrary();
 // real one: songs 0..4999 are one artist's ("The Prolific Ensemble", albums
 // of 20), the others albums of 10 songs, 4 albums per artist; a few large
 // genres and a long tail; about one title in twenty holds "love"; song
-// total/2 alone holds "Quixotic". Mostly mp3, some flac, ogg and m4a.
+// total/2 alone holds "Quixotic". Mostly mp3, some flac, ogg and m4a. Every
+// song embeds its album's picture (one distinct picture per album).
 // Deterministic, and cheap to call from several threads.
 Song SyntheticSong(size_t i, size_t total);
 
