@@ -132,6 +132,18 @@ struct Measured {
   bool ok = true;
 };
 
+// The peak memory of one run of argv, started through the floor program;
+// *ok turns false when the run fails.
+long PeakKb(const std::string& floor, const std::vector<std::string>& argv,
+            const std::vector<std::string>& env, bool* ok) {
+  std::vector<std::string> launched = {floor, "--rss"};
+  launched.insert(launched.end(), argv.begin(), argv.end());
+  std::string rss;
+  bench::Timing memory = bench::TimeProcess(launched, env, &rss);
+  *ok = *ok && memory.ok;
+  return std::atol(rss.substr(rss.rfind('\n', rss.size() - 2) + 1).c_str());
+}
+
 // Times argv `runs` times (after one run that warms the caches) and measures
 // its peak memory once more, started through the floor program.
 Measured Measure(const std::string& floor, const std::vector<std::string>& argv,
@@ -147,12 +159,7 @@ Measured Measure(const std::string& floor, const std::vector<std::string>& argv,
     times.push_back(t.millis);
   }
   m.median = bench::Median(times);
-  std::vector<std::string> launched = {floor, "--rss"};
-  launched.insert(launched.end(), argv.begin(), argv.end());
-  std::string rss;
-  bench::Timing memory = bench::TimeProcess(launched, env, &rss);
-  m.ok = m.ok && memory.ok;
-  m.peak_kb = std::atol(rss.substr(rss.rfind('\n', rss.size() - 2) + 1).c_str());
+  m.peak_kb = PeakKb(floor, argv, env, &m.ok);
   return m;
 }
 
@@ -314,12 +321,7 @@ bool BenchCovers(const std::string& floor, const std::vector<std::string>& cgi,
   }
   m.median = bench::Median(times);
   bench::Run({"/bin/rm", "-rf", scaled});
-  std::vector<std::string> launched = {floor, "--rss"};
-  launched.insert(launched.end(), cgi.begin(), cgi.end());
-  std::string rss;
-  bench::Timing memory = bench::TimeProcess(launched, env, &rss);
-  m.ok = m.ok && memory.ok;
-  m.peak_kb = std::atol(rss.substr(rss.rfind('\n', rss.size() - 2) + 1).c_str());
+  m.peak_kb = PeakKb(floor, cgi, env, &m.ok);
   return Report(first, m, f) && ok;
 }
 

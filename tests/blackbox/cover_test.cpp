@@ -113,6 +113,7 @@ std::vector<fixture::Song> Songs() {
   songs.push_back(Tune("shared1/a.mp3", "a", "Shared Name", "Artist A", "Genre 1"));
   songs.push_back(Tune("shared2/b.mp3", "b", "Shared Name", "Artist B", "Genre 2"));
   songs.push_back(Tune("untagged/x.mp3", "", "", "", ""));
+  songs.push_back(Tune("root.mp3", "root", "Root Album", "Rooted", "Art"));
   return songs;
 }
 
@@ -139,6 +140,7 @@ class CoverTest : public LibrarySuite {
     WriteBytes(m + "/shared1/cover.jpg", Jpeg(301, 30));
     WriteBytes(m + "/shared2/cover.jpg", Jpeg(302, 30));
     WriteBytes(m + "/untagged/cover.jpg", Jpeg(303, 30));
+    WriteBytes(m + "/Cover.Jpeg", Jpeg(304, 30));
     // A private picture outside every library, and links to it and to /etc.
     mkdir(instance_->Path("private").c_str(), 0700);
     WriteBytes(instance_->Path("private/secret.jpg"), Jpeg(444, 44));
@@ -167,6 +169,15 @@ class CoverTest : public LibrarySuite {
   }
   static CgiResult CoverOfPath(const std::string& path) {
     return Cover("action=get_cover&path=" + Encode(path));
+  }
+  // get_cover of a song below the library, with extra CGI variables.
+  static CgiRequest CoverRequest(const std::string& below,
+                                 const std::map<std::string, std::string>& env) {
+    CgiRequest request;
+    request.session = *session_;
+    request.query = "action=get_cover&path=" + Encode(Path(below));
+    request.env = env;
+    return request;
   }
   static std::string Path(const std::string& below) { return instance_->music() + "/" + below; }
   static std::string Sql(const std::string& sql) {
@@ -268,11 +279,9 @@ TEST_F(CoverTest, SmallPictureIsNeverEnlargedAndSentUnchanged) {
 }
 
 TEST_F(CoverTest, ConfiguredSizeIsTheLongestSide) {
-  CgiRequest request;
-  request.session = *session_;
-  request.query = "action=get_cover&path=" + Encode(Path("wide/song.mp3"));
-  request.env["CANTORA_CONFIG"] = ConfigWith("small.conf", "cover_size = 200\n");
-  CgiResult r = harness::RunCgi(*instance_, request);
+  CgiResult r = harness::RunCgi(
+      *instance_,
+      CoverRequest("wide/song.mp3", {{"CANTORA_CONFIG", ConfigWith("small.conf", "cover_size = 200\n")}}));
   ExpectImage(r, "image/png", {200, 50});
 }
 
@@ -293,10 +302,7 @@ TEST_F(CoverTest, CorruptOrTruncatedImageIsAServerError) {
 TEST_F(CoverTest, MatchingValidatorsAnswerNotModified) {
   CgiResult full = CoverOfPath(Path("small/song.mp3"));
   ASSERT_EQ(full.headers.count("ETag"), 1u);
-  CgiRequest request;
-  request.session = *session_;
-  request.query = "action=get_cover&path=" + Encode(Path("small/song.mp3"));
-  request.env["HTTP_IF_NONE_MATCH"] = full.headers["ETag"];
+  CgiRequest request = CoverRequest("small/song.mp3", {{"HTTP_IF_NONE_MATCH", full.headers["ETag"]}});
   CgiResult r = harness::RunCgi(*instance_, request);
   EXPECT_EQ(r.out.compare(0, 26, "Status: 304 Not Modified\r\n"), 0) << r.out;
   EXPECT_EQ(r.body, "");
@@ -318,11 +324,9 @@ TEST_F(CoverTest, MatchingValidatorsAnswerNotModified) {
 }
 
 TEST_F(CoverTest, XSendfileHandsTheCachedFileToTheServer) {
-  CgiRequest request;
-  request.session = *session_;
-  request.query = "action=get_cover&path=" + Encode(Path("big/song.mp3"));
-  request.env["CANTORA_CONFIG"] = ConfigWith("sendfile.conf", "x_sendfile = 1\n");
-  CgiResult r = harness::RunCgi(*instance_, request);
+  CgiResult r = harness::RunCgi(
+      *instance_,
+      CoverRequest("big/song.mp3", {{"CANTORA_CONFIG", ConfigWith("sendfile.conf", "x_sendfile = 1\n")}}));
   ASSERT_EQ(r.headers.count("X-Sendfile"), 1u) << r.out;
   EXPECT_EQ(r.body, "");
   EXPECT_EQ(r.headers["Content-Type"], "image/jpeg");
@@ -358,6 +362,13 @@ TEST_F(CoverTest, FolderCoverByFolderId) {
   // A folder's own cover, never an embedded picture of its songs.
   r = Cover("action=get_cover_for_folder&folder=" + FolderId(Path("embedded/mp3")));
   ExpectImage(r, "image/jpeg", {70, 70});
+}
+
+TEST_F(CoverTest, LibraryRootHasItsCoverToo) {
+  ExpectImage(Cover("action=get_cover_for_album&album_name=" + Encode("Root Album")), "image/jpeg",
+              {304, 30});
+  ExpectImage(Cover("action=get_cover_for_folder&folder=" + FolderId(instance_->music())),
+              "image/jpeg", {304, 30});
 }
 
 TEST_F(CoverTest, UnknownFolderIdIsLogged) {
@@ -409,7 +420,7 @@ TEST_F(CoverTest, PathsOutsideTheLibrariesAreRefused) {
   for (const std::string& path :
        {m + "/../private/secret.jpg", m + "/names/../../private/secret.jpg", std::string("/etc/passwd"),
         std::string("/etc"), instance_->Path("private/secret.jpg"), m + "/etclink/passwd",
-        m + "/etclink", m + "/evil/cover.jpg", m + "/small/cover.jpg", m, std::string(""),
+        m + "/etclink", m + "/evil/cover.jpg", m + "/small/cover.jpg", std::string(""),
         std::string("relative/song.mp3"), instance_->Path("data/cantora.db")}) {
     SCOPED_TRACE(path);
     ExpectServerError(CoverOfPath(path));

@@ -27,22 +27,17 @@ image::Pixels Scale(const image::Pixels& in, int w, int h) {
 }
 
 TEST(ImageTest, FitWithinKeepsProportionsAndNeverEnlarges) {
-  int w, h;
-  image::FitWithin(3000, 3000, 600, &w, &h);
-  EXPECT_EQ(w, 600);
-  EXPECT_EQ(h, 600);
-  image::FitWithin(1200, 300, 600, &w, &h);
-  EXPECT_EQ(w, 600);
-  EXPECT_EQ(h, 150);
-  image::FitWithin(300, 1201, 600, &w, &h);
-  EXPECT_EQ(w, 150);
-  EXPECT_EQ(h, 600);
-  image::FitWithin(50, 40, 600, &w, &h);
-  EXPECT_EQ(w, 50);
-  EXPECT_EQ(h, 40);
-  image::FitWithin(5000, 1, 600, &w, &h);
-  EXPECT_EQ(w, 600);
-  EXPECT_EQ(h, 1);
+  struct Case {
+    int w, h, fit_w, fit_h;
+  };
+  const Case cases[] = {{3000, 3000, 600, 600}, {1200, 300, 600, 150}, {300, 1201, 150, 600},
+                        {50, 40, 50, 40},       {5000, 1, 600, 1},     {600, 600, 600, 600}};
+  for (const Case& c : cases) {
+    int w, h;
+    image::FitWithin(c.w, c.h, 600, &w, &h);
+    EXPECT_EQ(w, c.fit_w) << c.w << "x" << c.h;
+    EXPECT_EQ(h, c.fit_h) << c.w << "x" << c.h;
+  }
 }
 
 TEST(ImageTest, AreaAverageOfEveryCoveredPixel) {

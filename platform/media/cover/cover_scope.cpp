@@ -29,9 +29,10 @@ void Allow(const std::string& folder, std::vector<std::string>* as_given,
   resolved->push_back(real);
 }
 
+// A library's root itself counts: its songs have their folder cover there.
 bool BelowAny(const std::string& path, const std::vector<std::string>& folders) {
   for (const std::string& f : folders)
-    if (path != f && IsSameOrBelow(path, f)) return true;
+    if (IsSameOrBelow(path, f)) return true;
   return false;
 }
 
