@@ -38,6 +38,8 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
       {"homes", &Config::homes},
       {"personal_folder", &Config::personal_folder},
       {"preferences", &Config::preferences},
+      {"shared_playlists", &Config::shared_playlists},
+      {"smart_playlists", &Config::smart_playlists},
       {"cache", &Config::cache},
       {"libexec", &Config::libexec},
       {"shoutcast_url", &Config::shoutcast_url},

@@ -23,6 +23,10 @@ struct Config {
   std::string personal_folder = "music";
   // Per-user preference folders (playlists and the like).
   std::string preferences = "/var/lib/cantora/preferences";
+  // Shared playlists created by clients and administrators (.m3u8 files).
+  std::string shared_playlists = "/var/lib/cantora/playlists";
+  // The shared smart playlist store: one JSON file.
+  std::string smart_playlists = "/var/lib/cantora/smart.playlist";
   // Caches the platform may rebuild at any time (scaled covers, ...).
   std::string cache = "/var/cache/cantora";
   // Folder holding the platform's helper programs (cantora-radio-fetch).

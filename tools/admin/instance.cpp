@@ -85,11 +85,14 @@ int Init(const AdminArgs& args) {
   c.database = dir + "/data/cantora.db";
   c.homes = dir + "/home";
   c.preferences = dir + "/preferences";
+  c.shared_playlists = dir + "/data/playlists";
+  c.smart_playlists = dir + "/data/smart.playlist";
   c.cache = dir + "/cache";
   c.libexec = SelfDirectory();
   const std::string radio = dir + "/usr/zarn/etc/radio";
   const std::string writable[] = {dir + "/data", c.cache, radio, dir + "/tmp"};
-  for (const std::string& d : {c.homes, c.preferences, dir + "/var/packages/Cantora/target/app/texts"})
+  for (const std::string& d : {c.homes, c.preferences, c.shared_playlists,
+                               dir + "/var/packages/Cantora/target/app/texts"})
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
   for (const std::string& d : writable) {
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
@@ -118,6 +121,8 @@ int Init(const AdminArgs& args) {
       << "homes = " << c.homes << "\n"
       << "personal_folder = " << c.personal_folder << "\n"
       << "preferences = " << c.preferences << "\n"
+      << "shared_playlists = " << c.shared_playlists << "\n"
+      << "smart_playlists = " << c.smart_playlists << "\n"
       << "cache = " << c.cache << "\n"
       << "libexec = " << c.libexec << "\n"
       << "session_lifetime = " << c.session_lifetime << "\n"

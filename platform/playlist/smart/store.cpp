@@ -1,0 +1,126 @@
+#include "platform/playlist/smart/store.h"
+
+#include <json/json.h>
+#include <syslog.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <list>
+#include <memory>
+#include <sstream>
+
+#include "platform/config/config.h"
+
+namespace cantora {
+namespace {
+
+bool ParseStore(const std::string& text, std::vector<SmartPlaylistEntry>* entries,
+                std::string* error) {
+  Json::CharReaderBuilder builder;
+  builder["collectComments"] = false;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value root;
+  std::string errs;
+  if (!reader->parse(text.data(), text.data() + text.size(), &root, &errs)) {
+    *error = "not JSON";
+    return false;
+  }
+  if (!root.isObject() || !root["playlists"].isArray()) {
+    *error = "expected an object with a \"playlists\" array";
+    return false;
+  }
+  Json::StreamWriterBuilder writer;
+  writer["indentation"] = "";
+  const Json::Value& list = root["playlists"];
+  for (Json::ArrayIndex i = 0; i < list.size(); ++i) {
+    const Json::Value& entry = list[i];
+    if (!entry.isObject() || !entry["name"].isString()) {
+      *error = "playlist " + std::to_string(i + 1) + " is not an object with a text \"name\"";
+      return false;
+    }
+    entries->push_back({entry["name"].asString(), Json::writeString(writer, entry)});
+  }
+  return true;
+}
+
+// The stores of this process, read once each: a request reads one store at
+// most twice (a name by position, then its rules).
+struct CachedStore {
+  std::string path;
+  std::vector<SmartPlaylistEntry> entries;
+};
+
+const std::vector<SmartPlaylistEntry>& LoadStore(const std::string& path) {
+  static std::list<CachedStore> cache;  // a list: references stay valid
+  for (const CachedStore& c : cache)
+    if (c.path == path) return c.entries;
+  CachedStore store{path, {}};
+  std::string error;
+  if (!ReadSmartPlaylistStore(path, &store.entries, &error)) {
+    syslog(LOG_ERR, "smart playlist store %s: %s", path.c_str(), error.c_str());
+    store.entries.clear();
+  }
+  cache.push_back(std::move(store));
+  return cache.back().entries;
+}
+
+std::string RulesByName(const std::string& path, const std::string& name) {
+  for (const SmartPlaylistEntry& e : LoadStore(path))
+    if (e.name == name) return e.json;
+  return std::string();
+}
+
+}  // namespace
+
+bool ReadSmartPlaylistStore(const std::string& path, std::vector<SmartPlaylistEntry>* entries,
+                            std::string* error) {
+  entries->clear();
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    if (errno == ENOENT) return true;
+    *error = std::strerror(errno);
+    return false;
+  }
+  std::ostringstream text;
+  text << in.rdbuf();
+  if (in.bad()) {
+    *error = "read error";
+    return false;
+  }
+  if (!ParseStore(text.str(), entries, error)) {
+    entries->clear();
+    return false;
+  }
+  return true;
+}
+
+std::string SharedSmartPlaylistStorePath() { return GetConfig().smart_playlists; }
+
+}  // namespace cantora
+
+std::vector<std::string> ZarnAudioUtils::SmartPLSEnum(int start, int limit, int& total,
+                                                      const char* file) {
+  total = 0;
+  std::vector<std::string> names;
+  if (start != 0 || limit != 0) return names;
+  const std::string path = file != nullptr ? file : cantora::SharedSmartPlaylistStorePath();
+  for (const cantora::SmartPlaylistEntry& e : cantora::LoadStore(path)) names.push_back(e.name);
+  total = static_cast<int>(names.size());
+  return names;
+}
+
+std::string ZarnAudioUtils::SmartPLSGetName(int position) {
+  const auto& entries = cantora::LoadStore(cantora::SharedSmartPlaylistStorePath());
+  if (position < 0 || static_cast<size_t>(position) >= entries.size()) return std::string();
+  return entries[static_cast<size_t>(position)].name;
+}
+
+std::string ZarnAudioUtils::LoadSmartPlsRules(const std::string& name) {
+  return cantora::RulesByName(cantora::SharedSmartPlaylistStorePath(), name);
+}
+
+std::string ZarnAudioUtils::LoadSmartPlsRulesByFilename(const char* file, const std::string& name) {
+  if (file == nullptr) return std::string();
+  return cantora::RulesByName(file, name);
+}

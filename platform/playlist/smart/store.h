@@ -1,0 +1,55 @@
+// The smart playlist stores: JSON files of named rule sets.
+//
+// A store is one file {"playlists": [{"name": "...", ...}, ...]}: the shared
+// store is the file named by the configuration key smart_playlists, and each
+// user has one at <preferences>/<login name>/playlists/smart.playlist. What an
+// entry's rules mean is the rule language's (see rules.h); a store only
+// names them and hands out the JSON text of one entry.
+//
+// A missing store holds no playlists. A store that cannot be read, or whose
+// shape is not the one above (the top is not an object, "playlists" is not an
+// array, an entry is not an object with a text "name"), holds no playlists
+// either and logs one line naming the file; no request fails because of it.
+#ifndef CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
+#define CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
+
+#include <string>
+#include <vector>
+
+class ZarnAudioUtils {
+ public:
+  // The names of the store's playlists, in file order; total is set to the
+  // number of playlists in the file. file null means the shared store. The
+  // two leading numbers are a start and a limit kept for callers of an older
+  // interface; 0, 0 means the whole list, and only that is accepted.
+  static std::vector<std::string> SmartPLSEnum(int start, int limit, int& total, const char* file);
+
+  // The name of the shared store's playlist at position (0-based, file
+  // order); empty when there is none.
+  static std::string SmartPLSGetName(int position);
+
+  // The JSON text of the first playlist of that name in the shared store, or
+  // in the given file; empty when there is none.
+  static std::string LoadSmartPlsRules(const std::string& name);
+  static std::string LoadSmartPlsRulesByFilename(const char* file, const std::string& name);
+};
+
+namespace cantora {
+
+struct SmartPlaylistEntry {
+  std::string name;
+  std::string json;  // the entry's object, written compactly
+};
+
+// Reads a store. True with the entries (none for a missing file); false, with
+// *error set to one line, when the file cannot be read or has not the shape
+// of a store.
+bool ReadSmartPlaylistStore(const std::string& path, std::vector<SmartPlaylistEntry>* entries,
+                            std::string* error);
+
+// The shared store's path, from the configuration in force.
+std::string SharedSmartPlaylistStorePath();
+
+}  // namespace cantora
+
+#endif

@@ -1,0 +1,89 @@
+#include "platform/playlist/smart/store.h"
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "platform/config/config.h"
+#include "tests/unit/temp_folder.h"
+
+namespace {
+
+void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+TEST(SmartStoreTest, NamesInFileOrderWithTheirCount) {
+  TempFolder dir;
+  const std::string file = dir.Path("smart.playlist");
+  WriteFile(file, R"({"playlists":[{"name":"rock","rules":[]},{"name":"Rock"},{"name":"Abba"}]})");
+  int total = -1;
+  std::vector<std::string> names = ZarnAudioUtils::SmartPLSEnum(0, 0, total, file.c_str());
+  EXPECT_EQ(names, (std::vector<std::string>{"rock", "Rock", "Abba"}));
+  EXPECT_EQ(total, 3);
+}
+
+TEST(SmartStoreTest, MissingFileHoldsNothing) {
+  TempFolder dir;
+  int total = -1;
+  EXPECT_TRUE(ZarnAudioUtils::SmartPLSEnum(0, 0, total, dir.Path("none").c_str()).empty());
+  EXPECT_EQ(total, 0);
+}
+
+TEST(SmartStoreTest, MalformedFilesHoldNothing) {
+  TempFolder dir;
+  const char* bad[] = {
+      "not json", "[]", R"({"playlists":{}})", R"({"playlists":[{"name":1}]})",
+      R"({"playlists":[{"name":"a"}, 3]})", R"({"other":[]})",
+  };
+  int n = 0;
+  for (const char* text : bad) {
+    const std::string file = dir.Path("bad" + std::to_string(n++));
+    WriteFile(file, text);
+    int total = -1;
+    EXPECT_TRUE(ZarnAudioUtils::SmartPLSEnum(0, 0, total, file.c_str()).empty()) << text;
+    EXPECT_EQ(total, 0) << text;
+    std::vector<cantora::SmartPlaylistEntry> entries;
+    std::string error;
+    EXPECT_FALSE(cantora::ReadSmartPlaylistStore(file, &entries, &error)) << text;
+    EXPECT_FALSE(error.empty());
+  }
+}
+
+TEST(SmartStoreTest, UnreadableFileHoldsNothing) {
+  TempFolder dir;
+  const std::string folder = dir.Path("a-folder");
+  mkdir(folder.c_str(), 0755);  // reading a folder fails
+  std::vector<cantora::SmartPlaylistEntry> entries;
+  std::string error;
+  EXPECT_FALSE(cantora::ReadSmartPlaylistStore(folder, &entries, &error));
+}
+
+TEST(SmartStoreTest, SharedStoreByPositionAndRulesByName) {
+  TempFolder dir;
+  cantora::Config config;
+  config.smart_playlists = dir.Path("shared.playlist");
+  cantora::SetConfig(config);
+  WriteFile(config.smart_playlists,
+            R"({"playlists":[{"name":"Jazz","match":"all","rules":[{"field":"genre","op":"is","value":"Jazz"}]},)"
+            R"({"name":"Jazz","limit":5},{"name":"Old","limit":10}]})");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(0), "Jazz");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(2), "Old");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(3), "");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(-1), "");
+  // The first of two equal names.
+  Json::Value rules;
+  ASSERT_TRUE(Json::Reader().parse(ZarnAudioUtils::LoadSmartPlsRules("Jazz"), rules));
+  EXPECT_EQ(rules["rules"][0]["value"].asString(), "Jazz");
+  EXPECT_FALSE(rules.isMember("limit"));
+  EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRules("jazz"), "");
+  ASSERT_TRUE(Json::Reader().parse(
+      ZarnAudioUtils::LoadSmartPlsRulesByFilename(config.smart_playlists.c_str(), "Old"), rules));
+  EXPECT_EQ(rules["limit"].asInt(), 10);
+  EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRulesByFilename(nullptr, "Old"), "");
+  cantora::SetConfig(cantora::Config());
+}
+
+}  // namespace
