@@ -76,9 +76,14 @@ bool MakeCoverCacheFolders(const std::string& path, std::string* error) {
 }
 
 bool WriteCoverCacheFile(const std::string& path, std::string_view bytes, std::string* error) {
-  if (!MakeCoverCacheFolders(path, error)) return false;
   std::string temporary = path + ".XXXXXX";
   int fd = mkstemp(temporary.data());
+  // The folders are made only when missing: a mkdir of an existing folder
+  // still locks its parent, which parallel writers would queue on.
+  if (fd < 0 && errno == ENOENT && MakeCoverCacheFolders(path, error)) {
+    temporary = path + ".XXXXXX";
+    fd = mkstemp(temporary.data());
+  }
   if (fd < 0) {
     *error = SystemError("cannot write " + path);
     return false;
