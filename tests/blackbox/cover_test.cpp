@@ -51,6 +51,13 @@ std::string Jpeg(int w, int h) {
   return out;
 }
 
+std::string Webp(int w, int h, bool transparent = false) {
+  std::string out, error;
+  if (!image::EncodeWebp(Picture(w, h, transparent), 90, &out, &error))
+    throw std::runtime_error(error);
+  return out;
+}
+
 std::string Png(int w, int h, bool transparent = false) {
   std::string out, error;
   if (!image::EncodePng(Picture(w, h, transparent), &out, &error)) throw std::runtime_error(error);
@@ -101,7 +108,8 @@ std::vector<fixture::Song> Songs() {
     s.front_last = true;
     songs.push_back(s);
   }
-  for (const char* folder : {"names/a", "names/b", "names/c", "names/d", "names/none", "big",
+  for (const char* folder : {"names/a", "names/b", "names/c", "names/d", "names/e", "names/none",
+                             "big", "webp",
                              "wide", "small", "truncated", "garbage", "evil", "evil2"})
     songs.push_back(Tune(std::string(folder) + "/song.mp3", folder, folder, "Folders", "Art"));
   // Albums: ranked by covercount, the first existing song is used.
@@ -124,12 +132,14 @@ class CoverTest : public LibrarySuite {
     const std::string m = instance_->music();
     for (const auto& kind : kEmbedded) WriteBytes(m + "/embedded/" + kind.first + "/cover.jpg", Jpeg(70, 70));
     WriteBytes(m + "/names/a/Folder.PNG", Png(31, 10));
-    WriteBytes(m + "/names/b/cover.webp", WebpOrPng());
+    WriteBytes(m + "/names/b/cover.webp", Webp(32, 10));
     WriteBytes(m + "/names/b/album.jpg", Jpeg(33, 10));
     WriteBytes(m + "/names/c/FRONT.jpeg", Jpeg(34, 10));
     WriteBytes(m + "/names/c/cover.png", Png(35, 10));
     WriteBytes(m + "/names/d/albumart.jpg", Jpeg(36, 10));
     WriteBytes(m + "/names/d/random.jpg", Jpeg(37, 10));
+    WriteBytes(m + "/names/e/Cover.WEBP", Png(38, 10));
+    WriteBytes(m + "/webp/folder.webp", Webp(1000, 800, true));
     WriteBytes(m + "/big/cover.jpg", Jpeg(3000, 3000));
     WriteBytes(m + "/wide/cover.png", Png(1200, 300, true));
     WriteBytes(m + "/small/cover.jpg", Jpeg(50, 40));
@@ -159,10 +169,6 @@ class CoverTest : public LibrarySuite {
     unlink((m + "/gone1/a.mp3").c_str());
   }
   static void TearDownTestSuite() { CloseLibrary(); }
-
-  // libwebp encodes nothing here; a WebP cover is a PNG under that name
-  // only where the name matters, never where the format does.
-  static std::string WebpOrPng() { return Png(32, 10); }
 
   static CgiResult Cover(const std::string& query, const std::string& session = *session_) {
     return harness::Enumerate(*instance_, session, query);
@@ -239,15 +245,20 @@ TEST_F(CoverTest, SongsSharingAPictureShareOneCacheFile) {
 
 TEST_F(CoverTest, FolderCoverNamesInOrderOfPreferenceAnyCapitals) {
   ExpectImage(CoverOfPath(Path("names/a/song.mp3")), "image/png", {31, 10});
-  ExpectImage(CoverOfPath(Path("names/b/song.mp3")), "image/png", {32, 10});  // cover.webp
+  // A WebP is sent as JPEG (or PNG when transparent): clients read those.
+  ExpectImage(CoverOfPath(Path("names/b/song.mp3")), "image/jpeg", {32, 10});
   ExpectImage(CoverOfPath(Path("names/c/song.mp3")), "image/png", {35, 10});  // cover before front
   ExpectImage(CoverOfPath(Path("names/d/song.mp3")), "image/jpeg", {36, 10});
   ExpectServerError(CoverOfPath(Path("names/none/song.mp3")));
 }
 
+TEST_F(CoverTest, LargeTransparentWebpBecomesPng) {
+  ExpectImage(CoverOfPath(Path("webp/song.mp3")), "image/png", {600, 480});
+}
+
 TEST_F(CoverTest, ContentTypeComesFromTheBytesNotTheName) {
-  // names/b holds a PNG named cover.webp.
-  CgiResult r = CoverOfPath(Path("names/b/song.mp3"));
+  // names/e holds a PNG named Cover.WEBP.
+  CgiResult r = CoverOfPath(Path("names/e/song.mp3"));
   EXPECT_EQ(r.headers["Content-Type"], "image/png");
   EXPECT_EQ(r.body.compare(0, 4, "\x89PNG"), 0);
 }

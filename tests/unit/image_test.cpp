@@ -86,6 +86,20 @@ TEST(ImageTest, JpegRoundTripAndScaledDecode) {
   EXPECT_NEAR(p.data[0], 200, 2);
 }
 
+TEST(ImageTest, WebpIsScaledWhileDecodedAndKeepsItsAlpha) {
+  std::string webp, error;
+  ASSERT_TRUE(image::EncodeWebp(Solid(900, 300, 4, 50, 0), 90, &webp, &error)) << error;
+  EXPECT_EQ(image::FormatOf(webp), image::Format::kWebp);
+  image::Pixels p;
+  int w, h;
+  ASSERT_TRUE(image::DecodeScaled(webp, 600, &p, &w, &h, &error)) << error;
+  EXPECT_EQ(w, 900);
+  EXPECT_EQ(p.width, 600);
+  EXPECT_EQ(p.height, 200);
+  EXPECT_TRUE(p.HasTransparency());
+  EXPECT_FALSE(image::DecodeScaled(webp.substr(0, webp.size() / 2), 600, &p, &w, &h, &error));
+}
+
 TEST(ImageTest, TruncatedOrForeignBytesDoNotDecode) {
   std::string jpeg, png, error;
   ASSERT_TRUE(image::EncodeJpeg(Solid(300, 300, 3, 10), 90, &jpeg, &error));

@@ -55,6 +55,8 @@ bool DecodeScaled(std::string_view bytes, int max_side, Pixels* out, int* source
 bool EncodeJpeg(const Pixels& pixels, int quality, std::string* out, std::string* error);
 // Encodes pixels as PNG, keeping an alpha channel.
 bool EncodePng(const Pixels& pixels, std::string* out, std::string* error);
+// Encodes pixels as lossy WebP, keeping an alpha channel.
+bool EncodeWebp(const Pixels& pixels, int quality, std::string* out, std::string* error);
 
 }  // namespace image
 

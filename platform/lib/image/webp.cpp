@@ -1,5 +1,6 @@
 // WebP through libwebp, which scales while it decodes.
 #include <webp/decode.h>
+#include <webp/encode.h>
 
 #include "platform/lib/image/codecs.h"
 
@@ -42,6 +43,24 @@ bool DecodeWebp(std::string_view bytes, int max_side, Pixels* out, int* w, int* 
     *out = Pixels();
     return false;
   }
+  return true;
+}
+
+bool EncodeWebp(const Pixels& pixels, int quality, std::string* out, std::string* error) {
+  uint8_t* encoded = nullptr;
+  const int stride = pixels.width * pixels.channels;
+  size_t size = pixels.channels == 4
+                    ? WebPEncodeRGBA(pixels.data.data(), pixels.width, pixels.height, stride,
+                                     static_cast<float>(quality), &encoded)
+                    : WebPEncodeRGB(pixels.data.data(), pixels.width, pixels.height, stride,
+                                    static_cast<float>(quality), &encoded);
+  if (size == 0) {
+    WebPFree(encoded);
+    *error = "cannot write WebP";
+    return false;
+  }
+  out->assign(reinterpret_cast<const char*>(encoded), size);
+  WebPFree(encoded);
   return true;
 }
 
