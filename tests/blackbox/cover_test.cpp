@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <pwd.h>
+#include <sys/time.h>
 
 #include <fstream>
 #include <map>
@@ -535,6 +536,54 @@ TEST_F(CoverAsWebUserTest, ScaledCopyIsMadeAsTheWebUserAndStreamedAsRoot) {
 TEST_F(CoverAsWebUserTest, EmbeddedPictureOfAFolderOnlyRootReads) {
   CgiResult r = Get("action=get_cover_for_album&album_name=Closed");
   ExpectImage(r, "image/jpeg", {600, 300});
+}
+
+// The cache keeps what is shown; cantora-admin covers prune takes the rest.
+TEST(CoverCacheTest, PruneRemovesWhatNothingShowsAnyMore) {
+  harness::LibraryInstance instance;
+  fixture::Song song = Tune("a/song.mp3", "Song", "Album", "Artist");
+  song.covers = 1;
+  song.front_picture = Jpeg(120, 60);
+  fixture::Song other = Tune("b/song.mp3", "Other", "Other", "Artist");
+  other.covers = 1;
+  other.front_picture = Jpeg(121, 60);
+  instance.AddSongs({song, other});
+  instance.Index();
+  std::string session = instance.AddUser("alice");
+  auto files = [&](const std::string& part) {
+    harness::CommandResult r =
+        harness::Run({"/usr/bin/find", instance.Path("cache/covers/" + part), "-type", "f"});
+    std::vector<std::string> out;
+    std::istringstream lines(r.out);
+    for (std::string line; std::getline(lines, line);) out.push_back(line);
+    return out;
+  };
+  ASSERT_EQ(files("embedded").size(), 2u);
+  // A scaled copy for each song, one of them unused for 40 days.
+  for (const char* path : {"a/song.mp3", "b/song.mp3"})
+    ASSERT_EQ(harness::Enumerate(instance, session,
+                                 "action=get_cover&path=" + Encode(instance.music() + "/" + path))
+                  .headers.count("ETag"),
+              1u);
+  std::vector<std::string> scaled = files("scaled");
+  ASSERT_EQ(scaled.size(), 2u);
+  struct timeval old[2] = {{time(nullptr) - 40 * 86400, 0}, {time(nullptr) - 40 * 86400, 0}};
+  ASSERT_EQ(utimes(scaled[0].c_str(), old), 0);
+  // The first song loses its picture.
+  song.covers = 0;
+  instance.AddSongs({song});
+  instance.Index();
+
+  harness::CommandResult r = instance.Admin({"covers", "prune"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "1 embedded pictures and 1 scaled covers removed\n");
+  EXPECT_EQ(files("embedded").size(), 1u);
+  EXPECT_EQ(files("scaled"), std::vector<std::string>{scaled[1]});
+  // What is left still serves.
+  ExpectImage(harness::Enumerate(instance, session,
+                                 "action=get_cover&path=" + Encode(instance.music() + "/b/song.mp3")),
+              "image/jpeg", {121, 60});
+  EXPECT_NE(instance.Admin({"covers", "prune", "--days", "x"}).status, 0);
 }
 
 }  // namespace
