@@ -3,6 +3,7 @@
 // bare 500 answer, and the files a hostile request must never reach.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <pwd.h>
@@ -507,9 +508,9 @@ class CoverAsWebUserTest : public ::testing::Test {
     session = instance.AddUser("alice");
   }
 
-  CgiResult Get(const std::string& query) {
+  CgiResult Get(const std::string& query, bool setuid = true) {
     CgiRequest request;
-    request.program = harness::InstallGatewayCopy(instance, true);
+    request.program = harness::InstallGatewayCopy(instance, setuid);
     request.session = session;
     request.query = query;
     request.run_as = "nobody";
@@ -531,6 +532,25 @@ TEST_F(CoverAsWebUserTest, ScaledCopyIsMadeAsTheWebUserAndStreamedAsRoot) {
                     "-not", "-user", "nobody"});
   EXPECT_EQ(found.out, "");
   EXPECT_EQ(found.status, 0);
+}
+
+TEST_F(CoverAsWebUserTest, WithoutRootNothingIsSentAndTheGuardLinesAreLogged) {
+  const std::string song = instance.Path("music/album/song.mp3");
+  CgiResult r = Get("action=get_cover&path=" + Encode(song), false);
+  ExpectServerError(r);
+  EXPECT_TRUE(harness::Logged(r.log, LOG_AUTH | LOG_ERR, "enumerate:1564 ERROR: IF_RUN_AS(0, 0)"));
+  EXPECT_TRUE(harness::Logged(r.log, kErr, "enumerate:1567 Failed to run as root."));
+  r = Get("action=get_cover_for_album&album_name=Open", false);
+  ExpectServerError(r);
+  EXPECT_TRUE(harness::Logged(r.log, LOG_AUTH | LOG_ERR, "enumerate:1694 ERROR: IF_RUN_AS(0, 0)"));
+  EXPECT_TRUE(harness::Logged(r.log, kErr, "enumerate:1699 Failed to run as root."));
+  harness::CommandResult id =
+      harness::Run({"/usr/bin/sqlite3", instance.Path("data/cantora.db"),
+                    "SELECT id FROM folder WHERE path = '" + instance.Path("music/album") + "'"});
+  r = Get("action=get_cover_for_folder&folder=" + id.out.substr(0, id.out.find('\n')), false);
+  ExpectServerError(r);
+  EXPECT_TRUE(harness::Logged(r.log, LOG_AUTH | LOG_ERR, "enumerate:1611 ERROR: IF_RUN_AS(0, 0)"));
+  EXPECT_TRUE(harness::Logged(r.log, kErr, "enumerate:1614 Failed to run as root."));
 }
 
 TEST_F(CoverAsWebUserTest, EmbeddedPictureOfAFolderOnlyRootReads) {
