@@ -9,6 +9,7 @@
 #include <pwd.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -124,6 +125,14 @@ std::vector<fixture::Song> Songs() {
   songs.push_back(Tune("shared2/b.mp3", "b", "Shared Name", "Artist B", "Genre 2"));
   songs.push_back(Tune("untagged/x.mp3", "", "", "", ""));
   songs.push_back(Tune("root.mp3", "root", "Root Album", "Rooted", "Art"));
+  // Embedded pictures that do not decode: the folder's cover stands in, if any.
+  for (const char* folder : {"broken-embedded/alone", "broken-embedded/helped"}) {
+    fixture::Song s = Tune(std::string(folder) + "/song.mp3", folder, folder, "Broken", "Art");
+    s.covers = 1;
+    std::string whole = Jpeg(300, 300);
+    s.front_picture = whole.substr(0, whole.size() / 2);
+    songs.push_back(s);
+  }
   return songs;
 }
 
@@ -153,6 +162,7 @@ class CoverTest : public LibrarySuite {
     WriteBytes(m + "/shared2/cover.jpg", Jpeg(302, 30));
     WriteBytes(m + "/untagged/cover.jpg", Jpeg(303, 30));
     WriteBytes(m + "/Cover.Jpeg", Jpeg(304, 30));
+    WriteBytes(m + "/broken-embedded/helped/folder.jpg", Jpeg(305, 30));
     // A private picture outside every library, and links to it and to /etc.
     mkdir(instance_->Path("private").c_str(), 0700);
     WriteBytes(instance_->Path("private/secret.jpg"), Jpeg(444, 44));
@@ -240,9 +250,14 @@ TEST_F(CoverTest, EmbeddedPictureWinsOverTheFolderCover) {
 TEST_F(CoverTest, SongsSharingAPictureShareOneCacheFile) {
   // Every song carries the template as its back cover; the front covers
   // differ; the cache holds one file per distinct picture shown.
-  EXPECT_EQ(Sql("SELECT count(*) FROM song_cover"), std::to_string(kEmbedded.size() + 2));
+  // One per kind, "Gone", Bob's, and the two broken ones, which are alike.
+  EXPECT_EQ(Sql("SELECT count(*) FROM song_cover"), std::to_string(kEmbedded.size() + 4));
   EXPECT_EQ(Sql("SELECT count(DISTINCT image) FROM song_cover"),
-            std::to_string(kEmbedded.size() + 2));
+            std::to_string(kEmbedded.size() + 3));
+  harness::CommandResult files = harness::Run(
+      {"/usr/bin/find", instance_->Path("cache/covers/embedded"), "-type", "f"});
+  EXPECT_EQ(std::count(files.out.begin(), files.out.end(), '\n'),
+            static_cast<long>(kEmbedded.size() + 3));
 }
 
 TEST_F(CoverTest, FolderCoverNamesInOrderOfPreferenceAnyCapitals) {
@@ -310,6 +325,11 @@ TEST_F(CoverTest, ChangedSourceIsScaledAgain) {
 TEST_F(CoverTest, CorruptOrTruncatedImageIsAServerError) {
   ExpectServerError(CoverOfPath(Path("truncated/song.mp3")));
   ExpectServerError(CoverOfPath(Path("garbage/song.mp3")));
+}
+
+TEST_F(CoverTest, CorruptEmbeddedPictureGivesWayToTheFolderCover) {
+  ExpectServerError(CoverOfPath(Path("broken-embedded/alone/song.mp3")));
+  ExpectImage(CoverOfPath(Path("broken-embedded/helped/song.mp3")), "image/jpeg", {305, 30});
 }
 
 TEST_F(CoverTest, MatchingValidatorsAnswerNotModified) {
