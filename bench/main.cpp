@@ -26,6 +26,7 @@
 
 #include "bench/folder_lyrics.h"
 #include "bench/process_timer.h"
+#include "platform/lib/image/image.h"
 #include "tests/support/fixture.h"
 #include "tests/support/url_encode.h"
 
@@ -132,6 +133,18 @@ struct Measured {
   bool ok = true;
 };
 
+// The peak memory of one run of argv, started through the floor program;
+// *ok turns false when the run fails.
+long PeakKb(const std::string& floor, const std::vector<std::string>& argv,
+            const std::vector<std::string>& env, bool* ok) {
+  std::vector<std::string> launched = {floor, "--rss"};
+  launched.insert(launched.end(), argv.begin(), argv.end());
+  std::string rss;
+  bench::Timing memory = bench::TimeProcess(launched, env, &rss);
+  *ok = *ok && memory.ok;
+  return std::atol(rss.substr(rss.rfind('\n', rss.size() - 2) + 1).c_str());
+}
+
 // Times argv `runs` times (after one run that warms the caches) and measures
 // its peak memory once more, started through the floor program.
 Measured Measure(const std::string& floor, const std::vector<std::string>& argv,
@@ -147,13 +160,49 @@ Measured Measure(const std::string& floor, const std::vector<std::string>& argv,
     times.push_back(t.millis);
   }
   m.median = bench::Median(times);
-  std::vector<std::string> launched = {floor, "--rss"};
-  launched.insert(launched.end(), argv.begin(), argv.end());
-  std::string rss;
-  bench::Timing memory = bench::TimeProcess(launched, env, &rss);
-  m.ok = m.ok && memory.ok;
-  m.peak_kb = std::atol(rss.substr(rss.rfind('\n', rss.size() - 2) + 1).c_str());
+  m.peak_kb = PeakKb(floor, argv, env, &m.ok);
   return m;
+}
+
+// The environment of a GET of enumerate.cgi with query, plus extra variables.
+std::vector<std::string> CgiEnvironment(const std::string& query, const std::string& session,
+                                        const std::string& config,
+                                        const std::vector<std::string>& extra = {}) {
+  std::vector<std::string> env = {"GATEWAY_INTERFACE=CGI/1.1",
+                                  "SERVER_PROTOCOL=HTTP/1.1",
+                                  "SERVER_NAME=127.0.0.1",
+                                  "SERVER_PORT=80",
+                                  "REMOTE_ADDR=127.0.0.1",
+                                  "REQUEST_METHOD=GET",
+                                  "SCRIPT_NAME=/cgi-bin/enumerate.cgi",
+                                  "QUERY_STRING=" + query,
+                                  "HTTP_COOKIE=id=" + session,
+                                  "CANTORA_CONFIG=" + config,
+                                  "PATH=/usr/bin:/bin"};
+  env.insert(env.end(), extra.begin(), extra.end());
+  return env;
+}
+
+// Prints one measured action beside its target; true when within it.
+bool Report(const Action& a, const Measured& m, double f) {
+  char target[32] = "-";
+  bool within = true;
+  if (a.target == Action::kFloorPlus) {
+    std::snprintf(target, sizeof target, "<= %.1f", f + a.millis);
+    within = m.median <= f + a.millis;
+  } else if (a.target == Action::kAbsolute) {
+    std::snprintf(target, sizeof target, "< %.0f", a.millis);
+    within = m.median < a.millis;
+  }
+  bool small = m.peak_kb < 64 * 1024 || a.target == Action::kNone;
+  char items[32] = "-";
+  if (m.total >= 0) std::snprintf(items, sizeof items, "%ld", m.total);
+  std::printf("%-28s %10.2f %11s %8.1f %8s   %s\n", a.name, m.median, target, m.peak_kb / 1024.0,
+              items,
+              !m.ok             ? "FAILED"
+              : within && small ? "ok"
+                                : "OVER");
+  return m.ok && within && small;
 }
 
 // Generates the library and indexes it, fresh and then unchanged.
@@ -179,6 +228,102 @@ void BuildLibrary(const std::string& admin, const std::string& music, size_t son
   double again = Seconds(start);
   std::printf("%-28s %.2f s   target < 5 s   %s\n", "index (unchanged)", again,
               again < 5 ? "ok" : "OVER");
+}
+
+// ---- Covers ----------------------------------------------------------------
+// Every song of the library embeds its album's picture. A folder of its own
+// holds one song without a picture and a 3000 x 3000 photo as its cover.jpg,
+// whose first scaling is timed with the scaled copies removed before each run.
+
+const char kCoverFolder[] = "zz-cover-bench";
+
+// Adds the folder of the large photo when it is missing, and indexes it.
+void AddLargeCover(const std::string& admin, const std::string& music) {
+  const std::string folder = music + "/" + kCoverFolder;
+  struct stat st;
+  if (stat((folder + "/cover.jpg").c_str(), &st) == 0) return;
+  std::string error;
+  if (!fixture::MakeSong(folder, fixture::Tune("song.mp3", "Large", "Large Cover", "Bench"),
+                         &error))
+    Die(error);
+  image::Pixels photo;
+  photo.width = photo.height = 3000;
+  photo.data.resize(3000u * 3000u * 3u);
+  for (size_t i = 0; i < photo.data.size(); ++i)
+    photo.data[i] = static_cast<uint8_t>((i * 2654435761u) >> 24 ^ (i / 9000));
+  std::string jpeg;
+  if (!image::EncodeJpeg(photo, 90, &jpeg, &error)) Die(error);
+  std::ofstream(folder + "/cover.jpg", std::ios::binary) << jpeg;
+  if (!bench::Run({admin, "index"})) Die("index failed");
+}
+
+// The first song id of an answer's items, or "".
+std::string FirstId(const std::string& output) {
+  size_t body = output.find("\r\n\r\n");
+  Json::Value v;
+  Json::CharReaderBuilder builder;
+  std::string errors;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  if (body == std::string::npos ||
+      !reader->parse(output.data() + body + 4, output.data() + output.size(), &v, &errors))
+    return "";
+  return v["items"][0]["id"].asString();
+}
+
+// The value of a header line of a CGI answer, or "".
+std::string HeaderOf(const std::string& output, const std::string& name) {
+  size_t at = output.find(name + ": ");
+  if (at == std::string::npos || at > output.find("\r\n\r\n")) return "";
+  at += name.size() + 2;
+  return output.substr(at, output.find("\r\n", at) - at);
+}
+
+bool BenchCovers(const std::string& floor, const std::vector<std::string>& cgi,
+                 const std::string& session, const std::string& config,
+                 const std::string& instance, const std::string& music, const Options& o,
+                 double f) {
+  AddLargeCover(SelfDirectory() + "/cantora-admin", music);
+  const std::string album = fixture::SyntheticAlbum(o.songs / 2 + 7, o.songs);
+  const std::string id = FirstId(
+      bench::TimeProcess(cgi, CgiEnvironment("action=song_enum&album_name=" + url::Encode(album),
+                                             session, config))
+          .output);
+  const std::string by_id = "action=get_cover&music_id=" + id;
+  const std::string etag =
+      HeaderOf(bench::TimeProcess(cgi, CgiEnvironment(by_id, session, config)).output, "ETag");
+  bool ok = !id.empty() && !etag.empty();
+  if (!ok) std::printf("covers: no song id or no ETag\n");
+  const std::vector<std::pair<Action, std::vector<std::string>>> cached = {
+      {{"get_cover music_id (cached)", by_id, Action::kFloorPlus, 3}, {}},
+      {{"get_cover_for_album (cached)",
+        "action=get_cover_for_album&album_name=" + url::Encode(album), Action::kFloorPlus, 3},
+       {}},
+      {{"get_cover 304", by_id, Action::kFloorPlus, 2}, {"HTTP_IF_NONE_MATCH=" + etag}},
+  };
+  for (const auto& c : cached) {
+    Measured m = Measure(floor, cgi, CgiEnvironment(c.first.query, session, config, c.second),
+                         o.runs);
+    ok = Report(c.first, m, f) && ok;
+  }
+  // The first scaling: no scaled copy exists when each run starts.
+  const Action first = {"get_cover 3000x3000 (first)",
+                        "action=get_cover&path=" + url::Encode(music + "/" + kCoverFolder +
+                                                               "/song.mp3"),
+                        Action::kAbsolute, 150};
+  const std::vector<std::string> env = CgiEnvironment(first.query, session, config);
+  const std::string scaled = instance + "/cache/covers/scaled";
+  Measured m;
+  std::vector<double> times;
+  for (int r = 0; r < o.runs; ++r) {
+    bench::Run({"/bin/rm", "-rf", scaled});
+    bench::Timing t = bench::TimeProcess(cgi, env);
+    m.ok = m.ok && t.ok && HeaderOf(t.output, "Content-Type") == "image/jpeg";
+    times.push_back(t.millis);
+  }
+  m.median = bench::Median(times);
+  bench::Run({"/bin/rm", "-rf", scaled});
+  m.peak_kb = PeakKb(floor, cgi, env, &m.ok);
+  return Report(first, m, f) && ok;
 }
 
 }  // namespace
@@ -269,37 +414,10 @@ int main(int argc, char** argv) {
   const std::vector<std::string> cgi = {bin + "/enumerate.cgi"};
   bool all_ok = true;
   for (const Action& a : actions) {
-    const std::vector<std::string> env = {"GATEWAY_INTERFACE=CGI/1.1",
-                                          "SERVER_PROTOCOL=HTTP/1.1",
-                                          "SERVER_NAME=127.0.0.1",
-                                          "SERVER_PORT=80",
-                                          "REMOTE_ADDR=127.0.0.1",
-                                          "REQUEST_METHOD=GET",
-                                          "SCRIPT_NAME=/cgi-bin/enumerate.cgi",
-                                          "QUERY_STRING=" + a.query,
-                                          "HTTP_COOKIE=id=" + session,
-                                          "CANTORA_CONFIG=" + config,
-                                          "PATH=/usr/bin:/bin"};
-    Measured m = Measure(floor_program, cgi, env, o.runs);
-    char target[32] = "-";
-    bool within = true;
-    if (a.target == Action::kFloorPlus) {
-      std::snprintf(target, sizeof target, "<= %.1f", f + a.millis);
-      within = m.median <= f + a.millis;
-    } else if (a.target == Action::kAbsolute) {
-      std::snprintf(target, sizeof target, "< %.0f", a.millis);
-      within = m.median < a.millis;
-    }
-    bool small = m.peak_kb < 64 * 1024 || a.target == Action::kNone;
-    char items[32] = "-";
-    if (m.total >= 0) std::snprintf(items, sizeof items, "%ld", m.total);
-    std::printf("%-28s %10.2f %11s %8.1f %8s   %s\n", a.name, m.median, target, m.peak_kb / 1024.0,
-                items,
-                !m.ok             ? "FAILED"
-                : within && small ? "ok"
-                                  : "OVER");
-    all_ok = all_ok && m.ok && within && small;
+    Measured m = Measure(floor_program, cgi, CgiEnvironment(a.query, session, config), o.runs);
+    all_ok = Report(a, m, f) && all_ok;
   }
+  all_ok = BenchCovers(floor_program, cgi, session, config, instance, music, o, f) && all_ok;
   std::printf("\npeak memory target: < 64 MB per request (answers larger than that excepted)\n");
   if (!o.keep && !o.reuse)
     bench::Run({"/bin/rm", "-rf", o.dir});

@@ -65,6 +65,17 @@ class EnumerationHandler : public ServerFormHandler {
   // Sets "success" to flag (a JSON boolean), replacing any earlier value.
   static void SetSuccess(Json::Value& answer, bool flag);
 
+  // Covers (covers.cpp). The scaled folder cover of a song or folder path
+  // into dest; false (logged for bad parameters) when there is none.
+  bool GetFolderCoverPath(const char* path, char* dest, int size);
+  // The image of one song: its embedded picture, else its folder's cover.
+  bool GetSongCoverPath(const char* song_path, char* dest, int size);
+  // Streams the cover file as root, under IF_RUN_AS built with guard_line,
+  // and sets outputWritten; logs fail_line when root cannot be had.
+  void SendCover(const char* cover_path, int guard_line, int fail_line);
+  // The bare 500 status unless a cover was streamed.
+  void ReportServerErrorIfNoOutput();
+
   // The login name of the signed-in user.
   const char* UserName() const { return userInfo; }
 

@@ -110,15 +110,24 @@ bool AdmitRecordText(const MediaInfo& info) {
   return false;
 }
 
+FileTest TestFileAsRoot(const char* path, int guard_line, int fail_line) {
+  IF_RUN_AS guard(kEnumerateSource, guard_line);
+  if (!guard.ok()) {
+    syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
+    return FileTest::kNoRoot;
+  }
+  struct stat st;
+  return stat(path, &st) == 0 ? FileTest::kExists : FileTest::kMissing;
+}
+
 Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) {
-  {
-    IF_RUN_AS guard(kEnumerateSource, guard_line);
-    if (!guard.ok()) {
-      syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
+  switch (TestFileAsRoot(info.path, guard_line, fail_line)) {
+    case FileTest::kNoRoot:
       return Admission::kNoRoot;
-    }
-    struct stat st;
-    if (stat(info.path, &st) != 0) return Admission::kSkipped;
+    case FileTest::kMissing:
+      return Admission::kSkipped;
+    case FileTest::kExists:
+      break;
   }
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }

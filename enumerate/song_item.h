@@ -22,6 +22,13 @@ void AppendSongItem(const MediaInfo& info, const char* library, std::string* out
 // "MediaInfo contains invalid utf8".
 bool AdmitRecordText(const MediaInfo& info);
 
+enum class FileTest { kExists, kMissing, kNoRoot };
+
+// Whether path exists, tested with stat as root under IF_RUN_AS built with
+// guard_line. kNoRoot when the switch to root failed, logged as
+// "<source>:<fail_line> Failed to run as root.".
+FileTest TestFileAsRoot(const char* path, int guard_line, int fail_line);
+
 enum class Admission { kAdmitted, kSkipped, kNoRoot };
 
 // Both tests of a record: its file must exist (stat as root, under IF_RUN_AS

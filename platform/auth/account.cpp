@@ -256,6 +256,17 @@ SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::st
 
 }  // namespace cantora
 
+namespace cantora {
+
+static User& SignedInUserSlot() {
+  static User user;
+  return user;
+}
+
+const User& SignedInUser() { return SignedInUserSlot(); }
+
+}  // namespace cantora
+
 int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
   if (record == nullptr || size < static_cast<int>(sizeof(CantoraUserRecord))) return -1;
   if (!cantora::IsSessionIdShape(session_id)) return -1;
@@ -272,6 +283,10 @@ int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
   std::strncpy(user->name, st.Text(1), sizeof user->name - 1);
   user->uid = static_cast<int32_t>(st.Int(0));
   user->personal_library = static_cast<int32_t>(st.Int(2));
+  cantora::User& signed_in = cantora::SignedInUserSlot();
+  signed_in.id = user->uid;
+  signed_in.name = user->name;
+  signed_in.personal = user->personal_library != 0;
   return 0;
 }
 

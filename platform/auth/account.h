@@ -76,6 +76,10 @@ SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::st
 // The wait served before the next attempt after this many failures.
 int SignInDelayMillis(int failures);
 
+// The user whose session CantoraIphoneIsAuthorized last accepted in this
+// process (a CGI serves one request); id 0 and no name when none was.
+const User& SignedInUser();
+
 }  // namespace cantora
 
 #endif

@@ -56,6 +56,8 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
       {"lyrics_connect_timeout", &Config::lyrics_connect_timeout},
       {"lyrics_timeout", &Config::lyrics_timeout},
       {"lyrics_max_bytes", &Config::lyrics_max_bytes},
+      {"cover_size", &Config::cover_size},
+      {"x_sendfile", &Config::x_sendfile},
   };
   for (const Text& t : texts)
     if (key == t.key) { c->*t.field = value; return true; }

@@ -50,6 +50,11 @@ struct Config {
   long lyrics_connect_timeout = 3;
   long lyrics_timeout = 8;
   long lyrics_max_bytes = 512 << 10;
+  // Covers: the longest side of a scaled cover, in pixels (never enlarged).
+  long cover_size = 600;
+  // Non-zero when the web server takes "X-Sendfile" from the CGIs (lighttpd's
+  // cgi.x-sendfile): files are then handed over by path instead of copied.
+  long x_sendfile = 0;
 };
 
 // Parses the file at path into *out (defaults for absent keys).

@@ -107,6 +107,15 @@ END;
 -- every column it reads: a folder of thousands of sub-folders is read in
 -- order from the index alone, never sorted.
 CREATE INDEX IF NOT EXISTS folder_listing ON folder(library, parent_id, title, path, covercount);
+-- Covers: the picture shown for a song that embeds one, as the name of its
+-- file in the cover cache; songs carrying the same picture share the file.
+CREATE TABLE IF NOT EXISTS song_cover (
+  song_id INTEGER PRIMARY KEY,
+  image TEXT NOT NULL
+);
+CREATE TRIGGER IF NOT EXISTS song_cover_delete AFTER DELETE ON song BEGIN
+  DELETE FROM song_cover WHERE song_id = old.id;
+END;
 )sql";
 
 // The schema's version, kept in the database's user_version. Version 2 put

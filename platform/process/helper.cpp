@@ -60,10 +60,12 @@ std::string HelperProgramPath(const std::string& name) {
 }
 
 int RunHelper(const std::string& program, const std::vector<std::string>& args,
-              const char* log_tag) {
+              const char* log_tag, int stdin_fd) {
   FileActions actions;
   if (!actions.ok() ||
-      posix_spawn_file_actions_adddup2(actions.get(), STDERR_FILENO, STDOUT_FILENO) != 0) {
+      posix_spawn_file_actions_adddup2(actions.get(), STDERR_FILENO, STDOUT_FILENO) != 0 ||
+      (stdin_fd >= 0 &&
+       posix_spawn_file_actions_adddup2(actions.get(), stdin_fd, STDIN_FILENO) != 0)) {
     return -1;
   }
   std::vector<char*> argv;

@@ -15,15 +15,8 @@ using harness::CgiRequest;
 using harness::CgiResult;
 using harness::Instance;
 
-// A copy of enumerate.cgi in a folder that the web user can reach.
 std::string InstallCopy(const Instance& instance, bool setuid) {
-  std::string dir = instance.Path(setuid ? "cgi-suid" : "cgi-plain");
-  mkdir(dir.c_str(), 0755);
-  std::string path = dir + "/enumerate.cgi";
-  harness::Run({"/bin/cp", harness::Bin("enumerate.cgi"), path});
-  chown(path.c_str(), 0, 0);
-  chmod(path.c_str(), setuid ? 04755 : 0755);
-  return path;
+  return harness::InstallGatewayCopy(instance, setuid);
 }
 
 class PrivilegeTest : public ::testing::Test {

@@ -133,11 +133,18 @@ Texts CollectTexts(const Song& s) {
 
 String Latin1(const std::string& bytes) { return String(Bytes(bytes), String::Latin1); }
 
-TagLib::FLAC::Picture* NewFlacPicture(int n) {
+// Picture n of a song: its front cover, or a back cover.
+bool IsFront(const Song& s, int n) { return n == (s.front_last ? s.covers - 1 : 0); }
+
+ByteVector PictureBytes(const Song& s, int n) {
+  return IsFront(s, n) && !s.front_picture.empty() ? Bytes(s.front_picture) : CoverBytes();
+}
+
+TagLib::FLAC::Picture* NewFlacPicture(const Song& s, int n) {
   auto* p = new TagLib::FLAC::Picture;
-  p->setData(CoverBytes());
+  p->setData(PictureBytes(s, n));
   p->setMimeType("image/jpeg");
-  p->setType(n == 0 ? TagLib::FLAC::Picture::FrontCover : TagLib::FLAC::Picture::BackCover);
+  p->setType(IsFront(s, n) ? TagLib::FLAC::Picture::FrontCover : TagLib::FLAC::Picture::BackCover);
   p->setDescription(String::number(n));
   return p;
 }
@@ -168,10 +175,10 @@ bool FillID3v2(TagLib::ID3v2::Tag* tag, const Song& s, const Texts& t, std::stri
   for (int n = 0; n < s.covers; ++n) {
     auto* apic = new TagLib::ID3v2::AttachedPictureFrame;
     apic->setMimeType("image/jpeg");
-    apic->setType(n == 0 ? TagLib::ID3v2::AttachedPictureFrame::FrontCover
-                         : TagLib::ID3v2::AttachedPictureFrame::BackCover);
+    apic->setType(IsFront(s, n) ? TagLib::ID3v2::AttachedPictureFrame::FrontCover
+                                : TagLib::ID3v2::AttachedPictureFrame::BackCover);
     apic->setDescription(String::number(n));
-    apic->setPicture(CoverBytes());
+    apic->setPicture(PictureBytes(s, n));
     tag->addFrame(apic);
   }
   return true;
@@ -219,19 +226,19 @@ bool WriteTags(const std::string& ext, TagLib::ByteVectorStream* stream, const S
   if (ext == "flac") {
     TagLib::FLAC::File f(stream, frames, false);
     f.xiphComment(true)->setProperties(t.unicode);
-    for (int n = 0; n < s.covers; ++n) f.addPicture(NewFlacPicture(n));
+    for (int n = 0; n < s.covers; ++n) f.addPicture(NewFlacPicture(s, n));
     return f.save();
   }
   if (ext == "ogg") {
     TagLib::Ogg::Vorbis::File f(stream, false);
     f.tag()->setProperties(t.unicode);
-    for (int n = 0; n < s.covers; ++n) f.tag()->addPicture(NewFlacPicture(n));
+    for (int n = 0; n < s.covers; ++n) f.tag()->addPicture(NewFlacPicture(s, n));
     return f.save();
   }
   if (ext == "opus") {
     TagLib::Ogg::Opus::File f(stream, false);
     f.tag()->setProperties(t.unicode);
-    for (int n = 0; n < s.covers; ++n) f.tag()->addPicture(NewFlacPicture(n));
+    for (int n = 0; n < s.covers; ++n) f.tag()->addPicture(NewFlacPicture(s, n));
     return f.save();
   }
   if (ext == "m4a" || ext == "alac.m4a") {
@@ -240,7 +247,7 @@ bool WriteTags(const std::string& ext, TagLib::ByteVectorStream* stream, const S
     if (s.covers > 0) {
       TagLib::MP4::CoverArtList covers;
       for (int n = 0; n < s.covers; ++n)
-        covers.append(TagLib::MP4::CoverArt(TagLib::MP4::CoverArt::JPEG, CoverBytes()));
+        covers.append(TagLib::MP4::CoverArt(TagLib::MP4::CoverArt::JPEG, PictureBytes(s, n)));
       f.tag()->setItem("covr", covers);
     }
     return f.save();
@@ -251,8 +258,9 @@ bool WriteTags(const std::string& ext, TagLib::ByteVectorStream* stream, const S
     for (int n = 0; n < s.covers; ++n) {
       TagLib::ASF::Picture p;
       p.setMimeType("image/jpeg");
-      p.setType(n == 0 ? TagLib::ASF::Picture::FrontCover : TagLib::ASF::Picture::BackCover);
-      p.setPicture(CoverBytes());
+      p.setType(IsFront(s, n) ? TagLib::ASF::Picture::FrontCover
+                              : TagLib::ASF::Picture::BackCover);
+      p.setPicture(PictureBytes(s, n));
       f.tag()->addAttribute("WM/Picture", TagLib::ASF::Attribute(p));
     }
     return f.save();
@@ -263,10 +271,9 @@ bool WriteTags(const std::string& ext, TagLib::ByteVectorStream* stream, const S
     tag->setProperties(t.unicode);
     for (int n = 0; n < s.covers; ++n) {
       ByteVector value("cover.jpg", 10);  // the name and its NUL come first
-      value.append(CoverBytes());
-      tag->setItem(
-          n == 0 ? "Cover Art (Front)" : "Cover Art (Back)",
-          TagLib::APE::Item(n == 0 ? "Cover Art (Front)" : "Cover Art (Back)", value, true));
+      value.append(PictureBytes(s, n));
+      const char* key = IsFront(s, n) ? "Cover Art (Front)" : "Cover Art (Back)";
+      tag->setItem(key, TagLib::APE::Item(key, value, true));
     }
     return f.save();
   }

@@ -24,6 +24,10 @@ struct Song {
   std::string title, album, artist, album_artist, genre, composer, comment, artist_sort;
   int track = 0, disc = 0, year = 0;
   int covers = 0;           // embedded pictures
+  // The front cover's bytes (empty: the template's cover.jpg, which the
+  // back covers always carry), and whether it comes last instead of first.
+  std::string front_picture;
+  bool front_last = false;
   bool id3v1_only = false;  // mp3: an ID3v1 tag and nothing else
   bool corrupt = false;     // garbage bytes under the audio name
   double seconds = 0;       // wav: silence of exactly this length instead of the template
@@ -50,7 +54,8 @@ std::vector<Song> DemoLibrary();
 // real one: songs 0..4999 are one artist's ("The Prolific Ensemble", albums
 // of 20), the others albums of 10 songs, 4 albums per artist; a few large
 // genres and a long tail; about one title in twenty holds "love"; song
-// total/2 alone holds "Quixotic". Mostly mp3, some flac, ogg and m4a.
+// total/2 alone holds "Quixotic". Mostly mp3, some flac, ogg and m4a. Every
+// song embeds its album's picture (one distinct picture per album).
 // Deterministic, and cheap to call from several threads.
 Song SyntheticSong(size_t i, size_t total);
 

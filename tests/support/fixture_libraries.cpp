@@ -1,6 +1,8 @@
 // The libraries described in code: the demo and the synthetic benchmark one.
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 #include "tests/support/fixture.h"
@@ -91,6 +93,22 @@ const char* const kSyntheticRareWord = "Quixotic";
 
 std::string SyntheticAlbum(size_t i, size_t total) { return AlbumName(AlbumIndex(i)); }
 
+namespace {
+
+// The cover of an album: the template picture with the album's number after
+// its end, so that every album has a picture of its own, shared by its songs.
+std::string AlbumPicture(size_t album) {
+  static const std::string kTemplate = [] {
+    std::ifstream in(TemplateDir() + "/cover.jpg", std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+  }();
+  return kTemplate + "album " + std::to_string(album);
+}
+
+}  // namespace
+
 Song SyntheticSong(size_t i, size_t total) {
   const size_t album = AlbumIndex(i);
   const uint64_t ha = Mix(album * 2654435761ULL + 17);
@@ -115,6 +133,8 @@ Song SyntheticSong(size_t i, size_t total) {
   char number[16];
   std::snprintf(number, sizeof number, "%02d ", s.track);
   s.file = s.artist + "/" + s.album + "/" + number + s.title + "." + FormatOf(ha >> 40);
+  s.covers = 1;
+  s.front_picture = AlbumPicture(album);
   return s;
 }
 

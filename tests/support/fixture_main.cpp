@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/lib/image/image.h"
 #include "tests/support/fixture.h"
 #include "tests/support/fixture_lyrics.h"
 
@@ -20,13 +21,36 @@ constexpr const char* kUsage =
     "       cantora-fixture song DIR FILE TITLE ALBUM ARTIST [--lyrics KIND TEXT]\n"
     "\n"
     "demo: a few hundred songs of every template format, with embedded covers,\n"
-    "folder images and non-ASCII names. synthetic: N songs shaped like a large\n"
-    "collection (one 5,000-song artist, large genres, common title words).\n"
+    "folder images (folder.png, cover.jpg, one 3000x3000) and non-ASCII names. synthetic: N\n"
+    "songs shaped like a large collection (one 5,000-song artist, large genres,\n"
+    "common title words).\n"
     "song: one song DIR/FILE; KIND is uslt, sylt, vorbis, unsynced, mp4, ape or asf.\n";
 
 int Fail(const std::string& message) {
   std::fprintf(stderr, "cantora-fixture: %s\n", message.c_str());
   return 1;
+}
+
+// A colourful w x h photo, as a JPEG file at path.
+bool WritePhoto(const std::string& path, int w, int h, unsigned seed, std::string* error) {
+  image::Pixels p;
+  p.width = w;
+  p.height = h;
+  p.data.resize(static_cast<size_t>(w) * h * 3);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      uint8_t* px = &p.data[(static_cast<size_t>(y) * w + x) * 3];
+      px[0] = static_cast<uint8_t>(x * 255 / w + seed * 40);
+      px[1] = static_cast<uint8_t>(y * 255 / h + seed * 70);
+      px[2] = static_cast<uint8_t>(((x / 40 + y / 40) % 2) * 120 + seed * 20);
+    }
+  std::string jpeg;
+  if (!image::EncodeJpeg(p, 88, &jpeg, error)) return false;
+  FILE* f = std::fopen(path.c_str(), "wb");
+  bool ok = f != nullptr && std::fwrite(jpeg.data(), 1, jpeg.size(), f) == jpeg.size();
+  ok = f != nullptr && std::fclose(f) == 0 && ok;
+  if (!ok) *error = "cannot write " + path;
+  return ok;
 }
 
 int Demo(const std::string& dir) {
@@ -45,9 +69,19 @@ int Demo(const std::string& dir) {
       std::filesystem::copy_file(fixture::TemplateDir() + "/cover.png", folder + "/folder.png",
                                  std::filesystem::copy_options::overwrite_existing, ec);
       if (ec) return Fail("cannot write " + folder + "/folder.png: " + ec.message());
+    } else if (album % 4 == 2) {
+      // A cover.jpg in some of the others.
+      if (!WritePhoto(folder + "/cover.jpg", 500, 500, static_cast<unsigned>(album), &error))
+        return Fail(error);
     }
   }
-  std::printf("%zu songs in %s\n", songs.size(), dir.c_str());
+  // An album of its own whose cover is a 3000 x 3000 photo.
+  fixture::Song large = fixture::Tune("Cover Demo/Large Photo/01 Large.mp3", "Large", "Large Photo",
+                                      "Cover Demo", "Pop");
+  if (!fixture::MakeSong(dir, large, &error) ||
+      !WritePhoto(dir + "/Cover Demo/Large Photo/cover.jpg", 3000, 3000, 1, &error))
+    return Fail(error);
+  std::printf("%zu songs in %s\n", songs.size() + 1, dir.c_str());
   return 0;
 }
 

@@ -208,6 +208,16 @@ std::string Instance::NewSession(const std::string& name) const {
   return r.out.substr(0, r.out.find('\n'));
 }
 
+std::string InstallGatewayCopy(const Instance& instance, bool setuid) {
+  std::string dir = instance.Path(setuid ? "cgi-suid" : "cgi-plain");
+  mkdir(dir.c_str(), 0755);
+  std::string path = dir + "/enumerate.cgi";
+  Run({"/bin/cp", Bin("enumerate.cgi"), path});
+  if (chown(path.c_str(), 0, 0) != 0 || chmod(path.c_str(), setuid ? 04755 : 0755) != 0)
+    throw std::runtime_error("cannot install " + path);
+  return path;
+}
+
 CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
   std::map<std::string, std::string> vars = {
       {"GATEWAY_INTERFACE", "CGI/1.1"},

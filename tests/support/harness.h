@@ -88,6 +88,11 @@ struct CgiResult {
   std::vector<LogLine> log;            // syslog lines, in order
 };
 
+// A copy of enumerate.cgi in a folder of the instance that a web user can
+// reach, owned by root, with the setuid bit when asked: the gateway as it
+// is installed on a box. Returns its path.
+std::string InstallGatewayCopy(const Instance& instance, bool setuid);
+
 // Runs a CGI program of the instance.
 CgiResult RunCgi(const Instance& instance, const CgiRequest& request);
 

@@ -50,7 +50,8 @@ bool IndexWriter::Prepare(sqlite::Database& db, std::string* error) {
       "UPDATE folder SET library = ?, parent_id = ?, title = ?, covercount = ? WHERE id = ?",
       error);
   delete_folder_ = db.Prepare("DELETE FROM folder WHERE id = ?", error);
-  return insert_song_.IsValid() && update_song_.IsValid() && relink_song_.IsValid() &&
+  return covers_.Prepare(db, error) && insert_song_.IsValid() && update_song_.IsValid() &&
+         relink_song_.IsValid() &&
          delete_song_.IsValid() && insert_folder_.IsValid() && update_folder_.IsValid() &&
          delete_folder_.IsValid();
 }
@@ -90,13 +91,13 @@ bool IndexWriter::InsertSong(const SongRow& row, int64_t* id, std::string* error
   insert_song_.Bind(kSongColumnCount + 1, row.path).Bind(kSongColumnCount + 2, row.create_date);
   if (!Finish(insert_song_, error)) return false;
   *id = db_->LastInsertId();
-  return true;
+  return covers_.Store(*id, row.tags.embedded_cover, error);
 }
 
 bool IndexWriter::UpdateSong(int64_t id, const SongRow& row, std::string* error) {
   BindSong(update_song_, row);
   update_song_.Bind(kSongColumnCount + 1, id);
-  return Finish(update_song_, error);
+  return Finish(update_song_, error) && covers_.Store(id, row.tags.embedded_cover, error);
 }
 
 bool IndexWriter::RelinkSong(int64_t id, int64_t library, int64_t folder_id, std::string* error) {

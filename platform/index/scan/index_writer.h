@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/index/scan/embedded_cover.h"
 #include "platform/index/scan/tag_reader.h"
 #include "platform/lib/sqlite/database.h"
 
@@ -54,6 +55,7 @@ class IndexWriter {
   sqlite::Database* db_ = nullptr;
   sqlite::Statement insert_song_, update_song_, relink_song_, delete_song_;
   sqlite::Statement insert_folder_, update_folder_, delete_folder_;
+  EmbeddedCoverRows covers_;
 };
 
 }  // namespace cantora

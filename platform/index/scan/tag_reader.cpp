@@ -34,6 +34,7 @@
 #include "platform/index/scan/tag_bytes.h"
 #include "platform/text/utf8.h"
 #include "platform/index/scan/tag_lyrics.h"
+#include "platform/index/scan/embedded_cover.h"
 
 namespace cantora {
 namespace {
@@ -350,6 +351,7 @@ bool ReadSongTags(const std::string& path, SongTags* tags, std::string* error) {
   std::vector<Source> sources;
   *tags = SongTags();
   Inspect(file, &sources, &tags->covercount);
+  if (tags->covercount > 0) tags->embedded_cover = ExtractEmbeddedCover(file);
   tags->title = Field(sources, "TITLE");
   tags->album = Field(sources, "ALBUM");
   tags->artist = Field(sources, "ARTIST");

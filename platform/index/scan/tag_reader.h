@@ -42,6 +42,8 @@ struct SongTags {
   int channel = 0;
   int covercount = 0;  // embedded pictures
   std::string lyrics;  // stored in the tags (tag_lyrics.h), UTF-8
+  // The cover cache's name of the picture shown for the song ("" for none).
+  std::string embedded_cover;
 };
 
 // True for the file name extensions (any case) of the formats read here:
