@@ -27,6 +27,10 @@ CREATE TABLE IF NOT EXISTS sessions (
   expires INTEGER NOT NULL
 ) WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS sessions_expires ON sessions(expires);
+CREATE TABLE IF NOT EXISTS session_language (
+  token_hash TEXT PRIMARY KEY REFERENCES sessions(token_hash) ON DELETE CASCADE,
+  language TEXT NOT NULL
+) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS login_failures (
   name TEXT PRIMARY KEY,
   failures INTEGER NOT NULL,
@@ -222,6 +226,14 @@ bool NewSession(sqlite::Database& db, const std::string& name, std::string* sess
   return true;
 }
 
+bool SetSessionLanguage(sqlite::Database& db, const std::string& session_id,
+                        const std::string& language) {
+  if (!IsSessionIdShape(session_id.c_str())) return false;
+  sqlite::Statement st =
+      db.Prepare("INSERT OR REPLACE INTO session_language(token_hash, language) VALUES (?, ?)");
+  return st.IsValid() && st.Bind(1, crypto::Digest(session_id)).Bind(2, language).Run();
+}
+
 bool EndSession(sqlite::Database& db, const std::string& session_id) {
   if (!IsSessionIdShape(session_id.c_str())) return true;
   sqlite::Statement st = db.Prepare("DELETE FROM sessions WHERE token_hash = ?");
@@ -272,6 +284,12 @@ int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
   std::strncpy(user->name, st.Text(1), sizeof user->name - 1);
   user->uid = static_cast<int32_t>(st.Int(0));
   user->personal_library = static_cast<int32_t>(st.Int(2));
+  // A database made before session languages existed has no such table:
+  // the session then simply has no language.
+  sqlite::Statement language =
+      db->Prepare("SELECT language FROM session_language WHERE token_hash = ?");
+  if (language.IsValid() && language.Bind(1, crypto::Digest(session_id)).Step() == SQLITE_ROW)
+    std::strncpy(user->language, language.Text(0), sizeof user->language - 1);
   return 0;
 }
 
