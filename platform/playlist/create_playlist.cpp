@@ -101,10 +101,15 @@ int CreatePersonal(const std::string& name, std::string& path, const std::string
 
 }  // namespace
 
+bool cantora::CreateEmptyPlaylist(const std::string& name, const std::string& owner, bool shared,
+                                  std::string* path) {
+  if (!IsAcceptableName(name)) return false;
+  if (shared) return CreateShared(name, *path) != 0;
+  return IsValidUserName(owner) && CreatePersonal(name, *path, owner) != 0;
+}
+
 int IPhoneCreateEmptyPlaylist(const std::string& name, std::string& path, const std::string& owner,
                               bool shared) {
-  if (!IsAcceptableName(name) || !cantora::IsValidUserName(owner) ||
-      GetUserIdFromName(owner.c_str()) <= 0)
-    return 0;
-  return shared ? CreateShared(name, path) : CreatePersonal(name, path, owner);
+  if (!cantora::IsValidUserName(owner) || GetUserIdFromName(owner.c_str()) <= 0) return 0;
+  return cantora::CreateEmptyPlaylist(name, owner, shared, &path) ? 1 : 0;
 }

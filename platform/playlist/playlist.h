@@ -51,6 +51,13 @@ int ZARNMusicListAll(const char* library, int uid, MediaInfo** list, int kind,
 int IPhoneCreateEmptyPlaylist(const std::string& name, std::string& path, const std::string& owner,
                               bool shared);
 
+namespace cantora {
+// IPhoneCreateEmptyPlaylist without the owner's account check: owner is
+// only needed (a valid name) for a personal playlist. For administrators.
+bool CreateEmptyPlaylist(const std::string& name, const std::string& owner, bool shared,
+                         std::string* path);
+}  // namespace cantora
+
 // The songs of a client's id list: a JSON array whose elements are
 //   - song ids: a number, or its decimal text ("42");
 //   - personal song ids: "personal_42";
