@@ -46,7 +46,8 @@ bool ParseTarget(const AdminArgs& args, const char* what, Target* t, std::string
         *problem = std::string(what) + ": " + args[i] + " needs a value";
         return false;
       }
-      (args[i] == "--user" ? t->user : t->name) = args[++i];
+      std::string& value = args[i] == "--user" ? t->user : t->name;
+      value = args[++i];
     } else if (!args[i].empty() && args[i][0] == '-') {
       *problem = std::string(what) + ": unknown option " + args[i];
       return false;
