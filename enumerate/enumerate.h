@@ -61,6 +61,7 @@ class EnumerationHandler : public ServerFormHandler {
   // Playlist helpers (playlists.cpp).
   std::string GetRandomPlaylistPath();
   Json::Value RandomPlaylistItem(bool typed);
+  void AnswerPlaylists(const Json::Value& items);
   void ListPlaylistSongs(const char* pls_id, int start, int limit);
   bool CreateRandomPlaylist(const char* path);
   void WritePlaylistSongs(const MediaInfo* list, long id, const char* pls_id,

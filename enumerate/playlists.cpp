@@ -50,8 +50,6 @@ SmartPlaylistNameIndex IndexNames(const std::vector<std::string>& names) {
   return index;
 }
 
-Json::Value TotalOf(const Json::Value& items) { return Json::Value(Json::UInt(items.size())); }
-
 // Appends the smart playlists of a store (null: the shared one) to items.
 // Shared ones carry their enumeration position as "id"; personal ones none.
 int AppendSmartPlaylists(const char* file, bool typed, bool personal, Json::Value* items) {
@@ -118,18 +116,23 @@ Json::Value EnumerationHandler::RandomPlaylistItem(bool typed) {
   return item;
 }
 
-void EnumerationHandler::PlaylistEnum() {
+// "items", "total" = their number (unsigned), "success" true.
+void EnumerationHandler::AnswerPlaylists(const Json::Value& items) {
   Json::Value answer(Json::objectValue);
+  answer["items"] = items;
+  answer["total"] = Json::Value(Json::UInt(items.size()));
+  SetSuccess(answer, true);
+  WriteJsonResponse(answer, kJsonContentType);
+}
+
+void EnumerationHandler::PlaylistEnum() {
   Json::Value items(Json::arrayValue);
   items.append(RandomPlaylistItem(false));
   PlaylistRecord* list = nullptr;
   ZARNPlaylistListAll("shared", 0, &list, 0, 0, 0);
   AppendNormalPlaylists(list, false, nullptr, &items);
-  answer["total"] = TotalOf(items);
-  answer["items"] = items;
   ZARNPlayListFree(list);
-  SetSuccess(answer, true);
-  WriteJsonResponse(answer, kJsonContentType);
+  AnswerPlaylists(items);
 }
 
 void EnumerationHandler::SmartPlaylistEnum() {
@@ -146,7 +149,6 @@ void EnumerationHandler::AllPlaylistEnum() {
   const char* library = web_.In("library", "shared");
   const char* user = UserName();
   int uid = GetUserIdFromName(user);
-  Json::Value answer(Json::objectValue);
   Json::Value items(Json::arrayValue);
   items.append(RandomPlaylistItem(true));
 
@@ -182,11 +184,8 @@ void EnumerationHandler::AllPlaylistEnum() {
   // Read with the process's own identity, the privileges given back.
   if (smart_file[0] != '\0') AppendSmartPlaylists(smart_file, true, true, &items);
 
-  answer["total"] = TotalOf(items);
-  answer["items"] = items;
   ZARNPlayListFree(shared);
-  SetSuccess(answer, true);
-  WriteJsonResponse(answer, kJsonContentType);
+  AnswerPlaylists(items);
 }
 
 void EnumerationHandler::PlaylistSongEnum() {

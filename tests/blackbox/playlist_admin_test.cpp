@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/admin_errors.h"
 #include "tests/support/library_instance.h"
 
 namespace {
@@ -14,13 +15,7 @@ using harness::CommandResult;
 using harness::LibraryInstance;
 using harness::Tune;
 
-void ExpectOneLineError(const CommandResult& r) {
-  EXPECT_NE(r.status, 0);
-  EXPECT_EQ(r.out, "");
-  ASSERT_FALSE(r.err.empty());
-  EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;
-  EXPECT_EQ(r.err.rfind("cantora-admin: ", 0), 0u) << r.err;
-}
+using harness::ExpectOneLineError;
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

@@ -122,14 +122,18 @@ std::string Absolute(const std::string& path) {
   return getcwd(cwd, sizeof cwd) != nullptr ? std::string(cwd) + "/" + path : path;
 }
 
+void PrintStored(const std::vector<cantora::StoredPlaylist>& stored) {
+  for (const auto& p : stored)
+    std::printf("%lld\t%s\t%s\n", static_cast<long long>(p.id), p.name.c_str(), p.path.c_str());
+}
+
 int List(sqlite::Database& db, const Target& t) {
   if (!t.name_or_id.empty()) return Fail("playlist list: no arguments expected but --user");
   std::string error;
   std::vector<cantora::StoredPlaylist> stored;
   if (t.user.empty()) {
     if (!cantora::ListStoredPlaylists(db, 0, &stored, &error)) return Fail("playlist list: " + error);
-    for (const auto& p : stored)
-      std::printf("%lld\t%s\t%s\n", static_cast<long long>(p.id), p.name.c_str(), p.path.c_str());
+    PrintStored(stored);
     return 0;
   }
   if (!UserExists(db, t.user)) return Fail("playlist list: no user " + t.user);
@@ -137,8 +141,7 @@ int List(sqlite::Database& db, const Target& t) {
   st.Bind(1, t.user);
   int64_t uid = st.Step() == SQLITE_ROW ? st.Int(0) : -1;
   if (!cantora::ListStoredPlaylists(db, uid, &stored, &error)) return Fail("playlist list: " + error);
-  for (const auto& p : stored)
-    std::printf("%lld\t%s\t%s\n", static_cast<long long>(p.id), p.name.c_str(), p.path.c_str());
+  PrintStored(stored);
   std::string prefs = cantora::UserPreferenceDir(t.user);
   PlaylistRecord* own = nullptr;
   ZARNPersonalPlaylistListAll(prefs.c_str(), &own, 0, -1);
