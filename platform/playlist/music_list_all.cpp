@@ -38,6 +38,7 @@ std::vector<int64_t> LibrariesOf(const char* library, int uid) {
 int RandomSongs(const char* library, int uid, int limit, MediaInfo** list) {
   sqlite::Database* db = cantora::PlatformDatabase();
   if (db == nullptr) return -1;
+  cantora::ReadSnapshot snapshot(db);
   std::vector<int64_t> ids;
   size_t count = limit < 0 ? cantora::kExactScope : static_cast<size_t>(limit);
   if (!cantora::RandomSongIds(*db, LibrariesOf(library, uid), count, &ids)) return -1;

@@ -180,7 +180,6 @@ bool WritePlaylistFile(const char* path, const std::string& text, bool durable) 
     ok = ok && renameat(dir, temp.c_str(), dir, name.c_str()) == 0;
     if (!ok) unlinkat(dir, temp.c_str(), 0);
   }
-  if (ok && durable) fsync(dir);
   close(dir);
   return ok;
 }

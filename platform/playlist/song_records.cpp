@@ -34,10 +34,20 @@ MediaInfo* MediaInfoList::Release() {
 
 SongLookup::SongLookup(int uid) : SongLookup(PlatformDatabase(), uid) {}
 
-SongLookup::SongLookup(sqlite::Database* db, int uid) : uid_(uid) {
+ReadSnapshot::ReadSnapshot(sqlite::Database* db) {
+  if (db != nullptr && sqlite3_get_autocommit(db->get()) != 0 && db->Exec("BEGIN")) db_ = db;
+}
+
+ReadSnapshot::~ReadSnapshot() {
+  if (db_ != nullptr) db_->Exec("COMMIT");
+}
+
+SongLookup::SongLookup(sqlite::Database* db, int uid) : uid_(uid), snapshot_(db) {
   if (db == nullptr) return;
   // A user id of 0 or less owns no personal library: -1 matches no row.
-  const std::string scope = "AND library IN (0, ?2)";
+  // "+library" keeps the lookup on the id or the path, never on an index of
+  // the library, which would read the whole library.
+  const std::string scope = "AND +library IN (0, ?2)";
   by_path_ = db->Prepare(std::string(kSongColumns) + "WHERE path = ?1 " + scope);
   by_id_ = db->Prepare(std::string(kSongColumns) + "WHERE id = ?1 " + scope);
   if (by_path_.IsValid() && by_id_.IsValid()) db_ = db;

@@ -42,9 +42,24 @@ class MediaInfoList {
   size_t size_ = 0;
 };
 
+// Holds one read transaction on db for its life, unless one is open already:
+// a run of small lookups then takes the database's lock and checks its state
+// once, not once per statement.
+class ReadSnapshot {
+ public:
+  explicit ReadSnapshot(sqlite::Database* db);
+  ~ReadSnapshot();
+  ReadSnapshot(const ReadSnapshot&) = delete;
+  ReadSnapshot& operator=(const ReadSnapshot&) = delete;
+
+ private:
+  sqlite::Database* db_ = nullptr;  // set when this object began the transaction
+};
+
 // Reads song records of the index as one user sees them: rows of the shared
 // libraries (library 0) and of the user's own personal library (library =
-// uid when uid > 0). Statements are prepared once per lookup object.
+// uid when uid > 0). Statements are prepared once per lookup object, and
+// its lookups share one read transaction (ReadSnapshot).
 class SongLookup {
  public:
   // On the process's platform database; ok() is false when it cannot be read.
@@ -69,6 +84,7 @@ class SongLookup {
   sqlite::Database* db_ = nullptr;
   int uid_ = 0;
   sqlite::Statement by_path_, by_id_;
+  ReadSnapshot snapshot_;
   MediaInfoAllocator records_;
 };
 
