@@ -543,6 +543,35 @@ TEST_F(Playlists, CreateRefusesHostileAndTakenNames) {
   }
   EXPECT_EQ(ReadFile(instance_->Path("data/playlists/Keep.m3u8")), "#EXTM3U\nkept.mp3\n");
   EXPECT_FALSE(Exists(instance_->Path("data/up.m3u8")));
+  // A NUL cannot reach the platform: the parameter is dropped.
+  CgiResult nul = Get(*alice_, "action=playlist_create&name=x%00y&id_list=[]");
+  EXPECT_TRUE(nul.json.isNull());
+  EXPECT_TRUE(Logged(nul.log, kErr, "enumerate:1751 Bad parameter"));
+}
+
+TEST_F(Playlists, EntryIdsOfPlaylistsTheOwnerCannotReadAreLeftOut) {
+  MakeDirs(Prefs("bob"));
+  WriteFile(Prefs("bob") + "/Bobs.m3u", "#EXTINF:1,Bob - Private Entry\n/nowhere/bob.mp3\n");
+  const std::string sep = "_ZARNPLSSPTR_";
+  std::string as_bob = "PLSID" + sep + "Bobs" + sep + "0" + sep + "yes" + sep + "0" + sep +
+                       "100000" + sep + "0";
+  // Bob's own id works for bob...
+  CgiResult mine = Get(*bob_, "action=playlist_create&personal=yes&name=Copy&id_list=" +
+                                  Encode("[\"" + as_bob + "\"]"));
+  ASSERT_TRUE(mine.json["success"].asBool()) << mine.out;
+  EXPECT_EQ(ReadFile(Prefs("bob") + "/Copy.m3u"),
+            "#EXTM3U\n#EXTINF:1,Bob - Private Entry\n/nowhere/bob.mp3\n");
+  // ...and names nothing for alice, however the name climbs.
+  std::string climbing = "PLSID" + sep + "../../bob/playlists/Bobs" + sep + "0" + sep + "yes" +
+                         sep + "0" + sep + "100000" + sep + "0";
+  std::string random_of_bob = "PLSID" + sep + "-3" + sep + "" + sep + "no" + sep + "0" + sep +
+                              "100000" + sep + "0";
+  CgiResult r = Get(*alice_, "action=playlist_create&name=Stolen&id_list=" +
+                                 Encode("[\"" + as_bob + "\",\"" + climbing + "\",\"" +
+                                        random_of_bob + "\"]"));
+  ASSERT_TRUE(r.json["success"].asBool()) << r.out;
+  std::string stolen = ReadFile(instance_->Path("data/playlists/Stolen.m3u8"));
+  EXPECT_EQ(stolen.find("bob"), std::string::npos) << stolen;
 }
 
 TEST_F(Playlists, CreateBadParametersAndUnparsableList) {
