@@ -86,6 +86,11 @@ int CreateShared(const std::string& name, std::string& path) {
     unlink(file.c_str());
     return 0;
   }
+  // The request has written to the log of the database; closing the last
+  // connection would copy it into the database there and then, a wait of
+  // two flushes for the client. SQLite's own checkpoints and the indexer's
+  // do it later.
+  sqlite3_db_config(db->get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   path = file;
   return 1;
 }

@@ -40,7 +40,7 @@ bool IsBelow(const std::string& path, const std::string& folder) {
 std::string TmpFolder() { return Canonical(ResolveSystemPath("/tmp")); }
 
 // The stores a user's playlists may be read from, canonical.
-std::vector<std::string> ReadableStores(int uid, const std::string& user) {
+std::vector<std::string> ReadableStores(const std::string& user) {
   const Config& config = GetConfig();
   std::vector<std::string> stores = {Canonical(config.shared_playlists)};
   for (const auto& folder : AudioFile::GetIndexedFolder()) stores.push_back(Canonical(folder.first));
@@ -48,7 +48,6 @@ std::vector<std::string> ReadableStores(int uid, const std::string& user) {
     if (IsPersonalLibEnabled(user.c_str())) stores.push_back(Canonical(PersonalLibraryFolder(user)));
     stores.push_back(Canonical(PersonalPlaylistFolder(user)));
   }
-  (void)uid;
   return stores;
 }
 
@@ -134,7 +133,7 @@ bool ReadPlaylistFile(int uid, const char* path, std::string* text, std::string*
   std::string user = UserNameOfId(uid);
   bool allowed = !user.empty() && IsValidUserName(user) && resolved == RandomPlaylistFile(user);
   if (!allowed) {
-    for (const std::string& store : ReadableStores(uid, user)) {
+    for (const std::string& store : ReadableStores(user)) {
       if (IsBelow(resolved, store)) {
         allowed = true;
         break;
