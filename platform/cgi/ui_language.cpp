@@ -5,13 +5,9 @@
 #include <cstdlib>
 #include <vector>
 
-namespace {
+#include "platform/text/trim.h"
 
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
-  return s;
-}
+namespace {
 
 std::string Lower(std::string_view s) {
   std::string out(s);
@@ -24,7 +20,7 @@ std::string Lower(std::string_view s) {
 namespace cantora {
 
 std::string ShippedLanguage(std::string_view tag) {
-  std::string t = Lower(Trim(tag));
+  std::string t = Lower(cantora::TrimSpace(tag));
   std::replace(t.begin(), t.end(), '_', '-');
   std::string primary = t.substr(0, t.find('-'));
   for (const char* simple : {"en", "de", "fr", "es", "ja"})
@@ -53,10 +49,10 @@ std::string LanguageOfAcceptLanguage(std::string_view header) {
     std::string_view item = header.substr(pos, comma - pos);
     pos = comma + 1;
     size_t semi = item.find(';');
-    std::string_view tag = Trim(item.substr(0, semi));
+    std::string_view tag = cantora::TrimSpace(item.substr(0, semi));
     double q = 1;
     if (semi != std::string_view::npos) {
-      std::string_view param = Trim(item.substr(semi + 1));
+      std::string_view param = cantora::TrimSpace(item.substr(semi + 1));
       if (param.size() > 2 && (param[0] == 'q' || param[0] == 'Q') && param[1] == '=')
         q = std::strtod(std::string(param.substr(2)).c_str(), nullptr);
     }

@@ -1,16 +1,11 @@
 #include "platform/locale/localized_strings.h"
 
-#include <cctype>
 #include <fstream>
 #include <sstream>
 
-namespace {
+#include "platform/text/trim.h"
 
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
-  return s;
-}
+namespace {
 
 // A quoted value without its quotes, escapes undone; a bare value as it is.
 std::string ValueText(std::string_view value) {
@@ -41,18 +36,18 @@ Json::Value LocalizedStringParser::ParseText(std::string_view text) {
   while (pos < text.size()) {
     size_t end = text.find('\n', pos);
     if (end == std::string_view::npos) end = text.size();
-    std::string_view line = Trim(text.substr(pos, end - pos));
+    std::string_view line = cantora::TrimSpace(text.substr(pos, end - pos));
     pos = end + 1;
     if (line.empty() || line[0] == '#' || line[0] == ';') continue;
     if (line.front() == '[') {
-      if (line.back() == ']') section = std::string(Trim(line.substr(1, line.size() - 2)));
+      if (line.back() == ']') section = std::string(cantora::TrimSpace(line.substr(1, line.size() - 2)));
       continue;
     }
     size_t eq = line.find('=');
     if (eq == std::string_view::npos || section.empty()) continue;
-    std::string key(Trim(line.substr(0, eq)));
+    std::string key(cantora::TrimSpace(line.substr(0, eq)));
     if (key.empty()) continue;
-    texts[section][key] = ValueText(Trim(line.substr(eq + 1)));
+    texts[section][key] = ValueText(cantora::TrimSpace(line.substr(eq + 1)));
   }
   return texts;
 }
