@@ -615,3 +615,37 @@ TEST_F(Playlists, IdsSurviveIndexRunsAndAreNeverReused) {
 }
 
 }  // namespace
+
+namespace {
+
+// An instance with songs but no playlist files at all.
+TEST(PlaylistsEmpty, OnlyTheRandomPlaylistAndANullNameWithoutTexts) {
+  LibraryInstance instance;
+  instance.AddSongs({Tune("a.mp3", "A", "Al", "Ar")});
+  instance.Index();
+  std::string session = instance.AddUser("alice");
+  CgiResult r = harness::Enumerate(instance, session, "action=playlist_enum&username=alice");
+  ASSERT_EQ(r.json["items"].size(), 1u) << r.out;
+  EXPECT_EQ(r.json["total"].asUInt(), 1u);
+  EXPECT_EQ(r.json["items"][0]["id"].asInt(), -3);
+  EXPECT_EQ(r.json["items"][0]["name"].asString(), "Random 100");
+  CgiResult all = harness::Enumerate(instance, session, "action=all_playlist_enum");
+  EXPECT_EQ(all.json["total"].asUInt(), 1u);
+  CgiResult smart = harness::Enumerate(instance, session, "action=smartplaylist_enum");
+  EXPECT_EQ(smart.json["items"].size(), 0u);
+  EXPECT_EQ(smart.json["total"].asInt(), 0);
+  EXPECT_TRUE(smart.json["success"].asBool());
+  // Without the language's texts the random playlist is still listed, its
+  // name null.
+  harness::Run({"/bin/rm", "-rf", instance.Path("var/packages/Cantora/target/app/texts/en")});
+  CgiResult bare = harness::Enumerate(instance, session, "action=playlist_enum&username=alice");
+  ASSERT_EQ(bare.json["items"].size(), 1u);
+  EXPECT_TRUE(bare.json["items"][0].isMember("name"));
+  EXPECT_TRUE(bare.json["items"][0]["name"].isNull());
+  // Without username the path is made from a null text.
+  CgiResult anonymous = harness::Enumerate(instance, session, "action=playlist_enum");
+  EXPECT_EQ(anonymous.json["items"][0]["path"].asString(),
+            instance.Path("tmp/(null)==DynaRandom100==.m3u"));
+}
+
+}  // namespace
