@@ -73,7 +73,8 @@ void AppendNormalPlaylists(const PlaylistRecord* list, bool typed, const char* p
                            Json::Value* items) {
   for (const PlaylistRecord* r = list; r != nullptr; r = r->next) {
     Json::Value item(Json::objectValue);
-    if (personal_user == nullptr || ZARNPlaylistIsOriginalPersonalPlaylist(r->path, personal_user) == 0) {
+    if (personal_user == nullptr ||
+        ZARNPlaylistIsOriginalPersonalPlaylist(r->path, personal_user) == 0) {
       char id[kIdSize];
       std::snprintf(id, sizeof id, "%ld", r->id);
       item["id"] = id;
@@ -106,8 +107,8 @@ std::string EnumerationHandler::GetRandomPlaylistPath() {
 }
 
 Json::Value EnumerationHandler::RandomPlaylistItem(bool typed) {
-  Json::Value texts =
-      ZARN::PVX::LocalizedStringParser::ParseTexts(cantora::ResolveSystemPath(kTextsFolder) + web_.GetUILanguage());
+  Json::Value texts = ZARN::PVX::LocalizedStringParser::ParseTexts(
+      cantora::ResolveSystemPath(kTextsFolder) + web_.GetUILanguage());
   Json::Value item(Json::objectValue);
   item["id"] = Json::Value(Json::Int(RANDOM_PLAYLIST_ID));
   item["name"] = texts["common"]["random_playlist"];
@@ -166,8 +167,7 @@ void EnumerationHandler::AllPlaylistEnum() {
     struct stat st;
     if (!guard.ok()) {
       syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, 390);
-    } else if (ZARNUserPreferenceDirGet(user, prefdir, kPathSize) == 0 &&
-               stat(prefdir, &st) == 0) {
+    } else if (ZARNUserPreferenceDirGet(user, prefdir, kPathSize) == 0 && stat(prefdir, &st) == 0) {
       PlaylistRecord* personal = nullptr;
       int rc = IsPersonalLibEnabled(user) == 0 || std::strcmp(library, "shared") == 0
                    ? ZARNPersonalPlaylistListAll(prefdir, &personal, 0, -1)

@@ -60,9 +60,11 @@ std::string LanguageOfAcceptLanguage(std::string_view header) {
     if (q > 0 && !language.empty()) choices.push_back({q, order++, language});
   }
   if (choices.empty()) return "";
-  return std::min_element(choices.begin(), choices.end(), [](const Choice& a, const Choice& b) {
-           return a.q != b.q ? a.q > b.q : a.order < b.order;
-         })->language;
+  return std::min_element(choices.begin(), choices.end(),
+                          [](const Choice& a, const Choice& b) {
+                            return a.q != b.q ? a.q > b.q : a.order < b.order;
+                          })
+      ->language;
 }
 
 }  // namespace cantora

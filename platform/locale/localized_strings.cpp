@@ -40,7 +40,8 @@ Json::Value LocalizedStringParser::ParseText(std::string_view text) {
     pos = end + 1;
     if (line.empty() || line[0] == '#' || line[0] == ';') continue;
     if (line.front() == '[') {
-      if (line.back() == ']') section = std::string(cantora::TrimSpace(line.substr(1, line.size() - 2)));
+      if (line.back() == ']')
+        section = std::string(cantora::TrimSpace(line.substr(1, line.size() - 2)));
       continue;
     }
     size_t eq = line.find('=');
@@ -62,4 +63,3 @@ Json::Value LocalizedStringParser::ParseTexts(const std::string& dir) {
 
 }  // namespace PVX
 }  // namespace ZARN
-

@@ -24,7 +24,8 @@ int HexDigit(char c) {
 std::string PercentDecoded(std::string_view text) {
   std::string out;
   for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 && HexDigit(text[i + 2]) >= 0) {
+    if (text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 &&
+        HexDigit(text[i + 2]) >= 0) {
       char c = static_cast<char>(HexDigit(text[i + 1]) * 16 + HexDigit(text[i + 2]));
       if (c != '\0') {
         out.push_back(c);

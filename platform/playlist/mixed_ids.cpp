@@ -108,8 +108,8 @@ unsigned long SongIdOf(const Json::Value& item) {
   if (item.isUInt64()) return static_cast<unsigned long>(item.asUInt64());
   if (!item.isString()) return 0;
   std::string text = item.asString();
-  const char* digits = IsPersonalLibraryID(text.c_str()) ? RemovePersonalLibraryPrefix(text.c_str())
-                                                         : text.c_str();
+  const char* digits =
+      IsPersonalLibraryID(text.c_str()) ? RemovePersonalLibraryPrefix(text.c_str()) : text.c_str();
   if (digits == nullptr || *digits < '0' || *digits > '9') return 0;
   char* end = nullptr;
   errno = 0;

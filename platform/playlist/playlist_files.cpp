@@ -43,9 +43,11 @@ std::string TmpFolder() { return Canonical(ResolveSystemPath("/tmp")); }
 std::vector<std::string> ReadableStores(const std::string& user) {
   const Config& config = GetConfig();
   std::vector<std::string> stores = {Canonical(config.shared_playlists)};
-  for (const auto& folder : AudioFile::GetIndexedFolder()) stores.push_back(Canonical(folder.first));
+  for (const auto& folder : AudioFile::GetIndexedFolder())
+    stores.push_back(Canonical(folder.first));
   if (!user.empty()) {
-    if (IsPersonalLibEnabled(user.c_str())) stores.push_back(Canonical(PersonalLibraryFolder(user)));
+    if (IsPersonalLibEnabled(user.c_str()))
+      stores.push_back(Canonical(PersonalLibraryFolder(user)));
     stores.push_back(Canonical(PersonalPlaylistFolder(user)));
   }
   return stores;
@@ -159,8 +161,7 @@ bool WritePlaylistFile(const char* path, const std::string& text, bool durable) 
   std::string full = path;
   size_t slash = full.rfind('/');
   std::string name = full.substr(slash + 1);
-  if (name.empty() || name[0] == '.' || HasControl(name) || !IsPlaylistFileName(name))
-    return false;
+  if (name.empty() || name[0] == '.' || HasControl(name) || !IsPlaylistFileName(name)) return false;
   std::string folder = Canonical(slash == 0 ? "/" : full.substr(0, slash));
   if (folder.empty() || !IsWritableStore(folder, name)) return false;
   int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);

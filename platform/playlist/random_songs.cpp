@@ -26,8 +26,8 @@ std::mt19937_64& Generator() {
 // ids untouched beyond what was read) when it holds more.
 bool SmallScope(sqlite::Database& db, const std::string& scope, std::vector<int64_t>* ids,
                 bool* readable) {
-  sqlite::Statement st = db.Prepare("SELECT id FROM song WHERE library IN (" + scope +
-                                    ") LIMIT " + std::to_string(kExactScope + 1));
+  sqlite::Statement st = db.Prepare("SELECT id FROM song WHERE library IN (" + scope + ") LIMIT " +
+                                    std::to_string(kExactScope + 1));
   *readable = st.IsValid();
   if (!*readable) return false;
   int rc;

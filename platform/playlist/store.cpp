@@ -54,7 +54,8 @@ template <typename Item, typename Make>
 int PageOf(const std::vector<Item>& items, int start, int limit, PlaylistRecord** list, Make make) {
   *list = nullptr;
   size_t first = start > 0 ? static_cast<size_t>(start) : 0;
-  size_t end = limit > 0 ? std::min(items.size(), first + static_cast<size_t>(limit)) : items.size();
+  size_t end =
+      limit > 0 ? std::min(items.size(), first + static_cast<size_t>(limit)) : items.size();
   PlaylistRecord** link = list;
   int count = 0;
   for (size_t i = first; i < end; ++i) {
@@ -123,8 +124,8 @@ std::string PersonalPlaylistFolder(const std::string& user_name) {
   return dir.empty() ? dir : dir + "/playlists";
 }
 
-bool RegisterPlaylist(sqlite::Database& db, int64_t library, const std::string& path,
-                      int64_t* id, std::string* error) {
+bool RegisterPlaylist(sqlite::Database& db, int64_t library, const std::string& path, int64_t* id,
+                      std::string* error) {
   sqlite::Statement find = db.Prepare("SELECT id FROM playlist WHERE path = ?", error);
   if (!find.IsValid()) return false;
   find.Bind(1, path);
@@ -185,7 +186,8 @@ int ZARNPlaylistListAll(const char* kind, int uid, PlaylistRecord** list, int st
   if (personal && uid <= 0) return -1;
   if (!cantora::ListStoredPlaylists(*db, personal ? uid : 0, &stored, nullptr)) return -1;
   std::vector<cantora::Listed> items;
-  for (const cantora::StoredPlaylist& p : stored) items.push_back({static_cast<long>(p.id), p.name, p.path});
+  for (const cantora::StoredPlaylist& p : stored)
+    items.push_back({static_cast<long>(p.id), p.name, p.path});
   if (personal) {
     // The user's own playlist files come after those of the personal library.
     std::string folder = cantora::PersonalPlaylistFolder(cantora::UserNameOfId(uid));

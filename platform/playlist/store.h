@@ -78,8 +78,8 @@ struct StoredPlaylist {
 };
 
 // Registers a playlist file of a library, or finds it: *id is its id either way.
-bool RegisterPlaylist(sqlite::Database& db, int64_t library, const std::string& path,
-                      int64_t* id, std::string* error);
+bool RegisterPlaylist(sqlite::Database& db, int64_t library, const std::string& path, int64_t* id,
+                      std::string* error);
 // The indexed playlists of library, in name order, then path order.
 bool ListStoredPlaylists(sqlite::Database& db, int64_t library,
                          std::vector<StoredPlaylist>* playlists, std::string* error);

@@ -18,5 +18,5 @@ bool IsRandomPlaylist(const std::string& path) {
 int ZARNWriteMusicPlaylist(const MediaInfo* list, const char* path) {
   if (path == nullptr) return -1;
   return cantora::WritePlaylistFile(path, cantora::FormatM3u8(list), !IsRandomPlaylist(path)) ? 0
-                                                                                             : -1;
+                                                                                              : -1;
 }

@@ -27,8 +27,8 @@ std::string ReadFile(const std::string& path) {
 TEST(PlaylistAdmin, InitInstallsTheShippedTexts) {
   harness::Instance instance;
   for (const char* language : {"en", "de", "fr", "es", "ja", "zh-Hans"}) {
-    std::string text =
-        ReadFile(instance.Path(std::string("var/packages/Cantora/target/app/texts/") + language + "/strings"));
+    std::string text = ReadFile(instance.Path(
+        std::string("var/packages/Cantora/target/app/texts/") + language + "/strings"));
     EXPECT_NE(text.find("[common]"), std::string::npos) << language;
     EXPECT_NE(text.find("random_playlist = \""), std::string::npos) << language;
   }
@@ -39,12 +39,18 @@ TEST(PlaylistAdmin, HelpAndOneLineErrors) {
   CommandResult help = instance.Admin({"playlist", "--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("usage: cantora-admin playlist"), std::string::npos);
-  for (std::vector<std::string> args :
-       {std::vector<std::string>{"playlist"}, {"playlist", "frob"}, {"playlist", "show"},
-        {"playlist", "show", "12345"}, {"playlist", "show", "abc"}, {"playlist", "del", "-1"},
-        {"playlist", "import", "/nonexistent.m3u"}, {"playlist", "import", "/etc/passwd"},
-        {"playlist", "list", "--user", "nobody-here"}, {"playlist", "show", "--user"},
-        {"playlist", "list", "--bogus"}, {"playlist", "show", "1", "--name", "x"}})
+  for (std::vector<std::string> args : {std::vector<std::string>{"playlist"},
+                                        {"playlist", "frob"},
+                                        {"playlist", "show"},
+                                        {"playlist", "show", "12345"},
+                                        {"playlist", "show", "abc"},
+                                        {"playlist", "del", "-1"},
+                                        {"playlist", "import", "/nonexistent.m3u"},
+                                        {"playlist", "import", "/etc/passwd"},
+                                        {"playlist", "list", "--user", "nobody-here"},
+                                        {"playlist", "show", "--user"},
+                                        {"playlist", "list", "--bogus"},
+                                        {"playlist", "show", "1", "--name", "x"}})
     ExpectOneLineError(instance.Admin(args));
 }
 
@@ -71,7 +77,8 @@ TEST(PlaylistAdmin, ImportListShowDeleteShared) {
 
   // The gateway sees it too.
   std::string session = instance.AddUser("alice");
-  harness::CgiResult r = harness::Enumerate(instance, session, "action=playlist_song_enum&pls_id=" + id);
+  harness::CgiResult r =
+      harness::Enumerate(instance, session, "action=playlist_song_enum&pls_id=" + id);
   EXPECT_EQ(harness::Column(r.json, "title"), (std::vector<std::string>{"Alpha", "Beta"}));
 
   EXPECT_EQ(instance.Admin({"playlist", "del", id}).status, 0);
@@ -89,7 +96,8 @@ TEST(PlaylistAdmin, UsersOwnPlaylists) {
   EXPECT_EQ(instance.Admin({"playlist", "list", "--user", "carol"}).out,
             "0\tmine\t" + instance.Path("preferences/carol/playlists/mine.m3u") + "\n");
   EXPECT_EQ(instance.Admin({"playlist", "show", "--user", "carol", "mine"}).out, "/x/one.mp3\n");
-  ExpectOneLineError(instance.Admin({"playlist", "show", "--user", "carol", "../carol/playlists/mine"}));
+  ExpectOneLineError(
+      instance.Admin({"playlist", "show", "--user", "carol", "../carol/playlists/mine"}));
   EXPECT_EQ(instance.Admin({"playlist", "list"}).out, "");  // not shared
   EXPECT_EQ(instance.Admin({"playlist", "del", "--user", "carol", "mine"}).status, 0);
   EXPECT_EQ(instance.Admin({"playlist", "list", "--user", "carol"}).out, "");

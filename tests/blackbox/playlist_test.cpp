@@ -74,8 +74,9 @@ class Playlists : public ::testing::Test {
                         instance_->PersonalFolder("bob"));
     const std::string m = instance_->music();
     // Three entries: two indexed songs and a file that is not indexed.
-    WriteFile(m + "/Mix.m3u", "#EXTM3U\n#EXTINF:3,Artist - Song 01\nalbum/01.mp3\n"
-                              "album\\02.mp3\n#EXTINF:61,Nobody - Not Indexed\n/nowhere/x.mp3\n");
+    WriteFile(m + "/Mix.m3u",
+              "#EXTM3U\n#EXTINF:3,Artist - Song 01\nalbum/01.mp3\n"
+              "album\\02.mp3\n#EXTINF:61,Nobody - Not Indexed\n/nowhere/x.mp3\n");
     // The whole album in order, absolute paths.
     std::string album = "#EXTM3U\n";
     for (int i = 1; i <= 30; ++i) {
@@ -215,19 +216,22 @@ TEST_F(Playlists, UsersDoNotSeeEachOthersPersonalPlaylists) {
   for (const Json::Value& item : own.json["items"])
     if (item["name"].asString() == "Own Library List") id = item["id"].asString();
   ASSERT_FALSE(id.empty());
-  EXPECT_EQ(Songs(*alice_, "pls_id=x&personal=yes&personal_pls_id=" + id).json["total"].asUInt(), 1u);
+  EXPECT_EQ(Songs(*alice_, "pls_id=x&personal=yes&personal_pls_id=" + id).json["total"].asUInt(),
+            1u);
   CgiResult r = Songs(*bob_, "pls_id=x&personal=yes&personal_pls_id=" + id);
   EXPECT_EQ(r.json["total"].asUInt(), 0u);
   EXPECT_TRUE(Logged(r.log, kErr, "enumerate:483 Failed to get playlist path."));
   EXPECT_EQ(Songs(*bob_, "pls_id=" + Encode("../../alice/playlists/Road Trip") + "&personal=yes")
-                .json["total"].asUInt(),
+                .json["total"]
+                .asUInt(),
             0u);
 }
 
 TEST_F(Playlists, SmartPlaylistsSortedWithoutCaseTiesInFileOrder) {
-  WriteFile(instance_->Path("data/smart.playlist"),
-            R"({"playlists":[{"name":"rock","match":"all","rules":[]},)"
-            R"({"name":"Rock","match":"all","rules":[]},{"name":"Abba","match":"any","rules":[]}]})");
+  WriteFile(
+      instance_->Path("data/smart.playlist"),
+      R"({"playlists":[{"name":"rock","match":"all","rules":[]},)"
+      R"({"name":"Rock","match":"all","rules":[]},{"name":"Abba","match":"any","rules":[]}]})");
   CgiResult r = Get(*alice_, "action=smartplaylist_enum");
   ASSERT_EQ(r.json["items"].size(), 3u);
   EXPECT_EQ(Column(r.json, "name"), (Names{"Abba", "rock", "Rock"}));
@@ -339,7 +343,7 @@ TEST_F(Playlists, PagingAtTheEnds) {
   EXPECT_TRUE(titles("&start=30").empty());
   EXPECT_TRUE(titles("&start=1000000").empty());
   EXPECT_TRUE(titles("&limit=0").empty());
-  EXPECT_TRUE(titles("&limit=abc").empty());              // parses as 0
+  EXPECT_TRUE(titles("&limit=abc").empty());                    // parses as 0
   EXPECT_EQ(titles("&start=abc&limit=1"), (Names{"Song 01"}));  // start 0
   EXPECT_EQ(titles("&start=-5&limit=2"), (Names{"Song 01", "Song 02"}));
   EXPECT_EQ(titles("&limit=-1").size(), 30u);  // a negative limit is no limit
@@ -485,8 +489,8 @@ TEST_F(Playlists, CreateFromMixedIdsAndReadItBack) {
   std::string his = b.json["items"][0]["id"].asString();
   std::string list = "[" + song5 + ",\"" + song5 + "\",\"" + mine + "\",\"" + compound + "\",\"" +
                      his + "\",\"" + his.substr(9) + "\",999999,\"junk\",-4,\"PLSID_x\"]";
-  CgiResult r = Get(*alice_, "action=playlist_create&name=" + Encode("Picked") + "&id_list=" +
-                                 Encode(list));
+  CgiResult r =
+      Get(*alice_, "action=playlist_create&name=" + Encode("Picked") + "&id_list=" + Encode(list));
   EXPECT_TRUE(r.json["success"].asBool()) << r.out;
   EXPECT_EQ(r.json["playlist_name"].asString(), "Picked");
   // Shared: listed at once, with an id, and its songs in list order.
@@ -509,12 +513,17 @@ TEST_F(Playlists, CreatePersonalAndOpenByName) {
                                  Encode("[\"" + song + "\"]"));
   EXPECT_TRUE(r.json["success"].asBool()) << r.out;
   EXPECT_TRUE(Exists(Prefs("alice") + "/Evening.m3u"));
-  EXPECT_EQ(Column(Songs(*alice_, "pls_id=Evening&personal=yes").json, "title"), (Names{"Song 07"}));
+  EXPECT_EQ(Column(Songs(*alice_, "pls_id=Evening&personal=yes").json, "title"),
+            (Names{"Song 07"}));
   Names bobs = Column(Get(*bob_, "action=all_playlist_enum").json, "name");
   EXPECT_EQ(std::count(bobs.begin(), bobs.end(), "Evening"), 0);
   // "Yes" and "1" are not "yes": shared playlists.
-  EXPECT_TRUE(Get(*alice_, "action=playlist_create&personal=Yes&name=CapYes&id_list=[]").json["success"].asBool());
-  EXPECT_TRUE(Get(*alice_, "action=playlist_create&personal=1&name=One&id_list=[]").json["success"].asBool());
+  EXPECT_TRUE(Get(*alice_, "action=playlist_create&personal=Yes&name=CapYes&id_list=[]")
+                  .json["success"]
+                  .asBool());
+  EXPECT_TRUE(Get(*alice_, "action=playlist_create&personal=1&name=One&id_list=[]")
+                  .json["success"]
+                  .asBool());
   EXPECT_FALSE(SharedId("CapYes").empty());
   EXPECT_FALSE(SharedId("One").empty());
 }
@@ -522,7 +531,8 @@ TEST_F(Playlists, CreatePersonalAndOpenByName) {
 TEST_F(Playlists, CreateNameLimitInBytes) {
   std::string ok(250, 'n'), too_long(251, 'n'), wide;
   for (int i = 0; i < 100; ++i) wide += "\xE6\x97\xA5";  // 300 bytes, 100 characters
-  EXPECT_TRUE(Get(*alice_, "action=playlist_create&name=" + ok + "&id_list=[]").json["success"].asBool());
+  EXPECT_TRUE(
+      Get(*alice_, "action=playlist_create&name=" + ok + "&id_list=[]").json["success"].asBool());
   for (const std::string& name : {too_long, wide}) {
     CgiResult r = Get(*alice_, "action=playlist_create&name=" + Encode(name) + "&id_list=[]");
     EXPECT_TRUE(r.json.isNull()) << r.out;
@@ -553,8 +563,8 @@ TEST_F(Playlists, EntryIdsOfPlaylistsTheOwnerCannotReadAreLeftOut) {
   MakeDirs(Prefs("bob"));
   WriteFile(Prefs("bob") + "/Bobs.m3u", "#EXTINF:1,Bob - Private Entry\n/nowhere/bob.mp3\n");
   const std::string sep = "_ZARNPLSSPTR_";
-  std::string as_bob = "PLSID" + sep + "Bobs" + sep + "0" + sep + "yes" + sep + "0" + sep +
-                       "100000" + sep + "0";
+  std::string as_bob =
+      "PLSID" + sep + "Bobs" + sep + "0" + sep + "yes" + sep + "0" + sep + "100000" + sep + "0";
   // Bob's own id works for bob...
   CgiResult mine = Get(*bob_, "action=playlist_create&personal=yes&name=Copy&id_list=" +
                                   Encode("[\"" + as_bob + "\"]"));
@@ -564,11 +574,11 @@ TEST_F(Playlists, EntryIdsOfPlaylistsTheOwnerCannotReadAreLeftOut) {
   // ...and names nothing for alice, however the name climbs.
   std::string climbing = "PLSID" + sep + "../../bob/playlists/Bobs" + sep + "0" + sep + "yes" +
                          sep + "0" + sep + "100000" + sep + "0";
-  std::string random_of_bob = "PLSID" + sep + "-3" + sep + "" + sep + "no" + sep + "0" + sep +
-                              "100000" + sep + "0";
-  CgiResult r = Get(*alice_, "action=playlist_create&name=Stolen&id_list=" +
-                                 Encode("[\"" + as_bob + "\",\"" + climbing + "\",\"" +
-                                        random_of_bob + "\"]"));
+  std::string random_of_bob =
+      "PLSID" + sep + "-3" + sep + "" + sep + "no" + sep + "0" + sep + "100000" + sep + "0";
+  CgiResult r = Get(
+      *alice_, "action=playlist_create&name=Stolen&id_list=" +
+                   Encode("[\"" + as_bob + "\",\"" + climbing + "\",\"" + random_of_bob + "\"]"));
   ASSERT_TRUE(r.json["success"].asBool()) << r.out;
   std::string stolen = ReadFile(instance_->Path("data/playlists/Stolen.m3u8"));
   EXPECT_EQ(stolen.find("bob"), std::string::npos) << stolen;

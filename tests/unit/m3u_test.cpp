@@ -41,18 +41,20 @@ TEST(M3uTest, ExtinfDescribesTheNextEntryOnly) {
 
 TEST(M3uTest, RelativeWindowsAndBomTolerated) {
   std::vector<PlaylistEntry> e = ParseM3u(
-      "\xEF\xBB\xBF" "a.mp3\r\nsub\\b.flac\r\n\r\n../up/c.ogg\r\n./d.mp3\r\n# a comment\r\n"
+      "\xEF\xBB\xBF"
+      "a.mp3\r\nsub\\b.flac\r\n\r\n../up/c.ogg\r\n./d.mp3\r\n# a comment\r\n"
       "/abs//e.mp3\r\n   \r\nfile:///m/f%20g.mp3\nhttp://radio.example/stream\n",
       "/music/lists", 0, -1);
-  EXPECT_EQ(Paths(e), (std::vector<std::string>{
-                          "/music/lists/a.mp3", "/music/lists/sub/b.flac", "/music/up/c.ogg",
-                          "/music/lists/d.mp3", "/abs/e.mp3", "/m/f g.mp3",
-                          "http://radio.example/stream"}));
+  EXPECT_EQ(Paths(e),
+            (std::vector<std::string>{"/music/lists/a.mp3", "/music/lists/sub/b.flac",
+                                      "/music/up/c.ogg", "/music/lists/d.mp3", "/abs/e.mp3",
+                                      "/m/f g.mp3", "http://radio.example/stream"}));
 }
 
 TEST(M3uTest, PagingByStartAndLimitWithTheWholeCount) {
   std::string text;
-  for (int i = 0; i < 10; ++i) text += "#EXTINF:1,t" + std::to_string(i) + "\n/" + std::to_string(i) + "\n";
+  for (int i = 0; i < 10; ++i)
+    text += "#EXTINF:1,t" + std::to_string(i) + "\n/" + std::to_string(i) + "\n";
   size_t total = 0;
   std::vector<PlaylistEntry> page = ParseM3u(text, "/", 3, 2, &total);
   EXPECT_EQ(Paths(page), (std::vector<std::string>{"/3", "/4"}));
@@ -60,8 +62,8 @@ TEST(M3uTest, PagingByStartAndLimitWithTheWholeCount) {
   EXPECT_EQ(total, 10u);
   EXPECT_TRUE(ParseM3u(text, "/", 10, 5, &total).empty());
   EXPECT_TRUE(ParseM3u(text, "/", 0, 0).empty());
-  EXPECT_EQ(ParseM3u(text, "/", -4, 1).size(), 1u);   // negative start: from the first
-  EXPECT_EQ(ParseM3u(text, "/", 8, -1).size(), 2u);   // negative limit: to the end
+  EXPECT_EQ(ParseM3u(text, "/", -4, 1).size(), 1u);  // negative start: from the first
+  EXPECT_EQ(ParseM3u(text, "/", 8, -1).size(), 2u);  // negative limit: to the end
   EXPECT_EQ(ParseM3u(text, "/", 9, 1000).size(), 1u);
 }
 
@@ -86,8 +88,9 @@ TEST(M3uTest, WriterGivesExtinfLinesAndReadsBack) {
   MediaInfo* b = cantora::NewMediaInfo(t2);
   a->next = b;
   std::string text = FormatM3u8(a);
-  EXPECT_EQ(text,
-            "#EXTM3U\n#EXTINF:59,Band - One\n/m/one.mp3\n#EXTINF:-1,Two  Lines\n/m/two lines.mp3\n");
+  EXPECT_EQ(
+      text,
+      "#EXTM3U\n#EXTINF:59,Band - One\n/m/one.mp3\n#EXTINF:-1,Two  Lines\n/m/two lines.mp3\n");
   std::vector<PlaylistEntry> back = ParseM3u(text, "/", 0, -1);
   ASSERT_EQ(back.size(), 2u);
   EXPECT_EQ(back[0].path, "/m/one.mp3");

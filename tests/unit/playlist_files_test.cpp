@@ -22,7 +22,8 @@ std::string Read(const std::string& path) {
 class PlaylistFilesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    for (const char* d : {"tmp", "shared", "prefs", "prefs/alice", "prefs/alice/playlists", "other"})
+    for (const char* d :
+         {"tmp", "shared", "prefs", "prefs/alice", "prefs/alice/playlists", "other"})
       mkdir(dir_.Path(d).c_str(), 0755);
     cantora::Config config;
     config.root = dir_.path();
@@ -38,8 +39,10 @@ class PlaylistFilesTest : public ::testing::Test {
 TEST_F(PlaylistFilesTest, WritesIntoTheStoresOnly) {
   EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("shared/a.m3u8").c_str(), "x\n", true));
   EXPECT_EQ(Read(dir_.Path("shared/a.m3u8")), "x\n");
-  EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("prefs/alice/playlists/b.m3u").c_str(), "y\n", true));
-  EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str(), "z\n", false));
+  EXPECT_TRUE(
+      cantora::WritePlaylistFile(dir_.Path("prefs/alice/playlists/b.m3u").c_str(), "y\n", true));
+  EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str(), "z\n",
+                                         false));
   for (const std::string& path :
        {dir_.Path("other/c.m3u"), dir_.Path("tmp/other.m3u"), dir_.Path("tmp/../other/d.m3u"),
         dir_.Path("tmp/../x==DynaRandom100==.m3u"), dir_.Path("shared/e.txt"),

@@ -1,4 +1,6 @@
 // cantora-admin playlist ...: the shared playlists and users' own playlists.
+#include "platform/playlist/playlist.h"
+
 #include <unistd.h>
 
 #include <cstdio>
@@ -9,7 +11,6 @@
 #include "platform/auth/account.h"
 #include "platform/auth/preference_dir.h"
 #include "platform/playlist/m3u.h"
-#include "platform/playlist/playlist.h"
 #include "platform/playlist/song_records.h"
 #include "platform/playlist/store.h"
 #include "tools/admin/command.h"
@@ -87,10 +88,12 @@ int PlaylistFile(sqlite::Database& db, const Target& t, const char* what, std::s
   }
   char* end = nullptr;
   long value = std::strtol(t.name_or_id.c_str(), &end, 10);
-  if (*end != '\0' || value <= 0) return Fail(std::string(what) + ": not a playlist id: " + t.name_or_id);
+  if (*end != '\0' || value <= 0)
+    return Fail(std::string(what) + ": not a playlist id: " + t.name_or_id);
   std::vector<cantora::StoredPlaylist> all;
   std::string error;
-  if (!cantora::ListAllStoredPlaylists(db, &all, &error)) return Fail(std::string(what) + ": " + error);
+  if (!cantora::ListAllStoredPlaylists(db, &all, &error))
+    return Fail(std::string(what) + ": " + error);
   for (const cantora::StoredPlaylist& p : all) {
     if (p.id == value) {
       *file = p.path;
@@ -132,7 +135,8 @@ int List(sqlite::Database& db, const Target& t) {
   std::string error;
   std::vector<cantora::StoredPlaylist> stored;
   if (t.user.empty()) {
-    if (!cantora::ListStoredPlaylists(db, 0, &stored, &error)) return Fail("playlist list: " + error);
+    if (!cantora::ListStoredPlaylists(db, 0, &stored, &error))
+      return Fail("playlist list: " + error);
     PrintStored(stored);
     return 0;
   }
@@ -140,7 +144,8 @@ int List(sqlite::Database& db, const Target& t) {
   sqlite::Statement st = db.Prepare("SELECT id FROM users WHERE name = ?");
   st.Bind(1, t.user);
   int64_t uid = st.Step() == SQLITE_ROW ? st.Int(0) : -1;
-  if (!cantora::ListStoredPlaylists(db, uid, &stored, &error)) return Fail("playlist list: " + error);
+  if (!cantora::ListStoredPlaylists(db, uid, &stored, &error))
+    return Fail("playlist list: " + error);
   PrintStored(stored);
   std::string prefs = cantora::UserPreferenceDir(t.user);
   PlaylistRecord* own = nullptr;
@@ -168,7 +173,8 @@ int Show(sqlite::Database& db, const Target& t) {
 int Import(sqlite::Database& db, const Target& t) {
   if (t.name_or_id.empty()) return Fail("playlist import: which file?");
   std::string source = Absolute(t.name_or_id), text;
-  if (!cantora::IsPlaylistFileName(source)) return Fail("playlist import: not an .m3u or .m3u8 file: " + source);
+  if (!cantora::IsPlaylistFileName(source))
+    return Fail("playlist import: not an .m3u or .m3u8 file: " + source);
   if (!ReadText(source, &text)) return Fail("playlist import: cannot read " + source);
   if (!t.user.empty() && !UserExists(db, t.user)) return Fail("playlist import: no user " + t.user);
   std::string name = t.name.empty() ? cantora::PlaylistNameOfPath(source) : t.name;
@@ -197,14 +203,16 @@ int Delete(sqlite::Database& db, const Target& t) {
 }
 
 int RunPlaylist(const AdminArgs& args) {
-  if (args.empty()) return Fail("playlist: list, show, import or del? (cantora-admin playlist --help)");
+  if (args.empty())
+    return Fail("playlist: list, show, import or del? (cantora-admin playlist --help)");
   Target t;
   std::string problem;
   const std::string& verb = args[0];
   if (verb != "list" && verb != "show" && verb != "import" && verb != "del")
     return Fail("playlist: unknown command " + verb);
   if (!ParseTarget(args, ("playlist " + verb).c_str(), &t, &problem)) return Fail(problem);
-  if (!t.name.empty() && verb != "import") return Fail("playlist " + verb + ": --name is for import");
+  if (!t.name.empty() && verb != "import")
+    return Fail("playlist " + verb + ": --name is for import");
   sqlite::Database db;
   if (!OpenAdminDatabase(&db)) return 1;
   if (verb == "list") return List(db, t);
