@@ -229,6 +229,8 @@ bool NewSession(sqlite::Database& db, const std::string& name, std::string* sess
 bool SetSessionLanguage(sqlite::Database& db, const std::string& session_id,
                         const std::string& language) {
   if (!IsSessionIdShape(session_id.c_str())) return false;
+  // A database made before session languages existed gets the table here.
+  if (!CreateAccountSchema(db, nullptr)) return false;
   sqlite::Statement st =
       db.Prepare("INSERT OR REPLACE INTO session_language(token_hash, language) VALUES (?, ?)");
   return st.IsValid() && st.Bind(1, crypto::Digest(session_id)).Bind(2, language).Run();
