@@ -1,6 +1,7 @@
 // cantora-admin playlist ...: the shared playlists and users' own playlists.
 #include "platform/playlist/playlist.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,6 +11,7 @@
 
 #include "platform/auth/account.h"
 #include "platform/auth/preference_dir.h"
+#include "platform/config/config.h"
 #include "platform/playlist/m3u.h"
 #include "platform/playlist/song_records.h"
 #include "platform/playlist/store.h"
@@ -170,6 +172,17 @@ int Show(sqlite::Database& db, const Target& t) {
   return 0;
 }
 
+// The gateway writes users' playlists with the web server's identity, which
+// owns the preferences folder (cantora-admin init --web-user): what this
+// command made there as root is given to that owner.
+void GiveToPreferencesOwner(const std::string& user, const std::string& file) {
+  struct stat prefs;
+  if (stat(cantora::GetConfig().preferences.c_str(), &prefs) != 0) return;
+  const std::string folder = cantora::PersonalPlaylistFolder(user);
+  for (const std::string& p : {cantora::UserPreferenceDir(user), folder, file})
+    if (lchown(p.c_str(), prefs.st_uid, prefs.st_gid) != 0) return;
+}
+
 int Import(sqlite::Database& db, const Target& t) {
   if (t.name_or_id.empty()) return Fail("playlist import: which file?");
   std::string source = Absolute(t.name_or_id), text;
@@ -187,6 +200,7 @@ int Import(sqlite::Database& db, const Target& t) {
     songs.Append(cantora::UnindexedEntryRecord(e));
   if (ZARNWriteMusicPlaylist(songs.head(), path.c_str()) != 0)
     return Fail("playlist import: cannot write " + path);
+  if (!t.user.empty()) GiveToPreferencesOwner(t.user, path);
   std::printf("%s\n", path.c_str());
   return 0;
 }
