@@ -1,5 +1,7 @@
 #include "platform/playlist/song_records.h"
 
+#include <unordered_map>
+
 #include "platform/config/platform_db.h"
 
 namespace cantora {
@@ -53,8 +55,35 @@ SongLookup::SongLookup(sqlite::Database* db, int uid) : uid_(uid), snapshot_(db)
   if (by_path_.IsValid() && by_id_.IsValid()) db_ = db;
 }
 
+namespace {
+
+// Path -> song id of the songs last written to a playlist by this process.
+std::unordered_map<std::string, unsigned long>& RememberedPaths() {
+  static std::unordered_map<std::string, unsigned long> paths;
+  return paths;
+}
+
+}  // namespace
+
+void SongLookup::RememberPaths(const MediaInfo* list) {
+  std::unordered_map<std::string, unsigned long>& paths = RememberedPaths();
+  paths.clear();
+  for (const MediaInfo* m = list; m != nullptr; m = m->next)
+    if (m->id != 0) paths.emplace(m->path, m->id);
+}
+
 MediaInfo* SongLookup::ByPath(std::string_view path) {
   if (db_ == nullptr) return nullptr;
+  const std::unordered_map<std::string, unsigned long>& paths = RememberedPaths();
+  if (!paths.empty()) {
+    auto hint = paths.find(std::string(path));
+    if (hint != paths.end()) {
+      // The same song still, and one this user may see: ById checks the scope.
+      MediaInfo* found = ById(hint->second);
+      if (found != nullptr && path == found->path) return found;
+      ZARNPlaylistRecFree(found);
+    }
+  }
   by_path_.Reset();
   by_path_.Bind(1, std::string(path)).Bind(2, uid_ > 0 ? uid_ : -1);
   return Read(by_path_);

@@ -2,6 +2,7 @@
 #include "platform/playlist/m3u.h"
 #include "platform/playlist/playlist.h"
 #include "platform/playlist/playlist_files.h"
+#include "platform/playlist/song_records.h"
 
 namespace {
 
@@ -17,6 +18,7 @@ bool IsRandomPlaylist(const std::string& path) {
 
 int ZARNWriteMusicPlaylist(const MediaInfo* list, const char* path) {
   if (path == nullptr) return -1;
+  cantora::SongLookup::RememberPaths(list);
   return cantora::WritePlaylistFile(path, cantora::FormatM3u8(list), !IsRandomPlaylist(path)) ? 0
                                                                                               : -1;
 }
