@@ -326,6 +326,90 @@ bool BenchCovers(const std::string& floor, const std::vector<std::string>& cgi,
   return Report(first, m, f) && ok;
 }
 
+
+// ---- Playlists ----
+
+constexpr int kBenchPlaylists = 50;
+constexpr size_t kLongPlaylist = 1000;
+
+// 50 shared playlists of 20 songs, "Bench Long" of 1,000 songs, indexed.
+void SetUpPlaylists(const std::string& admin, const std::string& instance,
+                    const std::string& music, size_t songs) {
+  const std::string folder = instance + "/data/playlists";
+  auto write = [&](const std::string& name, size_t first, size_t count) {
+    std::ofstream out(folder + "/" + name + ".m3u8");
+    out << "#EXTM3U\n";
+    for (size_t i = first; i < first + count; ++i) {
+      const fixture::Song s = fixture::SyntheticSong(i % songs, songs);
+      out << "#EXTINF:1," << s.artist << " - " << s.title << "\n" << music << "/" << s.file << "\n";
+    }
+  };
+  for (int p = 0; p < kBenchPlaylists - 1; ++p) write("Bench " + std::to_string(p), p * 20, 20);
+  write("Bench Long", 0, kLongPlaylist);
+  if (!bench::Run({admin, "index"})) Die("index of the playlists failed");
+}
+
+// The id of the playlist "Bench Long" (cantora-admin playlist list).
+std::string LongPlaylistId(const std::string& admin) {
+  std::string out;
+  if (!bench::Run({admin, "playlist", "list"}, &out)) Die("playlist list failed");
+  size_t at = out.find("\tBench Long\t");
+  if (at == std::string::npos) Die("no playlist Bench Long");
+  size_t line = out.rfind('\n', at);
+  return out.substr(line == std::string::npos ? 0 : line + 1, at - (line == std::string::npos ? 0 : line + 1));
+}
+
+std::vector<Action> PlaylistActions(const std::string& long_id) {
+  return {
+      {"playlist_enum (50)", "action=playlist_enum&username=bench", Action::kFloorPlus, 3},
+      {"all_playlist_enum (50)", "action=all_playlist_enum&username=bench", Action::kFloorPlus, 3},
+      {"playlist_song_enum 100/1000", "action=playlist_song_enum&limit=100&pls_id=" + long_id,
+       Action::kFloorPlus, 5},
+      {"playlist_song_enum 1000", "action=playlist_song_enum&pls_id=" + long_id, Action::kAbsolute,
+       25},
+      {"random 100", "action=playlist_song_enum&pls_id=-3&username=bench", Action::kFloorPlus, 5},
+  };
+}
+
+// playlist_create of 500 song ids, a new name every run. Target < 20 ms.
+// Removes the playlists TimePlaylistCreate made, so that a kept library
+// keeps its 50 playlists.
+void RemoveCreatedPlaylists(const std::string& admin) {
+  std::string out;
+  if (!bench::Run({admin, "playlist", "list"}, &out)) return;
+  for (size_t line = 0; line < out.size();) {
+    size_t end = out.find('\n', line);
+    if (end == std::string::npos) end = out.size();
+    std::string row = out.substr(line, end - line);
+    size_t tab = row.find('\t');
+    if (tab != std::string::npos && row.compare(tab + 1, 13, "bench-create-") == 0)
+      bench::Run({admin, "playlist", "del", row.substr(0, tab)});
+    line = end + 1;
+  }
+}
+
+bool TimePlaylistCreate(const std::vector<std::string>& cgi, const std::string& session,
+                        const std::string& config, int runs) {
+  std::string ids = "[";
+  for (int i = 1; i <= 500; ++i) ids += (i > 1 ? "," : "") + std::to_string(i);
+  ids += "]";
+  std::vector<double> times;
+  bool ok = true;
+  for (int r = 0; r <= runs; ++r) {
+    const std::string query = "action=playlist_create&name=bench-create-" +
+                              std::to_string(getpid()) + "-" + std::to_string(r) +
+                              "&id_list=" + url::Encode(ids);
+    bench::Timing t = bench::TimeProcess(cgi, CgiEnvironment(query, session, config));
+    ok = ok && t.ok && t.output.find("\"success\":true") != std::string::npos;
+    if (r > 0) times.push_back(t.millis);  // the first warms the caches
+  }
+  double median = bench::Median(times);
+  bool within = median < 20;
+  std::printf("%-28s %10.2f %11s %8s %8s   %s\n", "playlist_create 500 ids", median, "< 20", "-",
+              "500", !ok ? "FAILED" : within ? "ok" : "OVER");
+  return ok && within;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -376,7 +460,8 @@ int main(int argc, char** argv) {
   std::printf("%-28s %.2f ms (median of %d), peak %.1f MB\n\n", "floor F", f, o.runs * 2,
               floor.peak_kb / 1024.0);
 
-  const std::vector<Action> actions = {
+  SetUpPlaylists(admin, instance, music, o.songs);
+  std::vector<Action> actions = {
       {"start (unknown action)", "action=no_such_action", Action::kFloorPlus, 2},
       {"song_enum album",
        "action=song_enum&album_name=" +
@@ -410,6 +495,7 @@ int main(int argc, char** argv) {
       {"get_lyrics search cache", "action=get_lyrics&" + folder_lyrics.cached_lyrics,
        Action::kFloorPlus, 3},
   };
+  for (Action& a : PlaylistActions(LongPlaylistId(admin))) actions.push_back(a);
   std::printf("%-28s %10s %11s %8s %8s\n", "action", "median ms", "target ms", "peak MB", "items");
   const std::vector<std::string> cgi = {bin + "/enumerate.cgi"};
   bool all_ok = true;
@@ -418,6 +504,8 @@ int main(int argc, char** argv) {
     all_ok = Report(a, m, f) && all_ok;
   }
   all_ok = BenchCovers(floor_program, cgi, session, config, instance, music, o, f) && all_ok;
+  all_ok = TimePlaylistCreate(cgi, session, config, o.runs) && all_ok;
+  RemoveCreatedPlaylists(admin);
   std::printf("\npeak memory target: < 64 MB per request (answers larger than that excepted)\n");
   if (!o.keep && !o.reuse)
     bench::Run({"/bin/rm", "-rf", o.dir});

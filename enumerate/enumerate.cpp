@@ -37,6 +37,7 @@ void EnumerationHandler::Run() {
   outputWritten = false;
   std::memset(userInfo, 0, sizeof userInfo);
   if (CantoraIphoneIsAuthorized(web_.GetSessionID(), userInfo, kUserInfoSize) < 0) return;
+  web_.SetSessionLanguage(reinterpret_cast<const CantoraUserRecord*>(userInfo)->language);
   if (web_.In("action") == nullptr) return;
   for (const Action& action : kActions) {
     // Read afresh for every name; the comparison is case-sensitive.

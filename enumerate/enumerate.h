@@ -10,8 +10,10 @@
 #include <json/json.h>
 
 #include <optional>
+#include <string>
 
 #include "platform/cgi/server_form_handler.h"
+#include "platform/index/media_info.h"
 
 // Size of the signed-in user's record; its first member is the login name.
 constexpr int kUserInfoSize = 492;
@@ -55,6 +57,15 @@ class EnumerationHandler : public ServerFormHandler {
   void GetCoverForFolder();
   void GetCoverForAlbum();
   void GetLyrics();
+
+  // Playlist helpers (playlists.cpp).
+  std::string GetRandomPlaylistPath();
+  Json::Value RandomPlaylistItem(bool typed);
+  void AnswerPlaylists(const Json::Value& items);
+  void ListPlaylistSongs(const char* pls_id, int start, int limit);
+  bool CreateRandomPlaylist(const char* path);
+  void WritePlaylistSongs(const MediaInfo* list, long id, const char* pls_id,
+                          const char* personal_id, int start, int limit);
 
   // The list answer of items (see ListAnswer): "success" when given (a
   // failed browse sends none), "items", "total" = the number of items.

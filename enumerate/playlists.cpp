@@ -1,10 +1,343 @@
-// Playlist listing, the songs of a playlist and playlist creation. Not served
-// by this build yet: these actions answer nothing, exactly as an unknown
-// action does, so that clients fall back to browsing the library.
-#include "enumerate/enumerate.h"
+// Playlists: the listings (playlist_enum, smartplaylist_enum,
+// all_playlist_enum), the songs of a normal or the random playlist
+// (playlist_song_enum) and playlist creation (playlist_create).
+#include <strings.h>
+#include <sys/stat.h>
+#include <syslog.h>
 
-void EnumerationHandler::PlaylistEnum() {}
-void EnumerationHandler::SmartPlaylistEnum() {}
-void EnumerationHandler::AllPlaylistEnum() {}
-void EnumerationHandler::PlaylistSongEnum() {}
-void EnumerationHandler::PlaylistCreate(const char* user_info) {}
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "enumerate/enumerate.h"
+#include "enumerate/guard/run_as.h"
+#include "enumerate/song_item.h"
+#include "platform/auth/account.h"
+#include "platform/auth/preference_dir.h"
+#include "platform/cgi/json_text.h"
+#include "platform/config/config.h"
+#include "platform/index/library.h"
+#include "platform/locale/localized_strings.h"
+#include "platform/playlist/playlist.h"
+#include "platform/playlist/playlist_files.h"
+#include "platform/playlist/smart/store.h"
+#include "platform/playlist/store.h"
+
+namespace {
+
+constexpr long RANDOM_PLAYLIST_ID = -3;
+constexpr size_t kPathSize = 4095;
+constexpr size_t kIdSize = 32;
+constexpr const char* kTextsFolder = "/var/packages/Cantora/target/app/texts/";
+constexpr const char* kEntrySeparator = "_ZARNPLSSPTR_";
+
+// Smart playlist names in answer order: ascending as strcasecmp compares
+// them, names that compare equal kept in enumeration order (a multimap
+// inserts an equal key after the ones already there), every occurrence kept.
+struct CaseLess {
+  bool operator()(const std::string& a, const std::string& b) const {
+    return strcasecmp(a.c_str(), b.c_str()) < 0;
+  }
+};
+using SmartPlaylistNameIndex = std::multimap<std::string, unsigned, CaseLess>;
+
+SmartPlaylistNameIndex IndexNames(const std::vector<std::string>& names) {
+  SmartPlaylistNameIndex index;
+  for (size_t i = 0; i < names.size(); ++i) index.emplace(names[i], static_cast<unsigned>(i));
+  return index;
+}
+
+// Appends the smart playlists of a store (null: the shared one) to items.
+// Shared ones carry their enumeration position as "id"; personal ones none.
+int AppendSmartPlaylists(const char* file, bool typed, bool personal, Json::Value* items) {
+  int total = 0;
+  std::vector<std::string> names = ZarnAudioUtils::SmartPLSEnum(0, 0, total, file);
+  for (const auto& entry : IndexNames(names)) {
+    Json::Value item(Json::objectValue);
+    if (!personal) item["id"] = Json::Value(Json::UInt(entry.second));
+    item["name"] = entry.first;
+    if (typed) item["type"] = "smart_playlist";
+    if (personal) item["personal"] = true;
+    items->append(item);
+  }
+  return total;
+}
+
+// Appends a normal playlist item per record. personal_user: the user whose
+// personal playlists these are (null for shared ones); an original personal
+// playlist carries no "id".
+void AppendNormalPlaylists(const PlaylistRecord* list, bool typed, const char* personal_user,
+                           Json::Value* items) {
+  for (const PlaylistRecord* r = list; r != nullptr; r = r->next) {
+    Json::Value item(Json::objectValue);
+    if (personal_user == nullptr ||
+        ZARNPlaylistIsOriginalPersonalPlaylist(r->path, personal_user) == 0) {
+      char id[kIdSize];
+      std::snprintf(id, sizeof id, "%ld", r->id);
+      item["id"] = id;
+    }
+    item["name"] = r->name;
+    item["path"] = r->path;
+    if (typed) item["type"] = "normal_playlist";
+    if (personal_user != nullptr) item["personal"] = true;
+    items->append(item);
+  }
+}
+
+long ParseLong(const char* text) { return std::strtol(text, nullptr, 10); }
+
+// "start" and "limit": empty or absent gives the default, else strtol.
+int PagingParam(const char* value, int def) {
+  if (value == nullptr || value[0] == '\0') return def;
+  return static_cast<int>(ParseLong(value));
+}
+
+}  // namespace
+
+// The random playlist's file, named after the client's "username".
+std::string EnumerationHandler::GetRandomPlaylistPath() {
+  char path[4096];
+  const char* user = web_.In("username");
+  std::snprintf(path, sizeof path, "%s%s==DynaRandom100==.m3u",
+                cantora::ResolveSystemPath("/tmp/").c_str(), user != nullptr ? user : "(null)");
+  return path;
+}
+
+Json::Value EnumerationHandler::RandomPlaylistItem(bool typed) {
+  Json::Value texts = ZARN::PVX::LocalizedStringParser::ParseTexts(
+      cantora::ResolveSystemPath(kTextsFolder) + web_.GetUILanguage());
+  Json::Value item(Json::objectValue);
+  item["id"] = Json::Value(Json::Int(RANDOM_PLAYLIST_ID));
+  item["name"] = texts["common"]["random_playlist"];
+  item["path"] = GetRandomPlaylistPath();
+  if (typed) item["type"] = "random100";
+  return item;
+}
+
+// "items", "total" = their number (unsigned), "success" true.
+void EnumerationHandler::AnswerPlaylists(const Json::Value& items) {
+  Json::Value answer(Json::objectValue);
+  answer["items"] = items;
+  answer["total"] = Json::Value(Json::UInt(items.size()));
+  SetSuccess(answer, true);
+  WriteJsonResponse(answer, kJsonContentType);
+}
+
+void EnumerationHandler::PlaylistEnum() {
+  Json::Value items(Json::arrayValue);
+  items.append(RandomPlaylistItem(false));
+  PlaylistRecord* list = nullptr;
+  ZARNPlaylistListAll("shared", 0, &list, 0, 0, 0);
+  AppendNormalPlaylists(list, false, nullptr, &items);
+  ZARNPlayListFree(list);
+  AnswerPlaylists(items);
+}
+
+void EnumerationHandler::SmartPlaylistEnum() {
+  Json::Value answer(Json::objectValue);
+  Json::Value items(Json::arrayValue);
+  int total = AppendSmartPlaylists(nullptr, false, false, &items);
+  answer["items"] = items;
+  answer["total"] = total;  // the enumeration's own count
+  SetSuccess(answer, true);
+  WriteJsonResponse(answer, kJsonContentType);
+}
+
+void EnumerationHandler::AllPlaylistEnum() {
+  const char* library = web_.In("library", "shared");
+  const char* user = UserName();
+  int uid = GetUserIdFromName(user);
+  Json::Value items(Json::arrayValue);
+  items.append(RandomPlaylistItem(true));
+
+  PlaylistRecord* shared = nullptr;
+  if (std::strcmp(library, "personal") != 0) {
+    ZARNPlaylistListAll("shared", 0, &shared, 0, 0, 0);
+    AppendNormalPlaylists(shared, true, nullptr, &items);
+    AppendSmartPlaylists(nullptr, true, false, &items);
+  }
+
+  char smart_file[kPathSize] = "";
+  {
+    IF_RUN_AS guard(kEnumerateSource, 347);
+    char prefdir[kPathSize] = "";
+    struct stat st;
+    if (!guard.ok()) {
+      syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, 390);
+    } else if (ZARNUserPreferenceDirGet(user, prefdir, kPathSize) == 0 && stat(prefdir, &st) == 0) {
+      PlaylistRecord* personal = nullptr;
+      int rc = IsPersonalLibEnabled(user) == 0 || std::strcmp(library, "shared") == 0
+                   ? ZARNPersonalPlaylistListAll(prefdir, &personal, 0, -1)
+                   : ZARNPlaylistListAll("personal", uid, &personal, 0, -1, 0);
+      if (rc >= 0) {
+        AppendNormalPlaylists(personal, true, user, &items);
+        char file[kPathSize];
+        std::snprintf(file, sizeof file, "%s/%s", prefdir, "playlists/smart.playlist");
+        if (stat(file, &st) == 0) std::memcpy(smart_file, file, sizeof file);
+      }
+      ZARNPlayListFree(personal);
+    }
+  }
+  // Read with the process's own identity, the privileges given back.
+  if (smart_file[0] != '\0') AppendSmartPlaylists(smart_file, true, true, &items);
+
+  ZARNPlayListFree(shared);
+  AnswerPlaylists(items);
+}
+
+void EnumerationHandler::PlaylistSongEnum() {
+  const char* pls_id = web_.In("pls_id", "");
+  if (pls_id[0] == '\0') {
+    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, 421);
+    SetFormErrInfo("common", "error_system", 422);
+  } else {
+    int start = PagingParam(web_.In("start"), 0);
+    int limit = PagingParam(web_.In("limit"), 100000);
+    ListPlaylistSongs(pls_id, start, limit);
+  }
+  if (HasFormError()) ReportError();
+}
+
+bool EnumerationHandler::CreateRandomPlaylist(const char* path) {
+  const char* library = web_.In("library", "shared");
+  int uid = GetUserIdFromName(UserName());
+  if (path == nullptr || path[0] == '\0') {
+    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, 672);
+    SetFormErrInfo("common", "error_system", 673);
+    return false;
+  }
+  // The old file goes first; only a random playlist file is ever removed.
+  cantora::RemoveRandomPlaylistFile(path);
+  MediaInfo* list = nullptr;
+  ZARNMusicListAll(ChangeToActualLib(library), uid, &list, 8, "", "random", 1, 0, 100);
+  if (ZARNWriteMusicPlaylist(list, path) != 0) {
+    syslog(LOG_ERR, "%s (%d) Failed to create playlist %s", kEnumerateSource, 683, path);
+    SetFormErrInfo("common", "error_system", 684);
+    ZARNPlaylistRecFree(list);
+    return false;
+  }
+  ZARNPlaylistRecFree(list);
+  return true;
+}
+
+void EnumerationHandler::ListPlaylistSongs(const char* pls_id, int start, int limit) {
+  const std::string random_path = GetRandomPlaylistPath();
+  const char* user = UserName();
+  int uid = GetUserIdFromName(user);
+  char prefdir[kPathSize] = "";
+  char path[kPathSize] = "";
+  char personal_id[kPathSize] = "";
+  long id = ParseLong(pls_id);
+  bool have_path = false;
+
+  if (id == RANDOM_PLAYLIST_ID) {
+    if (!CreateRandomPlaylist(random_path.c_str())) return;
+    std::snprintf(path, sizeof path, "%s", random_path.c_str());
+    have_path = true;
+  } else if (std::strcmp(web_.In("personal", "no"), "yes") == 0) {
+    const char* given = web_.In("personal_pls_id", "");
+    if (given[0] != '\0') {
+      std::snprintf(personal_id, sizeof personal_id, "%s", given);
+      if (ZARNPlaylistPathGet("personal", uid, ParseLong(personal_id), path, kPathSize) != 0)
+        syslog(LOG_ERR, "%s:%d Failed to get playlist path.", kEnumerateSource, 483);
+      else
+        have_path = true;
+    } else {
+      std::snprintf(personal_id, sizeof personal_id, "0");
+      IF_RUN_AS guard(kEnumerateSource, 468);
+      struct stat st;
+      if (!guard.ok()) {
+        syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, 475);
+      } else if (ZARNUserPreferenceDirGet(user, prefdir, kPathSize) != 0 ||
+                 stat(prefdir, &st) != 0) {
+        syslog(LOG_ERR, "%s:%d cannot get preference dir, user name=%s", kEnumerateSource, 471,
+               user);
+      } else {
+        std::snprintf(path, sizeof path, "%s/%s/%s.m3u", prefdir, "playlists", pls_id);
+        have_path = true;
+      }
+    }
+  } else {
+    std::snprintf(personal_id, sizeof personal_id, "0");
+    if (ZARNPlaylistPathGet("shared", uid, id, path, kPathSize) != 0)
+      syslog(LOG_ERR, "%s:%d Failed to get playlist path.", kEnumerateSource, 490);
+    else
+      have_path = true;
+  }
+
+  MediaInfo* list = nullptr;
+  if (have_path) {
+    int count = 0;
+    list = ZARNPlaylistParseByPath(uid, path, 0, &count, start, limit, "*", 1);
+  }
+  WritePlaylistSongs(list, id, pls_id, personal_id, start, limit);
+  ZARNPlaylistRecFree(list);
+}
+
+// {"id":<id>,"items":[...],"success":true,"total":<items>}, the members in
+// JsonCpp's key order, the items written as they are made.
+void EnumerationHandler::WritePlaylistSongs(const MediaInfo* list, long id, const char* pls_id,
+                                            const char* personal_id, int start, int limit) {
+  web_.WriteHeader(kJsonContentType);
+  cantora::PieceWriter out(web_.Output());
+  std::string* text = out.text();
+  *text += "{\"id\":" + std::to_string(id) + ",\"items\":[";
+  unsigned total = 0;
+  int position = 0;
+  char entry_id[kPathSize];
+  for (const MediaInfo* info = list; info != nullptr; info = info->next, ++position) {
+    if (info->id != 0) {
+      if (!AdmitRecordText(*info)) continue;
+      if (total++ != 0) text->push_back(',');
+      // Any scope but "shared": personal songs carry the prefix.
+      AppendSongItem(*info, "all", text);
+    } else {
+      std::snprintf(entry_id, sizeof entry_id, "%s%s%s%s%s%s%s%s%d%s%d%s%d", "PLSID",
+                    kEntrySeparator, pls_id, kEntrySeparator, personal_id, kEntrySeparator,
+                    web_.In("personal", "no"), kEntrySeparator, start, kEntrySeparator, limit,
+                    kEntrySeparator, position);
+      if (total++ != 0) text->push_back(',');
+      AppendSongItemWithId(*info, entry_id, text);
+    }
+    out.MaybeFlush();
+  }
+  *text += "],\"success\":true,\"total\":" + std::to_string(total) + "}";
+  out.Flush();
+  std::fflush(out.file());
+}
+
+void EnumerationHandler::PlaylistCreate(const char* user_info) {
+  Json::Value answer;  // null until it succeeds
+  MediaInfo* record = nullptr;
+  bool personal = std::strcmp(web_.In("personal", "no"), "yes") == 0;
+  const char* owner = user_info;
+  if (web_.In("name") == nullptr || web_.In("id_list") == nullptr || owner == nullptr ||
+      owner[0] == '\0') {
+    syslog(LOG_ERR, "%s:%d Bad parameter", kEnumerateSource, 1751);
+  } else {
+    std::string name = web_.In("name", "");
+    std::string path;
+    char resolved[4096];
+    if (name.size() > 250) {
+      syslog(LOG_ERR, "%s:%d Playlist name is too long: %s", kEnumerateSource, 1757, name.c_str());
+    } else if (IPhoneCreateEmptyPlaylist(name, path, owner, !personal) == 0) {
+      syslog(LOG_ERR, "%s:%d Failed to create playlist", kEnumerateSource, 1763);
+    } else if (GetMediaListFromMixedIDList(owner, web_.In("id_list"), &record) == 0) {
+      syslog(LOG_ERR, "%s:%d Failed to parse json.", kEnumerateSource, 1768);
+    } else {
+      if (realpath(path.c_str(), resolved) == nullptr)
+        std::snprintf(resolved, sizeof resolved, "%s", path.c_str());
+      if (ZARNWriteMusicPlaylist(record, resolved) != 0) {
+        syslog(LOG_ERR, "%s:%d Failed to write songs into playlist.", kEnumerateSource, 1777);
+      } else {
+        answer["playlist_name"] = name;
+        SetSuccess(answer, true);
+      }
+    }
+  }
+  if (record != nullptr) ZARNPlaylistRecFree(record);
+  WriteJsonResponse(answer, kJsonContentType);
+}

@@ -96,6 +96,10 @@ void AppendSongItem(const MediaInfo& info, const char* library, std::string* out
   } else {
     *std::to_chars(id, id + kScratchSize - 1, info.id).ptr = '\0';
   }
+  AppendSongItemWithId(info, id, out);
+}
+
+void AppendSongItemWithId(const MediaInfo& info, const char* id, std::string* out) {
   ItemTexts texts{info.album, info.album_artist, info.artist, info.comment, info.composer,
                   info.genre, id,   info.path,   info.title};
   size_t start = out->size();

@@ -18,6 +18,9 @@
 // builds no object per song.
 void AppendSongItem(const MediaInfo& info, const char* library, std::string* out);
 
+// The same item with the given "id" text.
+void AppendSongItemWithId(const MediaInfo& info, const char* id, std::string* out);
+
 // The text test of a record (MediaInfoIsValidUtf8); a failure is logged as
 // "MediaInfo contains invalid utf8".
 bool AdmitRecordText(const MediaInfo& info);

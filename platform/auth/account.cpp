@@ -27,6 +27,10 @@ CREATE TABLE IF NOT EXISTS sessions (
   expires INTEGER NOT NULL
 ) WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS sessions_expires ON sessions(expires);
+CREATE TABLE IF NOT EXISTS session_language (
+  token_hash TEXT PRIMARY KEY REFERENCES sessions(token_hash) ON DELETE CASCADE,
+  language TEXT NOT NULL
+) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS login_failures (
   name TEXT PRIMARY KEY,
   failures INTEGER NOT NULL,
@@ -222,6 +226,16 @@ bool NewSession(sqlite::Database& db, const std::string& name, std::string* sess
   return true;
 }
 
+bool SetSessionLanguage(sqlite::Database& db, const std::string& session_id,
+                        const std::string& language) {
+  if (!IsSessionIdShape(session_id.c_str())) return false;
+  // A database made before session languages existed gets the table here.
+  if (!CreateAccountSchema(db, nullptr)) return false;
+  sqlite::Statement st =
+      db.Prepare("INSERT OR REPLACE INTO session_language(token_hash, language) VALUES (?, ?)");
+  return st.IsValid() && st.Bind(1, crypto::Digest(session_id)).Bind(2, language).Run();
+}
+
 bool EndSession(sqlite::Database& db, const std::string& session_id) {
   if (!IsSessionIdShape(session_id.c_str())) return true;
   sqlite::Statement st = db.Prepare("DELETE FROM sessions WHERE token_hash = ?");
@@ -287,6 +301,12 @@ int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
   signed_in.id = user->uid;
   signed_in.name = user->name;
   signed_in.personal = user->personal_library != 0;
+  // A database made before session languages existed has no such table:
+  // the session then simply has no language.
+  sqlite::Statement language =
+      db->Prepare("SELECT language FROM session_language WHERE token_hash = ?");
+  if (language.IsValid() && language.Bind(1, crypto::Digest(session_id)).Step() == SQLITE_ROW)
+    std::strncpy(user->language, language.Text(0), sizeof user->language - 1);
   return 0;
 }
 

@@ -21,7 +21,8 @@ struct CantoraUserRecord {
   char name[256];
   int32_t uid;
   int32_t personal_library;
-  char reserved[492 - 256 - 2 * sizeof(int32_t)];
+  char language[16];  // the UI language chosen at sign-in; empty for none
+  char reserved[492 - 256 - 2 * sizeof(int32_t) - 16];
 };
 static_assert(sizeof(CantoraUserRecord) == 492, "the user record is 492 bytes");
 
@@ -63,6 +64,9 @@ bool ListUsers(sqlite::Database& db, std::vector<User>* users, std::string* erro
 // Opens a session for the user; *session_id receives the new id (64 hex digits).
 bool NewSession(sqlite::Database& db, const std::string& name, std::string* session_id,
                 std::string* error);
+// Records the UI language a session was signed in with (a shipped one).
+bool SetSessionLanguage(sqlite::Database& db, const std::string& session_id,
+                        const std::string& language);
 // Ends the session; true also when it did not exist.
 bool EndSession(sqlite::Database& db, const std::string& session_id);
 

@@ -1,5 +1,7 @@
 #include "platform/cgi/webman.h"
 
+#include "platform/cgi/ui_language.h"
+
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -206,23 +208,10 @@ const char* WebMan::GetSessionID() const {
 }
 
 std::string WebMan::GetUILanguage() const {
-  // The texts folder is organised by these codes.
-  static const struct { const char* tag; const char* code; } kLanguages[] = {
-      {"en", "enu"}, {"de", "ger"}, {"fr", "fre"}, {"it", "ita"}, {"es", "spn"},
-      {"nl", "dut"}, {"sv", "sve"}, {"da", "dan"}, {"nb", "nor"}, {"no", "nor"},
-      {"fi", "fin"}, {"pl", "plk"}, {"pt-br", "ptb"}, {"pt", "ptg"}, {"ru", "rus"},
-      {"cs", "csy"}, {"hu", "hun"}, {"tr", "trk"}, {"ja", "jpn"}, {"ko", "krn"},
-      {"zh-tw", "cht"}, {"zh-hk", "cht"}, {"zh", "chs"}, {"th", "tha"},
-  };
-  std::string wanted = Lower(In("lang", ""));
-  for (const auto& l : kLanguages)
-    if (wanted == l.code) return l.code;
-  std::string first = Lower(accept_language_.substr(0, accept_language_.find_first_of(",;")));
-  for (const auto& l : kLanguages) {
-    size_t n = std::strlen(l.tag);
-    if (first.compare(0, n, l.tag) == 0 && (first.size() == n || first[n] == '-')) return l.code;
-  }
-  return "enu";
+  std::string session = ShippedLanguage(session_language_);
+  if (!session.empty()) return session;
+  std::string accepted = LanguageOfAcceptLanguage(accept_language_);
+  return accepted.empty() ? "en" : accepted;
 }
 
 void WebMan::WriteHeader(const char* content_type, const std::vector<std::string>& extra) {

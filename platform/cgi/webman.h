@@ -36,10 +36,12 @@ class WebMan {
   const char* Cookie(const char* name) const;
   // The session id: the cookie "id", else the parameter "_sid", else "".
   const char* GetSessionID() const;
-  // The client's language: parameter "lang", else the first tag of
-  // Accept-Language, as a lower-case text code ("enu", "ger", ...) the texts
-  // folder uses; "enu" when none is known.
+  // The UI language of the request, one of the shipped ones
+  // (ui_language.h): the session's language (chosen at sign-in, see
+  // SetSessionLanguage), else the one Accept-Language asks for, else "en".
   std::string GetUILanguage() const;
+  // The language the session was signed in with; empty for none.
+  void SetSessionLanguage(const std::string& language) { session_language_ = language; }
 
   // The request method ("GET", "POST", ...).
   const std::string& Method() const { return method_; }
@@ -69,6 +71,7 @@ class WebMan {
   std::map<std::string, std::string> params_;
   std::map<std::string, std::string> cookies_;
   std::string accept_language_;
+  std::string session_language_;
   bool body_rejected_ = false;
   FILE* out_ = stdout;
 };

@@ -116,6 +116,16 @@ CREATE TABLE IF NOT EXISTS song_cover (
 CREATE TRIGGER IF NOT EXISTS song_cover_delete AFTER DELETE ON song BEGIN
   DELETE FROM song_cover WHERE song_id = old.id;
 END;
+-- Playlist files (.m3u, .m3u8) of the libraries and of the shared playlist
+-- folder; "name" is the file's stem. AUTOINCREMENT: an id once given is never
+-- given to another file, so a client holding an old id opens nothing else.
+CREATE TABLE IF NOT EXISTS playlist (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  library INTEGER NOT NULL DEFAULT 0,
+  path TEXT NOT NULL UNIQUE,
+  name TEXT NOT NULL
+);
+CREATE INDEX IF NOT EXISTS playlist_library ON playlist(library, name);
 )sql";
 
 // The schema's version, kept in the database's user_version. Version 2 put

@@ -1,6 +1,7 @@
 // cantora-admin: set-up commands, and one clear line for every error.
 #include <gtest/gtest.h>
 
+#include "tests/support/admin_errors.h"
 #include "tests/support/harness.h"
 
 namespace {
@@ -8,13 +9,7 @@ namespace {
 using harness::CommandResult;
 using harness::Instance;
 
-void ExpectOneLineError(const CommandResult& r) {
-  EXPECT_NE(r.status, 0);
-  EXPECT_EQ(r.out, "");
-  ASSERT_FALSE(r.err.empty());
-  EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;
-  EXPECT_EQ(r.err.rfind("cantora-admin: ", 0), 0u) << r.err;
-}
+using harness::ExpectOneLineError;
 
 TEST(Admin, HelpEverywhere) {
   Instance instance;

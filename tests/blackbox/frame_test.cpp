@@ -70,16 +70,6 @@ TEST_F(FrameTest, MissingOrUnknownActionWritesNothing) {
   }
 }
 
-TEST_F(FrameTest, ActionsOfLaterBuildsAnswerNothingYet) {
-  for (const char* action : {"playlist_enum", "smartplaylist_enum", "all_playlist_enum",
-                             "playlist_song_enum", "smartpls_song_enum",
-                             "playlist_create"}) {
-    CgiResult r = Enumerate(instance, session, std::string("action=") + action);
-    EXPECT_EQ(r.status, 0) << action;
-    EXPECT_EQ(r.out, "") << action;
-  }
-}
-
 TEST_F(FrameTest, ParametersComeFromAPostBodyToo) {
   CgiRequest form;
   form.method = "POST";

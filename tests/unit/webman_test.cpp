@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "platform/cgi/webman.h"
+#include "platform/cgi/ui_language.h"
 
 namespace {
 
@@ -97,10 +98,33 @@ TEST(WebManSession, CookieIdThenSidParameter) {
   EXPECT_STREQ(Get("", "id=first; id=second").GetSessionID(), "first");
 }
 
-TEST(WebManLanguage, ParameterThenDefault) {
-  EXPECT_EQ(Get("lang=ger").GetUILanguage(), "ger");
-  EXPECT_EQ(Get("lang=../../etc").GetUILanguage(), "enu");
-  EXPECT_EQ(Get("").GetUILanguage(), "enu");
+TEST(WebManLanguage, SessionLanguageThenDefault) {
+  EXPECT_EQ(Get("").GetUILanguage(), "en");
+  // A request parameter does not choose it: the session does.
+  EXPECT_EQ(Get("lang=de").GetUILanguage(), "en");
+  WebMan web = Get("");
+  web.SetSessionLanguage("fr");
+  EXPECT_EQ(web.GetUILanguage(), "fr");
+  web.SetSessionLanguage("../../etc");
+  EXPECT_EQ(web.GetUILanguage(), "en");
+}
+
+TEST(UiLanguage, TagsMapToShippedLanguages) {
+  EXPECT_EQ(cantora::ShippedLanguage("de-CH"), "de");
+  EXPECT_EQ(cantora::ShippedLanguage("EN_us"), "en");
+  EXPECT_EQ(cantora::ShippedLanguage("zh-CN"), "zh-Hans");
+  EXPECT_EQ(cantora::ShippedLanguage("zh-Hans"), "zh-Hans");
+  EXPECT_EQ(cantora::ShippedLanguage("zh-TW"), "");
+  EXPECT_EQ(cantora::ShippedLanguage("it"), "");
+  EXPECT_EQ(cantora::ShippedLanguage("../ja"), "");
+}
+
+TEST(UiLanguage, AcceptLanguageByQualityThenOrder) {
+  EXPECT_EQ(cantora::LanguageOfAcceptLanguage("it, ja;q=0.8, fr;q=0.9"), "fr");
+  EXPECT_EQ(cantora::LanguageOfAcceptLanguage("es-MX,de;q=0.5"), "es");
+  EXPECT_EQ(cantora::LanguageOfAcceptLanguage("zh-TW, zh;q=0.7"), "zh-Hans");
+  EXPECT_EQ(cantora::LanguageOfAcceptLanguage("de;q=0, ko"), "");
+  EXPECT_EQ(cantora::LanguageOfAcceptLanguage(""), "");
 }
 
 TEST(WebManOutput, HeaderThenCompactJson) {

@@ -13,6 +13,7 @@
 #include "platform/config/platform_db.h"
 #include "platform/index/schema.h"
 #include "tools/admin/command.h"
+#include "tools/admin/deploy_texts.h"
 
 namespace {
 
@@ -21,8 +22,9 @@ constexpr const char* kInitUsage =
     "\n"
     "Creates a self-contained instance in DIR: its configuration DIR/cantora.conf\n"
     "(printed on success), database, homes, preferences, caches and the system\n"
-    "paths (radio lists, texts) under DIR as root. With --web-user, the folders the\n"
-    "web server's CGIs write (database, radio lists, caches) belong to USER.\n"
+    "paths (radio lists, UI texts) under DIR as root. With --web-user, the folders\n"
+    "the web server's CGIs write (database, radio lists, caches, shared playlists,\n"
+    "preferences) belong to USER.\n"
     "Refuses a DIR that already holds an instance.\n";
 
 bool MakeDirs(const std::string& path, std::string* error) {
@@ -46,6 +48,21 @@ std::string SelfDirectory() {
   if (n <= 0) return "/usr/lib/cantora";
   std::string path(buf, static_cast<size_t>(n));
   return path.substr(0, path.rfind('/'));
+}
+
+// The shipped UI texts: <texts>/<language>/strings.
+bool InstallTexts(const std::string& texts, std::string* error) {
+  for (const DeployText* t = kDeployTexts; t->language != nullptr; ++t) {
+    std::string folder = texts + "/" + t->language;
+    if (!MakeDirs(folder, error)) return false;
+    std::ofstream out(folder + "/strings", std::ios::binary);
+    out << t->strings;
+    if (!out) {
+      *error = "cannot write " + folder + "/strings";
+      return false;
+    }
+  }
+  return true;
 }
 
 int Init(const AdminArgs& args) {
@@ -91,9 +108,11 @@ int Init(const AdminArgs& args) {
   c.libexec = SelfDirectory();
   c.lyrics_folder = dir + "/lyrics";
   const std::string radio = dir + "/usr/zarn/etc/radio";
-  const std::string writable[] = {dir + "/data", c.cache, radio, dir + "/tmp"};
-  for (const std::string& d : {c.homes, c.preferences, c.shared_playlists, c.lyrics_folder,
-                               dir + "/var/packages/Cantora/target/app/texts"})
+  // The gateway writes new shared playlists and users' own playlists with
+  // the web server's identity.
+  const std::string writable[] = {dir + "/data", c.cache,         radio,
+                                  dir + "/tmp",  c.shared_playlists, c.preferences};
+  for (const std::string& d : {c.homes, c.lyrics_folder, dir + "/var/packages/Cantora/target/app/texts"})
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
   for (const std::string& d : writable) {
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
@@ -101,6 +120,9 @@ int Init(const AdminArgs& args) {
       return Fail("init: cannot give " + d + " to " + web_user + ": " + std::strerror(errno));
   }
   chmod((dir + "/tmp").c_str(), 01777);
+
+  if (!InstallTexts(dir + "/var/packages/Cantora/target/app/texts", &error))
+    return Fail("init: " + error);
 
   sqlite::Database db;
   if (!cantora::OpenPlatformDatabase(c.database, true, &db, &error) ||

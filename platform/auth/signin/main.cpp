@@ -1,6 +1,6 @@
 // auth.cgi: signs a mobile client in and out.
 //
-//   POST account=<name>&passwd=<password>
+//   POST account=<name>&passwd=<password>[&lang=<language tag>]
 //     {"success":true,"sid":"<session id>"} and the cookie "id"
 //     {"success":false,"error":"invalid account or password"} otherwise
 //   method=logout (the session from the cookie "id" or "_sid")
@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "platform/auth/account.h"
+#include "platform/cgi/ui_language.h"
 #include "platform/cgi/server_form_handler.h"
 #include "platform/config/platform_db.h"
 
@@ -52,6 +53,13 @@ class SignInHandler : public ServerFormHandler {
     (*answer)["error"] = error;
   }
 
+  // The session keeps the UI language the client asked for ("lang"), when
+  // the package ships it; the gateway answers its texts in it.
+  void SetLanguage(sqlite::Database& db, const std::string& sid) {
+    std::string language = cantora::ShippedLanguage(web_.In("lang", ""));
+    if (!language.empty()) cantora::SetSessionLanguage(db, sid, language);
+  }
+
   void SignIn(sqlite::Database& db, Json::Value* answer, std::vector<std::string>* headers) {
     const char* account = web_.In("account");
     const char* password = web_.In("passwd");
@@ -62,6 +70,7 @@ class SignInHandler : public ServerFormHandler {
     std::string sid;
     switch (cantora::SignIn(db, account, password, &sid)) {
       case cantora::SignInResult::kOk:
+        SetLanguage(db, sid);
         (*answer)["success"] = true;
         (*answer)["sid"] = sid;
         headers->push_back("Set-Cookie: id=" + sid + "; Path=/; HttpOnly; SameSite=Strict");

@@ -12,6 +12,7 @@
 #include "platform/index/facets.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/scan/index_writer.h"
+#include "platform/index/scan/playlist_scan.h"
 #include "platform/index/scan/progress.h"
 #include "platform/index/scan/read_pipeline.h"
 #include "platform/index/scan/song_lyrics.h"
@@ -403,6 +404,9 @@ bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* s
   auto start = std::chrono::steady_clock::now();
   *summary = IndexSummary();
   bool ok = IndexRun(db, options, summary).Run(error);
+  // Playlist files: a pass of their own (playlist_scan.h).
+  PlaylistScanSummary playlists;
+  ok = ok && IndexPlaylistFiles(db, &playlists, error);
   summary->seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return ok;

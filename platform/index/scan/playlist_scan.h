@@ -1,0 +1,31 @@
+// The indexer's pass over playlist files.
+//
+// Finds the .m3u and .m3u8 files of every switched-on personal library
+// (library = the owner's user id), of the shared indexed folders and of the
+// shared playlist folder (library 0), and brings the table "playlist" in
+// line: new files get a new id, files that stay keep theirs, rows of files
+// that are gone are removed. Names beginning with '.' are skipped, and so
+// are symbolic links (to folders and to files alike). A root that exists but
+// cannot be read keeps its rows.
+#ifndef CANTORA_PLATFORM_INDEX_SCAN_PLAYLIST_SCAN_H
+#define CANTORA_PLATFORM_INDEX_SCAN_PLAYLIST_SCAN_H
+
+#include <cstdint>
+#include <string>
+
+#include "platform/lib/sqlite/database.h"
+
+namespace cantora {
+
+struct PlaylistScanSummary {
+  int64_t seen = 0;
+  int64_t added = 0;
+  int64_t removed = 0;
+};
+
+// False with *error when the database fails; the table is then unchanged.
+bool IndexPlaylistFiles(sqlite::Database& db, PlaylistScanSummary* summary, std::string* error);
+
+}  // namespace cantora
+
+#endif

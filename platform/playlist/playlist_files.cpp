@@ -1,0 +1,198 @@
+#include "platform/playlist/playlist_files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "platform/auth/account.h"
+#include "platform/config/config.h"
+#include "platform/config/platform_db.h"
+#include "platform/index/audio_file.h"
+#include "platform/index/indexed_folder.h"
+#include "platform/playlist/m3u.h"
+#include "platform/playlist/store.h"
+
+namespace cantora {
+namespace {
+
+constexpr const char* kRandomSuffix = "==DynaRandom100==.m3u";
+constexpr off_t kMaxPlaylistBytes = 16 << 20;
+
+// The canonical form of path, or empty when it does not resolve.
+std::string Canonical(const std::string& path) {
+  if (path.empty()) return std::string();
+  char buf[PATH_MAX];
+  return realpath(path.c_str(), buf) != nullptr ? std::string(buf) : std::string();
+}
+
+bool IsBelow(const std::string& path, const std::string& folder) {
+  return !folder.empty() && path.size() > folder.size() + 1 &&
+         path.compare(0, folder.size(), folder) == 0 &&
+         (folder == "/" || path[folder.size()] == '/');
+}
+
+std::string TmpFolder() { return Canonical(ResolveSystemPath("/tmp")); }
+
+// The stores a user's playlists may be read from, canonical.
+std::vector<std::string> ReadableStores(const std::string& user) {
+  const Config& config = GetConfig();
+  std::vector<std::string> stores = {Canonical(config.shared_playlists)};
+  for (const auto& folder : AudioFile::GetIndexedFolder())
+    stores.push_back(Canonical(folder.first));
+  if (!user.empty()) {
+    if (IsPersonalLibEnabled(user.c_str()))
+      stores.push_back(Canonical(PersonalLibraryFolder(user)));
+    stores.push_back(Canonical(PersonalPlaylistFolder(user)));
+  }
+  return stores;
+}
+
+bool ReadAll(int fd, off_t size, std::string* text) {
+  text->resize(static_cast<size_t>(size));
+  size_t done = 0;
+  while (done < text->size()) {
+    ssize_t n = read(fd, &(*text)[done], text->size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<size_t>(n);
+  }
+  text->resize(done);
+  return true;
+}
+
+bool HasControl(const std::string& name) {
+  for (unsigned char c : name)
+    if (c < 0x20 || c == 0x7f) return true;
+  return false;
+}
+
+// True when folder (canonical) may receive a playlist file called name.
+bool IsWritableStore(const std::string& folder, const std::string& name) {
+  const Config& config = GetConfig();
+  if (folder == Canonical(config.shared_playlists)) return true;
+  std::string tmp = TmpFolder();
+  if (!tmp.empty() && folder == tmp) {
+    size_t n = std::strlen(kRandomSuffix);
+    return name.size() > n && name.compare(name.size() - n, n, kRandomSuffix) == 0 &&
+           IsValidUserName(name.substr(0, name.size() - n));
+  }
+  // <preferences>/<user>/playlists
+  std::string prefs = Canonical(config.preferences);
+  if (prefs.empty() || !IsBelow(folder, prefs)) return false;
+  std::string rest = folder.substr(prefs.size() + 1);
+  size_t slash = rest.find('/');
+  return slash != std::string::npos && rest.substr(slash) == "/playlists" &&
+         IsValidUserName(rest.substr(0, slash));
+}
+
+bool WriteAll(int fd, const std::string& text) {
+  size_t done = 0;
+  while (done < text.size()) {
+    ssize_t n = write(fd, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+// A name for a temporary file beside name, unlikely to exist.
+std::string TemporaryName(const std::string& name, int attempt) {
+  static unsigned counter = 0;
+  char suffix[64];
+  std::snprintf(suffix, sizeof suffix, ".%ld.%u.%d.tmp", static_cast<long>(getpid()), counter++,
+                attempt);
+  // Leading dot: listings skip it while it is being written.
+  return "." + name.substr(0, 128) + suffix;
+}
+
+}  // namespace
+
+std::string UserNameOfId(int uid) {
+  sqlite::Database* db = PlatformDatabase();
+  if (db == nullptr || uid <= 0) return std::string();
+  sqlite::Statement st = db->Prepare("SELECT name FROM users WHERE id = ?");
+  if (!st.IsValid()) return std::string();
+  st.Bind(1, uid);
+  return st.Step() == SQLITE_ROW ? std::string(st.Text(0)) : std::string();
+}
+
+std::string RandomPlaylistFile(const std::string& user_name) {
+  std::string tmp = TmpFolder();
+  return tmp.empty() ? tmp : tmp + "/" + user_name + kRandomSuffix;
+}
+
+bool ReadPlaylistFile(int uid, const char* path, std::string* text, std::string* folder) {
+  if (path == nullptr || path[0] != '/' || !IsPlaylistFileName(path)) return false;
+  std::string resolved = Canonical(path);
+  if (resolved.empty() || !IsPlaylistFileName(resolved)) return false;
+  std::string user = UserNameOfId(uid);
+  bool allowed = !user.empty() && IsValidUserName(user) && resolved == RandomPlaylistFile(user);
+  if (!allowed) {
+    for (const std::string& store : ReadableStores(user)) {
+      if (IsBelow(resolved, store)) {
+        allowed = true;
+        break;
+      }
+    }
+  }
+  if (!allowed) return false;
+  int fd = open(resolved.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return false;
+  struct stat st;
+  bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size <= kMaxPlaylistBytes &&
+            ReadAll(fd, st.st_size, text);
+  close(fd);
+  if (!ok) return false;
+  std::string given = NormalPath(path);
+  *folder = given.substr(0, given.rfind('/'));
+  if (folder->empty()) *folder = "/";
+  return true;
+}
+
+bool WritePlaylistFile(const char* path, const std::string& text, bool durable) {
+  if (path == nullptr || path[0] != '/') return false;
+  std::string full = path;
+  size_t slash = full.rfind('/');
+  std::string name = full.substr(slash + 1);
+  if (name.empty() || name[0] == '.' || HasControl(name) || !IsPlaylistFileName(name)) return false;
+  std::string folder = Canonical(slash == 0 ? "/" : full.substr(0, slash));
+  if (folder.empty() || !IsWritableStore(folder, name)) return false;
+  int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (dir < 0) return false;
+  std::string temp;
+  int fd = -1;
+  for (int attempt = 0; fd < 0 && attempt < 8; ++attempt) {
+    temp = TemporaryName(name, attempt);
+    fd = openat(dir, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0 && errno != EEXIST) break;
+  }
+  bool ok = fd >= 0;
+  if (ok) {
+    ok = WriteAll(fd, text) && (!durable || fsync(fd) == 0) && fchmod(fd, 0644) == 0;
+    ok = close(fd) == 0 && ok;
+    ok = ok && renameat(dir, temp.c_str(), dir, name.c_str()) == 0;
+    if (!ok) unlinkat(dir, temp.c_str(), 0);
+  }
+  close(dir);
+  return ok;
+}
+
+void RemoveRandomPlaylistFile(const char* path) {
+  if (path == nullptr) return;
+  std::string full = path;
+  size_t slash = full.rfind('/');
+  if (slash == std::string::npos) return;
+  std::string name = full.substr(slash + 1);
+  std::string folder = Canonical(slash == 0 ? "/" : full.substr(0, slash));
+  if (folder.empty() || folder != TmpFolder() || !IsWritableStore(folder, name)) return;
+  unlink((folder + "/" + name).c_str());
+}
+
+}  // namespace cantora
