@@ -13,6 +13,8 @@
 
 #include "platform/cgi/server_form_handler.h"
 
+class ListAnswer;
+
 // Size of the signed-in user's record; its first member is the login name.
 constexpr int kUserInfoSize = 492;
 
@@ -55,6 +57,10 @@ class EnumerationHandler : public ServerFormHandler {
   void GetCoverForFolder();
   void GetCoverForAlbum();
   void GetLyrics();
+
+  // The songs of the smart playlist pls_id into answer. start and limit are
+  // taken and deliberately not applied: every selected song is answered.
+  void ListSmartPlaylistSongs(ListAnswer* answer, const char* pls_id, int start, int limit);
 
   // The list answer of items (see ListAnswer): "success" when given (a
   // failed browse sends none), "items", "total" = the number of items.

@@ -18,6 +18,10 @@
 // builds no object per song.
 void AppendSongItem(const MediaInfo& info, const char* library, std::string* out);
 
+// The same item with "id" as a JSON number, the bare index id, whatever
+// library the record lies in: the smart playlist songs' form.
+void AppendSongItemWithNumericId(const MediaInfo& info, std::string* out);
+
 // The text test of a record (MediaInfoIsValidUtf8); a failure is logged as
 // "MediaInfo contains invalid utf8".
 bool AdmitRecordText(const MediaInfo& info);
