@@ -15,17 +15,6 @@ using harness::CgiRequest;
 using harness::CgiResult;
 using harness::Instance;
 
-// A copy of enumerate.cgi in a folder that the web user can reach.
-std::string InstallCopy(const Instance& instance, bool setuid) {
-  std::string dir = instance.Path(setuid ? "cgi-suid" : "cgi-plain");
-  mkdir(dir.c_str(), 0755);
-  std::string path = dir + "/enumerate.cgi";
-  harness::Run({"/bin/cp", harness::Bin("enumerate.cgi"), path});
-  chown(path.c_str(), 0, 0);
-  chmod(path.c_str(), setuid ? 04755 : 0755);
-  return path;
-}
-
 class PrivilegeTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -55,7 +44,7 @@ class PrivilegeTest : public ::testing::Test {
 };
 
 TEST_F(PrivilegeTest, SetuidInstallReadsTheSongAsRoot) {
-  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, true));
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallCgiCopy(instance, true));
   EXPECT_EQ(r.status, 0);
   ASSERT_TRUE(r.has_json) << r.out;
   EXPECT_TRUE(r.json["success"].asBool());
@@ -64,7 +53,7 @@ TEST_F(PrivilegeTest, SetuidInstallReadsTheSongAsRoot) {
 }
 
 TEST_F(PrivilegeTest, WithoutSetuidTheGuardIsRefusedAndSaysSo) {
-  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, false));
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallCgiCopy(instance, false));
   EXPECT_EQ(r.status, 0);
   ASSERT_TRUE(r.has_json) << r.out;
   EXPECT_FALSE(r.json.isMember("success"));
@@ -85,7 +74,7 @@ TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
   std::string sid = root_owned.AddUser("bob");
   ASSERT_EQ(chmod(root_owned.Path("data").c_str(), 0700), 0);
   CgiRequest request;
-  request.program = InstallCopy(root_owned, true);
+  request.program = harness::InstallCgiCopy(root_owned, true);
   request.session = sid;
   request.query = "action=radio_enum";
   request.run_as = "nobody";

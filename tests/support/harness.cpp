@@ -259,6 +259,16 @@ CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
   return result;
 }
 
+std::string InstallCgiCopy(const Instance& instance, bool setuid) {
+  std::string dir = instance.Path(setuid ? "cgi-suid" : "cgi-plain");
+  mkdir(dir.c_str(), 0755);
+  std::string path = dir + "/enumerate.cgi";
+  Run({"/bin/cp", Bin("enumerate.cgi"), path});
+  chown(path.c_str(), 0, 0);
+  chmod(path.c_str(), setuid ? 04755 : 0755);
+  return path;
+}
+
 CgiResult Enumerate(const Instance& instance, const std::string& session, const std::string& query) {
   CgiRequest request;
   request.session = session;

@@ -91,6 +91,10 @@ struct CgiResult {
 // Runs a CGI program of the instance.
 CgiResult RunCgi(const Instance& instance, const CgiRequest& request);
 
+// A copy of enumerate.cgi in a folder of the instance that its web user can
+// reach, owned by root, with the setuid bit or without: as a box installs it.
+std::string InstallCgiCopy(const Instance& instance, bool setuid);
+
 // Shorthand: GET enumerate.cgi?<query> with a session.
 CgiResult Enumerate(const Instance& instance, const std::string& session, const std::string& query);
 
