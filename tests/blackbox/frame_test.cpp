@@ -72,7 +72,7 @@ TEST_F(FrameTest, MissingOrUnknownActionWritesNothing) {
 
 TEST_F(FrameTest, ActionsOfLaterBuildsAnswerNothingYet) {
   for (const char* action : {"playlist_enum", "smartplaylist_enum", "all_playlist_enum",
-                             "playlist_song_enum", "smartpls_song_enum", "folder_enum",
+                             "playlist_song_enum", "folder_enum",
                              "playlist_create", "get_cover", "get_cover_for_folder",
                              "get_cover_for_album", "get_lyrics"}) {
     CgiResult r = Enumerate(instance, session, std::string("action=") + action);
