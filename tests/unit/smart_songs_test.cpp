@@ -223,6 +223,19 @@ TEST_F(SmartSongsTest, AddedOperators) {
   EXPECT_EQ(8u, Titles("added", "before", "\"2023-09-01\"").size());
 }
 
+// Substring rules on the texts the trigram index holds: a negated one, or
+// one beside another rule under "any", must not be narrowed to the rows
+// holding its trigrams.
+TEST_F(SmartSongsTest, TrigramTextsNegatedOrAlternative) {
+  EXPECT_EQ(8u, Titles("title", "not_contains", "\"pure\"").size());
+  Result r = Select(
+      "{\"name\": \"A\", \"match\": \"any\", \"rules\": ["
+      "{\"field\": \"title\", \"op\": \"contains\", \"value\": \"green\"},"
+      "{\"field\": \"genre\", \"op\": \"is\", \"value\": \"Pop\"}]}");
+  std::sort(r.titles.begin(), r.titles.end());
+  EXPECT_EQ(Titles_({"100% Pure", "1000 Pure", "Blue in Green", "a_b", "axb"}), r.titles);
+}
+
 TEST_F(SmartSongsTest, MatchAnyAndNesting) {
   Result r = Select(
       "{\"name\": \"N\", \"match\": \"any\", \"rules\": ["
