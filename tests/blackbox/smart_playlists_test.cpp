@@ -65,12 +65,15 @@ const char* const kSharedStore = R"({"playlists": [
   {"name": "Refused", "rules": [{"field": "mood", "op": "is", "value": "calm"}]},
   {"name": "Personal everything", "rules": [{"field": "path", "op": "contains", "value": "/home/"}]},
   {"name": "Few jazz", "rules": [{"field": "genre", "op": "is", "value": "Jazz"}],
-   "order": "track desc", "limit": 3}
+   "order": "track desc", "limit": 3},
+  {"name": "Fresh", "rules": [{"field": "added", "op": "in_last_days", "value": 1}],
+   "order": "added desc", "limit": 2},
+  {"name": "Old", "rules": [{"field": "added", "op": "before", "value": "2000-01-01"}]}
 ]}
 )";
 
 enum SharedId { kJazz, kEverything, kQuote, kPercent, kUnderscore, kBackslash, kSql, kSql2,
-                kBroken, kRefused, kPersonalEverything, kFewJazz };
+                kBroken, kRefused, kPersonalEverything, kFewJazz, kFresh, kOld };
 
 class SmartPlaylists : public LibrarySuite {
  protected:
@@ -227,6 +230,16 @@ TEST_F(SmartPlaylists, OrderAndLimitOfThePlaylistItselfApply) {
   CgiResult r = Shared(kFewJazz);
   ExpectAnswer(r, kFewJazz);
   EXPECT_EQ((Titles{"Jazz 8", "Jazz 7", "Jazz 6"}), Column(r.json, "title"));
+}
+
+// The indexer dates a song when it first enters the index.
+TEST_F(SmartPlaylists, AddedIsWhenTheIndexerFirstSawTheSong) {
+  CgiResult fresh = Shared(kFresh);
+  ExpectAnswer(fresh, kFresh);
+  EXPECT_EQ(2u, fresh.json["total"].asUInt());
+  CgiResult old = Shared(kOld);
+  ExpectAnswer(old, kOld);
+  EXPECT_EQ(0u, old.json["total"].asUInt());
 }
 
 TEST_F(SmartPlaylists, MissingPlsIdIsAFormError) {
