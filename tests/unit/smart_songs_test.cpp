@@ -113,6 +113,14 @@ class SmartSongsTest : public ::testing::Test {
     r = Song("Alice's own", "Alice", "Jazz");
     r.library = kAlice;
     Add(r);
+    r = Song("Alice's abba", "ABBA", "Pop");
+    r.library = kAlice;
+    r.year = 1976;
+    Add(r);
+    r = Song("Alice's zed", "Zed", "Rock");
+    r.library = kAlice;
+    r.bitrate = 192000;
+    Add(r);
     r = Song("Bob's own", "Bob", "Jazz");
     r.library = kBob;
     Add(r);
@@ -300,6 +308,27 @@ TEST_F(SmartSongsTest, PersonalLibraryOnlyTheUsersOwnAndOnlyWhenSwitchedOn) {
                     " \"value\": \"own\"}]}",
                     kAlice, "all");
   EXPECT_EQ(0, r.count);
+}
+
+// With a personal library each library is read alone and the two merged: a
+// limited list is the head of the unlimited one, whatever the order.
+TEST_F(SmartSongsTest, BothLibrariesLimitedAreTheHeadOfTheWholeList) {
+  for (const char* order : {"artist asc", "artist desc", "title desc", "year asc", "year desc",
+                            "path desc", "bitrate desc", "genre asc", "added desc",
+                            "duration asc", "track desc", "album_artist asc"}) {
+    std::string base = std::string("{\"name\": \"O\", \"order\": \"") + order + "\"";
+    Result whole = Select(base + "}", kAlice);
+    ASSERT_EQ(13, whole.count) << order << whole.error;
+    for (int limit = 1; limit <= 13; ++limit) {
+      Result head = Select(base + ", \"limit\": " + std::to_string(limit) + "}", kAlice);
+      EXPECT_EQ(std::vector<std::string>(whole.titles.begin(), whole.titles.begin() + limit),
+                head.titles)
+          << order << " limit " << limit;
+    }
+  }
+  // The default order interleaves alice's songs with the shared ones.
+  Result r = Select("{\"name\": \"D\", \"limit\": 4}", kAlice);
+  EXPECT_EQ(Titles_({"100% Pure", "1000 Pure", "Alice's abba", "Back\\slash"}), r.titles);
 }
 
 TEST_F(SmartSongsTest, InvalidUtf8SongsAreLeftOutAndTheLimitIsStillFilled) {

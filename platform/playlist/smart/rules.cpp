@@ -11,9 +11,6 @@
 
 namespace cantora {
 
-const char kSmartDefaultOrder[] =
-    "lower(artist) asc, lower(album) asc, disc asc, track asc, path asc";
-
 namespace {
 
 struct FieldSpec {
@@ -388,30 +385,15 @@ void CompileRule(const SmartRule& rule, time_t now, std::string* out) {
   *out += ')';
 }
 
-// The sort key of a field: text by its lower case, so that "abba" and "ABBA"
-// sort together.
-std::string SortKey(const std::string& field) {
-  const FieldSpec* f = FindField(field);
-  if (f->type == SmartFieldType::kText && field != "path") return "lower(" + field + ")";
-  return f->column;
-}
-
-std::string CompileOrder(const SmartOrder& order) {
-  if (order.kind == SmartOrder::Kind::kDefault) return kSmartDefaultOrder;
-  const char* direction = order.descending ? " desc" : " asc";
-  if (order.field == "added") {
-    // Songs of one indexing run share their date: the order they were
-    // indexed in (their ids) breaks the tie, in the same direction, so that
-    // the date index alone gives the order.
-    return std::string("create_date") + direction + ", id" + direction;
+// The order's text: "lower(artist) asc, ...".
+std::string CompileOrder(const std::vector<SmartSortKey>& keys) {
+  std::string text;
+  for (const SmartSortKey& key : keys) {
+    if (!text.empty()) text += ", ";
+    text += key.lowered ? std::string("lower(") + key.column + ")" : std::string(key.column);
+    text += key.descending ? " desc" : " asc";
   }
-  std::string key = SortKey(order.field);
-  std::string result = key + direction;
-  static const char* const kDefaultKeys[] = {"lower(artist)", "lower(album)", "disc", "track",
-                                             "path"};
-  for (const char* k : kDefaultKeys)
-    if (key != k) result += std::string(", ") + k + " asc";
-  return result;
+  return text;
 }
 
 }  // namespace
@@ -429,11 +411,38 @@ bool ParseSmartPlaylist(std::string_view json, SmartPlaylist* playlist, std::str
   return parser.Playlist(top, playlist);
 }
 
+std::vector<SmartSortKey> SmartSortKeys(const SmartOrder& order) {
+  static const SmartSortKey kDefault[] = {{"artist", true, false},
+                                          {"album", true, false},
+                                          {"disc", false, false},
+                                          {"track", false, false},
+                                          {"path", false, false}};
+  std::vector<SmartSortKey> keys;
+  if (order.kind == SmartOrder::Kind::kRandom) return keys;
+  if (order.kind == SmartOrder::Kind::kField) {
+    const FieldSpec* f = FindField(order.field);
+    if (f->type == SmartFieldType::kDate) {
+      // Songs of one indexing run share their date: the order they were
+      // indexed in (their ids) breaks the tie, in the same direction, so
+      // that the date index alone gives the order.
+      return {{f->column, false, order.descending}, {"id", false, order.descending}};
+    }
+    // Text sorts by its lower case, so that "abba" and "ABBA" sort together;
+    // the path is unique and sorts as it is.
+    bool lowered = f->type == SmartFieldType::kText && order.field != "path";
+    keys.push_back({f->column, lowered, order.descending});
+  }
+  for (const SmartSortKey& k : kDefault)
+    if (keys.empty() || std::strcmp(keys[0].column, k.column) != 0) keys.push_back(k);
+  return keys;
+}
+
 SmartQuery CompileSmartPlaylist(const SmartPlaylist& playlist, time_t now) {
   SmartQuery q;
   if (!playlist.root.rules.empty()) CompileGroup(playlist.root, now, &q.condition);
   q.random = playlist.order.kind == SmartOrder::Kind::kRandom;
-  if (!q.random) q.order = CompileOrder(playlist.order);
+  q.keys = SmartSortKeys(playlist.order);
+  q.order = CompileOrder(q.keys);
   q.limit = playlist.limit;
   return q;
 }

@@ -95,12 +95,21 @@ struct SmartPlaylist {
 // Parses one playlist object. False with *error set to the one-line refusal.
 bool ParseSmartPlaylist(std::string_view json, SmartPlaylist* playlist, std::string* error);
 
+// One key of an order: an index column, compared by its lower case when
+// lowered (as the index's lower() maps it), in one direction.
+struct SmartSortKey {
+  const char* column;
+  bool lowered;
+  bool descending;
+};
+
 // A playlist compiled into the fragments the music index evaluates: the
 // condition and order in the index's fragment dialect (fragment.h), every
 // rule value a quoted literal that the index binds as a parameter.
 struct SmartQuery {
   std::string condition;  // empty: every song
   std::string order;      // empty with random
+  std::vector<SmartSortKey> keys;  // the order's keys (SmartSortKeys)
   bool random = false;
   int limit = -1;
 };
@@ -109,8 +118,9 @@ struct SmartQuery {
 // are midnights of the local time zone.
 SmartQuery CompileSmartPlaylist(const SmartPlaylist& playlist, time_t now);
 
-// The order every smart playlist falls back on.
-extern const char kSmartDefaultOrder[];
+// The keys of an order, the playlist's own first, then those of the default
+// order; the compiled order is exactly these. Empty for random.
+std::vector<SmartSortKey> SmartSortKeys(const SmartOrder& order);
 
 }  // namespace cantora
 

@@ -12,6 +12,7 @@
 #include "platform/index/browse.h"
 #include "platform/index/fragment.h"
 #include "platform/playlist/smart/rules.h"
+#include "platform/text/casefold.h"
 
 namespace cantora {
 namespace {
@@ -83,6 +84,126 @@ bool OrderedSongs(sqlite::Database& db, const SmartQuery& q, BrowseQuery b, Song
   return true;
 }
 
+// ---- Both libraries, merged ----
+//
+// SQLite walks an index in order only within one library value: with the
+// shared and a personal library it sorts every match instead. So a limited
+// list over both is read from each library alone, each a walk that stops at
+// the limit, and the two lists are merged here by the same keys.
+
+// How the merge reads one key of a record: a text member, or a number.
+struct KeyReader {
+  const char* MediaInfo::*text = nullptr;
+  int64_t (*number)(const MediaInfo&) = nullptr;
+  bool lowered = false;
+  bool descending = false;
+};
+
+// False for a column a record does not hold exactly: the date a song was
+// added (not in the record), the duration (kept there as a float).
+bool ReaderOf(const SmartSortKey& key, KeyReader* reader) {
+  static const struct {
+    const char* column;
+    const char* MediaInfo::*member;
+  } kTexts[] = {{"title", &MediaInfo::title},     {"artist", &MediaInfo::artist},
+                {"album", &MediaInfo::album},     {"album_artist", &MediaInfo::album_artist},
+                {"genre", &MediaInfo::genre},     {"composer", &MediaInfo::composer},
+                {"comment", &MediaInfo::comment}, {"path", &MediaInfo::path}};
+  static const struct {
+    const char* column;
+    int64_t (*get)(const MediaInfo&);
+  } kNumbers[] = {
+      {"id", [](const MediaInfo& m) { return static_cast<int64_t>(m.id); }},
+      {"year", [](const MediaInfo& m) { return static_cast<int64_t>(m.year); }},
+      {"track", [](const MediaInfo& m) { return static_cast<int64_t>(m.track); }},
+      {"disc", [](const MediaInfo& m) { return static_cast<int64_t>(m.disc); }},
+      {"bitrate", [](const MediaInfo& m) { return static_cast<int64_t>(m.bitrate); }},
+      {"filesize", [](const MediaInfo& m) { return static_cast<int64_t>(m.filesize); }},
+      {"covercount", [](const MediaInfo& m) { return static_cast<int64_t>(m.covercount); }}};
+  *reader = KeyReader();
+  reader->lowered = key.lowered;
+  reader->descending = key.descending;
+  for (const auto& t : kTexts)
+    if (std::strcmp(key.column, t.column) == 0) reader->text = t.member;
+  for (const auto& n : kNumbers)
+    if (std::strcmp(key.column, n.column) == 0) reader->number = n.get;
+  return reader->text != nullptr || reader->number != nullptr;
+}
+
+// The readers of every key; false when one cannot be read from records.
+bool ReadersOf(const std::vector<SmartSortKey>& keys, std::vector<KeyReader>* readers) {
+  readers->resize(keys.size());
+  for (size_t i = 0; i < keys.size(); ++i)
+    if (!ReaderOf(keys[i], &(*readers)[i])) return false;
+  return true;
+}
+
+// A record with the values of its keys, text lowered as the index lowers it.
+struct Keyed {
+  MediaInfo* record;
+  std::vector<std::string> texts;   // one per text key, in key order
+  std::vector<int64_t> numbers;     // one per number key, in key order
+};
+
+// Unlinks the records of list, each with its keys.
+std::vector<Keyed> WithKeys(MediaInfo* list, const std::vector<KeyReader>& readers) {
+  std::vector<Keyed> out;
+  while (list != nullptr) {
+    Keyed k{list, {}, {}};
+    for (const KeyReader& r : readers) {
+      if (r.text != nullptr) {
+        const char* text = list->*r.text;
+        k.texts.push_back(r.lowered ? FoldLower(text) : std::string(text));
+      } else {
+        k.numbers.push_back(r.number(*list));
+      }
+    }
+    list = list->next;
+    k.record->next = nullptr;
+    out.push_back(std::move(k));
+  }
+  return out;
+}
+
+// Whether a comes before b in the index's order (text compared byte by byte).
+bool Before(const Keyed& a, const Keyed& b, const std::vector<KeyReader>& readers) {
+  size_t text = 0, number = 0;
+  for (const KeyReader& r : readers) {
+    int c;
+    if (r.text != nullptr) {
+      c = a.texts[text].compare(b.texts[text]);
+      ++text;
+    } else {
+      c = (a.numbers[number] > b.numbers[number]) - (a.numbers[number] < b.numbers[number]);
+      ++number;
+    }
+    if (c != 0) return r.descending ? c > 0 : c < 0;
+  }
+  return false;
+}
+
+bool MergedSongs(sqlite::Database& db, const SmartQuery& q, const std::vector<KeyReader>& readers,
+                 BrowseQuery b, SongList* songs) {
+  SongList shared, personal;
+  b.library = "shared";
+  if (!OrderedSongs(db, q, b, &shared)) return false;
+  b.library = "personal";
+  if (!OrderedSongs(db, q, b, &personal)) return false;
+  std::vector<Keyed> x = WithKeys(shared.Release(), readers);
+  std::vector<Keyed> y = WithKeys(personal.Release(), readers);
+  size_t i = 0, j = 0;
+  while (i < x.size() || j < y.size()) {
+    bool from_x = j == y.size() || (i < x.size() && !Before(y[j], x[i], readers));
+    MediaInfo* next = from_x ? x[i++].record : y[j++].record;
+    if (Full(q, *songs)) {
+      ZARNPlaylistRecFree(next);
+    } else {
+      songs->Offer(next);
+    }
+  }
+  return true;
+}
+
 // Bound parameters of one read of records by id; SQLite allows far more.
 constexpr size_t kIdsPerRead = 500;
 
@@ -149,7 +270,12 @@ int SelectSmartPlaylistSongs(sqlite::Database& db, int uid, std::string_view rul
   b.columns = "*";
   b.condition = q.condition.empty() ? nullptr : q.condition.c_str();
   SongList songs;
-  if (!(q.random ? RandomSongs(db, q, b, &songs) : OrderedSongs(db, q, b, &songs))) {
+  std::vector<KeyReader> readers;
+  bool merge = personal && q.limit >= 0 && ReadersOf(q.keys, &readers);
+  bool ok = q.random ? RandomSongs(db, q, b, &songs)
+            : merge  ? MergedSongs(db, q, readers, b, &songs)
+                     : OrderedSongs(db, q, b, &songs);
+  if (!ok) {
     *error = "smart playlist \"" + playlist.name + "\": the music index refused the query";
     return -1;
   }
