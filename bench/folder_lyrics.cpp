@@ -5,7 +5,7 @@
 #include "platform/config/config.h"
 #include "platform/config/platform_db.h"
 #include "platform/media/lyrics/lyrics_cache.h"
-#include "platform/radio/fetch/atomic_file.h"
+#include "platform/file/atomic_file.h"
 #include "tests/support/fixture.h"
 
 namespace bench {

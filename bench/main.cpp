@@ -410,6 +410,37 @@ bool TimePlaylistCreate(const std::vector<std::string>& cgi, const std::string& 
   return ok && within;
 }
 
+// ---- Smart playlists ----
+
+// The shared smart playlists the benchmark times, in store order (their
+// pls_id), and the requests for them.
+void AddSmartPlaylistActions(const std::string& store, std::vector<Action>* actions) {
+  const std::string genre = fixture::kSyntheticBigGenre;
+  std::ofstream(store) << R"({"playlists": [
+    {"name": "One genre", "rules": [{"field": "genre", "op": "is", "value": ")" << genre
+                       << R"("}], "limit": 100},
+    {"name": "Recently added", "rules": [{"field": "added", "op": "in_last_days", "value": 30}],
+     "order": "added desc", "limit": 1000},
+    {"name": "Nested", "rules": [
+       {"any": [{"field": "genre", "op": "is", "value": "Jazz"},
+                {"field": "genre", "op": "is", "value": "Blues"}]},
+       {"all": [{"field": "year", "op": "ge", "value": 1970},
+                {"field": "year", "op": "le", "value": 1989}]}], "limit": 100},
+    {"name": "Added, default order", "rules": [{"field": "added", "op": "in_last_days", "value": 30}],
+     "limit": 1000},
+    {"name": "Random 50", "order": "random", "limit": 50},
+    {"name": "Title contains, by year", "rules": [{"field": "title", "op": "contains", "value": "love"}],
+     "order": "year desc", "limit": 100}
+  ]})";
+  const std::string q = "action=smartpls_song_enum&pls_id=";
+  actions->push_back({"smart one genre, 100", q + "0", Action::kFloorPlus, 5});
+  actions->push_back({"smart added 30 days, 1000", q + "1", Action::kAbsolute, 25});
+  actions->push_back({"smart nested any/all, 100", q + "2", Action::kFloorPlus, 10});
+  actions->push_back({"smart added, artist order", q + "3", Action::kNone, 0});
+  actions->push_back({"smart random 50", q + "4", Action::kNone, 0});
+  actions->push_back({"smart contains, by year", q + "5", Action::kNone, 0});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -496,6 +527,7 @@ int main(int argc, char** argv) {
        Action::kFloorPlus, 3},
   };
   for (Action& a : PlaylistActions(LongPlaylistId(admin))) actions.push_back(a);
+  AddSmartPlaylistActions(instance + "/data/smart.playlist", &actions);
   std::printf("%-28s %10s %11s %8s %8s\n", "action", "median ms", "target ms", "peak MB", "items");
   const std::vector<std::string> cgi = {bin + "/enumerate.cgi"};
   bool all_ok = true;

@@ -15,6 +15,8 @@
 #include "platform/cgi/server_form_handler.h"
 #include "platform/index/media_info.h"
 
+class ListAnswer;
+
 // Size of the signed-in user's record; its first member is the login name.
 constexpr int kUserInfoSize = 492;
 
@@ -66,6 +68,9 @@ class EnumerationHandler : public ServerFormHandler {
   bool CreateRandomPlaylist(const char* path);
   void WritePlaylistSongs(const MediaInfo* list, long id, const char* pls_id,
                           const char* personal_id, int start, int limit);
+  // The songs of the smart playlist pls_id into answer. start and limit are
+  // taken and deliberately not applied: every selected song is answered.
+  void ListSmartPlaylistSongs(ListAnswer* answer, const char* pls_id, int start, int limit);
 
   // The list answer of items (see ListAnswer): "success" when given (a
   // failed browse sends none), "items", "total" = the number of items.

@@ -8,6 +8,14 @@ ListAnswer::ListAnswer(cantora::WebMan* web, const char* content_type)
   pieces_.text()->append("{\"items\":[");
 }
 
+ListAnswer::ListAnswer(cantora::WebMan* web, const char* content_type, long id)
+    : pieces_(web->Output()) {
+  web->WriteHeader(content_type);
+  char digits[24];
+  std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, id);
+  pieces_.text()->append("{\"id\":").append(digits, r.ptr - digits).append(",\"items\":[");
+}
+
 std::string* ListAnswer::NextItem() {
   pieces_.MaybeFlush();
   std::string* text = pieces_.text();

@@ -21,6 +21,9 @@ class ListAnswer {
  public:
   // Writes the header with content_type; the body follows.
   ListAnswer(cantora::WebMan* web, const char* content_type);
+  // The same answer led by "id": the number given, first as in JsonCpp's
+  // key order ({"id":7,"items":[...],...}).
+  ListAnswer(cantora::WebMan* web, const char* content_type, long id);
   ListAnswer(const ListAnswer&) = delete;
   ListAnswer& operator=(const ListAnswer&) = delete;
 

@@ -77,7 +77,9 @@ char* PutItem(char* p, const MediaInfo& info, const ItemTexts& t) {
   p = PutNumberString(Put(p, ",\"filesize\":"), static_cast<unsigned long long>(info.filesize));
   p = PutNumberString(Put(p, ",\"frequency\":"), info.frequency);
   p = WriteJsonString(t.genre, Put(p, ",\"genre\":"));
-  p = WriteJsonString(t.id, Put(p, ",\"id\":"));
+  p = Put(p, ",\"id\":");
+  std::memcpy(p, t.id.data(), t.id.size());  // already JSON text
+  p += t.id.size();
   p = WriteJsonString(t.path, Put(p, ",\"path\":"));
   p = WriteJsonString(t.title, Put(p, ",\"title\":"));
   p = PutNumberString(Put(p, ",\"track\":"), info.track);
@@ -86,26 +88,45 @@ char* PutItem(char* p, const MediaInfo& info, const ItemTexts& t) {
   return p;
 }
 
-}  // namespace
-
-void AppendSongItem(const MediaInfo& info, const char* library, std::string* out) {
-  char id[kScratchSize];
-  if (std::strcmp(library, "shared") != 0 && ZARNMusicIsPersonalLibrary(&info)) {
-    std::snprintf(id, kScratchSize, "%lu", info.id);
-    AddPersonalLibraryPrefix(id, kScratchSize);
-  } else {
-    *std::to_chars(id, id + kScratchSize - 1, info.id).ptr = '\0';
-  }
-  AppendSongItemWithId(info, id, out);
-}
-
-void AppendSongItemWithId(const MediaInfo& info, const char* id, std::string* out) {
+// The item with id_json, the "id" member's JSON text, written as it is.
+void AppendItem(const MediaInfo& info, std::string_view id_json, std::string* out) {
   ItemTexts texts{info.album, info.album_artist, info.artist, info.comment, info.composer,
-                  info.genre, id,   info.path,   info.title};
+                  info.genre, id_json, info.path, info.title};
   size_t start = out->size();
   out->resize(start + Room(texts));
   char* end = PutItem(&(*out)[start], info, texts);
   out->resize(end - out->data());
+}
+
+}  // namespace
+
+void AppendSongItem(const MediaInfo& info, const char* library, std::string* out) {
+  // The id as a JSON string: digits, perhaps after the personal prefix,
+  // neither of which needs escaping.
+  char id[kScratchSize + 1];
+  id[0] = '"';
+  char* text = id + 1;
+  if (std::strcmp(library, "shared") != 0 && ZARNMusicIsPersonalLibrary(&info)) {
+    std::snprintf(text, kScratchSize - 1, "%lu", info.id);
+    AddPersonalLibraryPrefix(text, kScratchSize - 1);
+  } else {
+    *std::to_chars(text, text + kScratchSize - 2, info.id).ptr = '\0';
+  }
+  size_t length = std::strlen(id);
+  id[length] = '"';
+  AppendItem(info, std::string_view(id, length + 1), out);
+}
+
+void AppendSongItemWithId(const MediaInfo& info, const char* id, std::string* out) {
+  std::string id_json(cantora::JsonStringBound(std::strlen(id)), '\0');
+  id_json.resize(cantora::WriteJsonString(id, id_json.data()) - id_json.data());
+  AppendItem(info, id_json, out);
+}
+
+void AppendSongItemWithNumericId(const MediaInfo& info, std::string* out) {
+  char id[kNumberRoom];
+  char* end = std::to_chars(id, id + sizeof id, info.id).ptr;
+  AppendItem(info, std::string_view(id, end - id), out);
 }
 
 bool AdmitRecordText(const MediaInfo& info) {

@@ -20,6 +20,9 @@ void AppendSongItem(const MediaInfo& info, const char* library, std::string* out
 
 // The same item with the given "id" text.
 void AppendSongItemWithId(const MediaInfo& info, const char* id, std::string* out);
+// The same item with "id" as a JSON number, the bare index id, whatever
+// library the record lies in: the smart playlist songs' form.
+void AppendSongItemWithNumericId(const MediaInfo& info, std::string* out);
 
 // The text test of a record (MediaInfoIsValidUtf8); a failure is logged as
 // "MediaInfo contains invalid utf8".

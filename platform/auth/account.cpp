@@ -203,6 +203,13 @@ bool ListUsers(sqlite::Database& db, std::vector<User>* users, std::string* erro
   return true;
 }
 
+bool IsPersonalLibraryOn(sqlite::Database& db, int64_t uid) {
+  sqlite::Statement st = db.Prepare("SELECT personal FROM users WHERE id = ?");
+  if (!st.IsValid()) return false;
+  st.Bind(1, uid);
+  return st.Step() == SQLITE_ROW && st.Int(0) != 0;
+}
+
 bool NewSession(sqlite::Database& db, const std::string& name, std::string* session_id,
                 std::string* error) {
   User user;

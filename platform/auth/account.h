@@ -61,6 +61,9 @@ bool SetPersonalLibrary(sqlite::Database& db, const std::string& name, bool on,
 bool DeleteUser(sqlite::Database& db, const std::string& name, std::string* error);
 bool ListUsers(sqlite::Database& db, std::vector<User>* users, std::string* error);
 
+// Whether the user of that id exists and has the personal library switched on.
+bool IsPersonalLibraryOn(sqlite::Database& db, int64_t uid);
+
 // Opens a session for the user; *session_id receives the new id (64 hex digits).
 bool NewSession(sqlite::Database& db, const std::string& name, std::string* session_id,
                 std::string* error);

@@ -554,15 +554,14 @@ int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head
 
 }  // namespace cantora
 
-int ZARNMusicBrowse(const char* library, int uid, int kind, MediaInfo** head, int,
-                    const char* columns, const char* condition, const char* grouping,
-                    const char* order, int offset, int limit, int mode, int) {
-  if (head != nullptr) *head = nullptr;
-  sqlite::Database* db = cantora::PlatformDatabase();
-  if (db == nullptr) return -1;
+namespace cantora {
+
+sqlite::Database* IndexDatabase() {
+  sqlite::Database* db = PlatformDatabase();
+  if (db == nullptr) return nullptr;
   static sqlite3* prepared = nullptr;
   if (prepared != db->get()) {
-    if (!cantora::RegisterIndexFunctions(db->get())) return -1;
+    if (!RegisterIndexFunctions(db->get())) return nullptr;
     // Reads through a memory map and sorts in memory: a request reads a few
     // thousand rows at most and sorts them once, and on this class of
     // machine a system call per page or a spill to a temporary file costs
@@ -570,6 +569,17 @@ int ZARNMusicBrowse(const char* library, int uid, int kind, MediaInfo** head, in
     db->Exec("PRAGMA mmap_size=268435456; PRAGMA temp_store=MEMORY; PRAGMA cache_size=-16000");
     prepared = db->get();
   }
+  return db;
+}
+
+}  // namespace cantora
+
+int ZARNMusicBrowse(const char* library, int uid, int kind, MediaInfo** head, int,
+                    const char* columns, const char* condition, const char* grouping,
+                    const char* order, int offset, int limit, int mode, int) {
+  if (head != nullptr) *head = nullptr;
+  sqlite::Database* db = cantora::IndexDatabase();
+  if (db == nullptr) return -1;
   cantora::BrowseQuery query;
   query.library = library;
   query.uid = uid;

@@ -73,6 +73,11 @@ bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* e
 // functions registered.
 int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head);
 
+// The platform database ready for MusicBrowse (the index's functions
+// registered, read settings made), prepared once per connection; null when
+// it cannot be opened.
+sqlite::Database* IndexDatabase();
+
 }  // namespace cantora
 
 #endif

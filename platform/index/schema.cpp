@@ -126,6 +126,16 @@ CREATE TABLE IF NOT EXISTS playlist (
   name TEXT NOT NULL
 );
 CREATE INDEX IF NOT EXISTS playlist_library ON playlist(library, name);
+
+-- Smart playlists. Their default order (artist, album, disc, track, path)
+-- with and without one genre, and the date a song entered the index: a
+-- playlist of one genre, or of recent songs, or of a rule no index serves,
+-- walks one of these and stops at its limit instead of sorting every match.
+CREATE INDEX IF NOT EXISTS song_smart_order
+  ON song(library, lower(artist), lower(album), disc, track, path);
+CREATE INDEX IF NOT EXISTS song_smart_genre
+  ON song(library, genre, lower(artist), lower(album), disc, track, path);
+CREATE INDEX IF NOT EXISTS song_created ON song(library, create_date);
 )sql";
 
 // The schema's version, kept in the database's user_version. Version 2 put

@@ -15,10 +15,6 @@ using harness::CgiRequest;
 using harness::CgiResult;
 using harness::Instance;
 
-std::string InstallCopy(const Instance& instance, bool setuid) {
-  return harness::InstallGatewayCopy(instance, setuid);
-}
-
 class PrivilegeTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -48,7 +44,7 @@ class PrivilegeTest : public ::testing::Test {
 };
 
 TEST_F(PrivilegeTest, SetuidInstallReadsTheSongAsRoot) {
-  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, true));
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, true));
   EXPECT_EQ(r.status, 0);
   ASSERT_TRUE(r.has_json) << r.out;
   EXPECT_TRUE(r.json["success"].asBool());
@@ -57,7 +53,7 @@ TEST_F(PrivilegeTest, SetuidInstallReadsTheSongAsRoot) {
 }
 
 TEST_F(PrivilegeTest, WithoutSetuidTheGuardIsRefusedAndSaysSo) {
-  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, false));
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, false));
   EXPECT_EQ(r.status, 0);
   ASSERT_TRUE(r.has_json) << r.out;
   EXPECT_FALSE(r.json.isMember("success"));
@@ -78,7 +74,7 @@ TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
   std::string sid = root_owned.AddUser("bob");
   ASSERT_EQ(chmod(root_owned.Path("data").c_str(), 0700), 0);
   CgiRequest request;
-  request.program = InstallCopy(root_owned, true);
+  request.program = harness::InstallGatewayCopy(root_owned, true);
   request.session = sid;
   request.query = "action=radio_enum";
   request.run_as = "nobody";

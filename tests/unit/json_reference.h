@@ -23,9 +23,10 @@ inline std::string JsonCppText(const Json::Value& v) {
 }
 
 // Everything a ListAnswer writes, header included, when fill adds its items
-// and the answer ends with success.
+// and the answer ends with success; led by "id" when one is given.
 inline std::string WrittenListAnswer(const std::function<void(ListAnswer*)>& fill,
-                                     std::optional<bool> success) {
+                                     std::optional<bool> success,
+                                     std::optional<long> id = std::nullopt) {
   char* body = nullptr;
   size_t size = 0;
   FILE* out = open_memstream(&body, &size);
@@ -33,9 +34,14 @@ inline std::string WrittenListAnswer(const std::function<void(ListAnswer*)>& fil
   cantora::WebMan web = cantora::WebMan::FromParts("GET", "", "", "", "", 0);
   web.SetOutput(out);
   {
-    ListAnswer answer(&web, "text/plain; charset=\"UTF-8\"");
-    fill(&answer);
-    answer.Finish(success);
+    std::optional<ListAnswer> answer;
+    if (id) {
+      answer.emplace(&web, "text/plain; charset=\"UTF-8\"", *id);
+    } else {
+      answer.emplace(&web, "text/plain; charset=\"UTF-8\"");
+    }
+    fill(&*answer);
+    answer->Finish(success);
   }
   std::fclose(out);
   std::string text(body, size);

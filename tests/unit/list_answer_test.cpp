@@ -43,6 +43,21 @@ TEST(ListAnswer, ItemsOfEveryKind) {
             WrittenListAnswer([&](ListAnswer* a) { AddAll(items, a); }, true));
 }
 
+// The smart playlist songs' answer: "id" leads, as in JsonCpp's key order.
+TEST(ListAnswer, LedById) {
+  Json::Value items(Json::arrayValue);
+  items.append(Json::Value(Json::objectValue))["id"] = 12u;
+  for (long id : {0L, 7L, -3L, 9223372036854775807L}) {
+    Json::Value answer(Json::objectValue);
+    answer["id"] = Json::Int64(id);
+    answer["items"] = items;
+    answer["success"] = true;
+    answer["total"] = items.size();
+    EXPECT_EQ("Content-Type: text/plain; charset=\"UTF-8\"\r\n\r\n" + JsonCppText(answer),
+              WrittenListAnswer([&](ListAnswer* a) { AddAll(items, a); }, true, id));
+  }
+}
+
 // Long enough to go out in many pieces.
 TEST(ListAnswer, ManyPieces) {
   Json::Value items(Json::arrayValue);

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include "platform/radio/fetch/atomic_file.h"
+#include "platform/file/atomic_file.h"
 #include "platform/radio/fetch/directory.h"
 #include "platform/radio/fetch/refresh.h"
 #include "platform/radio/shoutcast_update.h"

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <iterator>
 
 #include "platform/config/config.h"
 #include "tests/unit/temp_folder.h"
@@ -83,6 +84,64 @@ TEST(SmartStoreTest, SharedStoreByPositionAndRulesByName) {
       ZarnAudioUtils::LoadSmartPlsRulesByFilename(config.smart_playlists.c_str(), "Old"), rules));
   EXPECT_EQ(rules["limit"].asInt(), 10);
   EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRulesByFilename(nullptr, "Old"), "");
+  cantora::SetConfig(cantora::Config());
+}
+
+}  // namespace
+
+namespace {
+
+TEST(SmartStoreWriteTest, WrittenStoreReadsBackInOrderAndMakesItsFolders) {
+  TempFolder dir;
+  const std::string file = dir.Path("prefs/alice/playlists/smart.playlist");
+  std::vector<cantora::SmartPlaylistEntry> entries = {
+      {"Jazz", R"({"name":"Jazz","rules":[{"field":"genre","op":"is","value":"Jazz"}]})"},
+      {"Abba", R"({"name": "Abba", "limit": 5})"}};
+  std::string error;
+  ASSERT_TRUE(cantora::WriteSmartPlaylistStore(file, entries, &error)) << error;
+  std::vector<cantora::SmartPlaylistEntry> read;
+  ASSERT_TRUE(cantora::ReadSmartPlaylistStore(file, &read, &error)) << error;
+  ASSERT_EQ(2u, read.size());
+  EXPECT_EQ("Jazz", read[0].name);
+  EXPECT_EQ(R"({"name":"Jazz","rules":[{"field":"genre","op":"is","value":"Jazz"}]})",
+            read[0].json);
+  EXPECT_EQ("Abba", read[1].name);
+  EXPECT_EQ(R"({"limit":5,"name":"Abba"})", read[1].json);
+  struct stat st;
+  ASSERT_EQ(0, stat(file.c_str(), &st));
+  EXPECT_EQ(0644u, st.st_mode & 07777);
+  // An empty store is still a store.
+  ASSERT_TRUE(cantora::WriteSmartPlaylistStore(file, {}, &error)) << error;
+  ASSERT_TRUE(cantora::ReadSmartPlaylistStore(file, &read, &error)) << error;
+  EXPECT_TRUE(read.empty());
+}
+
+TEST(SmartStoreWriteTest, FailureLeavesTheOldStore) {
+  TempFolder dir;
+  const std::string file = dir.Path("smart.playlist");
+  const std::string old = R"({"playlists":[{"name":"Old"}]})";
+  WriteFile(file, old);
+  std::string error;
+  // An entry that is not an object is not written, nor is anything else.
+  EXPECT_FALSE(cantora::WriteSmartPlaylistStore(file, {{"Bad", "[1]"}}, &error));
+  EXPECT_EQ("smart playlist \"Bad\" is not a JSON object", error);
+  std::ifstream in(file);
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(old, text);
+  // A folder that cannot be made (a file stands in its place).
+  WriteFile(dir.Path("blocker"), "");
+  EXPECT_FALSE(cantora::WriteSmartPlaylistStore(dir.Path("blocker/smart.playlist"),
+                                                {{"A", R"({"name":"A"})"}}, &error));
+  EXPECT_NE(std::string::npos, error.find("blocker")) << error;
+}
+
+TEST(SmartStoreWriteTest, UserStorePath) {
+  cantora::Config config;
+  config.preferences = "/prefs";
+  cantora::SetConfig(config);
+  EXPECT_EQ("/prefs/alice/playlists/smart.playlist", cantora::UserSmartPlaylistStorePath("alice"));
+  EXPECT_EQ("", cantora::UserSmartPlaylistStorePath(".."));
+  EXPECT_EQ("", cantora::UserSmartPlaylistStorePath("a/b"));
   cantora::SetConfig(cantora::Config());
 }
 

@@ -121,6 +121,21 @@ TEST(SongItemTest, SameTextAsJsonCpp) {
   ZARNPlaylistRecFree(info);
 }
 
+// The smart playlist songs' item: the same members, "id" a bare JSON number.
+TEST(SongItemTest, NumericIdItemIsJsonCppTextWithTheIdANumber) {
+  Record r("/m/q\"uote.mp3");
+  for (int library : {0, 1001}) {
+    r.info->id = 4294967295ul;
+    r.info->library = library;
+    r.info->covercount = 2;
+    std::string text;
+    AppendSongItemWithNumericId(*r.info, &text);
+    Json::Value expected = Item(*r.info, "shared").value;
+    expected["id"] = Json::UInt64(4294967295ul);
+    EXPECT_EQ(JsonCppText(expected), text);
+  }
+}
+
 TEST(SongItemTest, PersonalIdsArePrefixedOutsideTheSharedLibrary) {
   Record r("/m/a.mp3");
   r.info->id = 7;

@@ -1,6 +1,7 @@
 #include "platform/playlist/smart/store.h"
 
 #include <json/json.h>
+#include <sys/stat.h>
 #include <syslog.h>
 
 #include <cerrno>
@@ -10,7 +11,9 @@
 #include <memory>
 #include <sstream>
 
+#include "platform/auth/preference_dir.h"
 #include "platform/config/config.h"
+#include "platform/file/atomic_file.h"
 
 namespace cantora {
 namespace {
@@ -96,6 +99,50 @@ bool ReadSmartPlaylistStore(const std::string& path, std::vector<SmartPlaylistEn
 }
 
 std::string SharedSmartPlaylistStorePath() { return GetConfig().smart_playlists; }
+
+namespace {
+
+// Makes every missing folder of path's parent, one level at a time.
+bool MakeParentFolders(const std::string& path, std::string* error) {
+  for (size_t slash = path.find('/', 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    std::string folder = path.substr(0, slash);
+    if (mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) {
+      *error = "cannot create " + folder + ": " + std::strerror(errno);
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool WriteSmartPlaylistStore(const std::string& path,
+                             const std::vector<SmartPlaylistEntry>& entries, std::string* error) {
+  Json::Value root(Json::objectValue);
+  Json::Value& list = root["playlists"] = Json::Value(Json::arrayValue);
+  Json::CharReaderBuilder builder;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  for (const SmartPlaylistEntry& e : entries) {
+    Json::Value entry;
+    std::string errs;
+    if (!reader->parse(e.json.data(), e.json.data() + e.json.size(), &entry, &errs) ||
+        !entry.isObject()) {
+      *error = "smart playlist \"" + e.name + "\" is not a JSON object";
+      return false;
+    }
+    list.append(entry);
+  }
+  Json::StreamWriterBuilder writer;
+  writer["indentation"] = "  ";
+  std::string text = Json::writeString(writer, root) + "\n";
+  return MakeParentFolders(path, error) && ReplaceFileAtomically(path, text, error);
+}
+
+std::string UserSmartPlaylistStorePath(const std::string& user_name) {
+  std::string dir = UserPreferenceDir(user_name);
+  return dir.empty() ? std::string() : dir + "/playlists/smart.playlist";
+}
 
 }  // namespace cantora
 

@@ -4,7 +4,8 @@
 // store is the file named by the configuration key smart_playlists, and each
 // user has one at <preferences>/<login name>/playlists/smart.playlist. What an
 // entry's rules mean is the rule language's (see rules.h); a store only
-// names them and hands out the JSON text of one entry.
+// names them and hands out the JSON text of one entry, and is rewritten whole
+// by WriteSmartPlaylistStore.
 //
 // A missing store holds no playlists. A store that cannot be read, or whose
 // shape is not the one above (the top is not an object, "playlists" is not an
@@ -49,6 +50,18 @@ bool ReadSmartPlaylistStore(const std::string& path, std::vector<SmartPlaylistEn
 
 // The shared store's path, from the configuration in force.
 std::string SharedSmartPlaylistStorePath();
+
+// Writes entries as a store at path: the file is replaced atomically (a new
+// file beside it, renamed over it, never written through a link), so that a
+// reader sees the old store or the new one. Missing folders above it are
+// made (mode 0755). False with *error set to one line; the old store is then
+// untouched.
+bool WriteSmartPlaylistStore(const std::string& path,
+                             const std::vector<SmartPlaylistEntry>& entries, std::string* error);
+
+// The store of a user: <preferences>/<name>/playlists/smart.playlist; empty
+// for a name that cannot be a user's.
+std::string UserSmartPlaylistStorePath(const std::string& user_name);
 
 }  // namespace cantora
 

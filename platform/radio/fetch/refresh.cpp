@@ -2,7 +2,7 @@
 
 #include <json/json.h>
 
-#include "platform/radio/fetch/atomic_file.h"
+#include "platform/file/atomic_file.h"
 #include "platform/radio/fetch/directory.h"
 #include "platform/radio/shoutcast_update.h"
 #include "radiolist/radiolist.h"

@@ -7,7 +7,7 @@
 
 #include "platform/lib/curl/easy.h"
 #include "platform/media/lyrics/lyrics_cache.h"
-#include "platform/radio/fetch/atomic_file.h"
+#include "platform/file/atomic_file.h"
 
 namespace cantora {
 namespace {

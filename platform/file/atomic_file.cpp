@@ -1,4 +1,4 @@
-#include "platform/radio/fetch/atomic_file.h"
+#include "platform/file/atomic_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

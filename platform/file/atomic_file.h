@@ -1,6 +1,6 @@
 // Replacing a file so that readers see either the old or the new content.
-#ifndef CANTORA_PLATFORM_RADIO_FETCH_ATOMIC_FILE_H
-#define CANTORA_PLATFORM_RADIO_FETCH_ATOMIC_FILE_H
+#ifndef CANTORA_PLATFORM_FILE_ATOMIC_FILE_H
+#define CANTORA_PLATFORM_FILE_ATOMIC_FILE_H
 
 #include <string>
 
