@@ -3,6 +3,7 @@
 // once; only the guarded step (testing that a music file exists) runs as root.
 #include <gtest/gtest.h>
 
+#include <pwd.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -95,6 +96,64 @@ TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
   // The same request run as root is answered: the session itself is fine.
   request.run_as.clear();
   EXPECT_TRUE(RunCgi(root_owned, request).has_json);
+}
+
+// The setuid program tests song paths as root, so its caller must not choose
+// the configuration, nor so the database, that names them: a local user with
+// a database of their own listing files of a folder only root can read would
+// learn which of them exist.
+class CallerChosenFilesTest : public PrivilegeTest {
+ protected:
+  // Gives path to the unprivileged caller, as if they had made it.
+  static void GiveToCaller(const std::string& path) {
+    struct passwd* nobody = getpwnam("nobody");
+    ASSERT_NE(nobody, nullptr);
+    ASSERT_EQ(chown(path.c_str(), nobody->pw_uid, nobody->pw_gid), 0) << path;
+  }
+  std::string Database() const { return instance.Path("data/cantora.db"); }
+};
+
+TEST_F(CallerChosenFilesTest, ConfigurationOwnedByTheCallerIsRefused) {
+  GiveToCaller(instance.config());
+  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, true));
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing configuration " + instance.config() +
+                                  ": not owned by root"));
+}
+
+TEST_F(CallerChosenFilesTest, DatabaseOwnedByTheCallerIsRefused) {
+  for (const char* suffix : {"", "-wal", "-shm"}) GiveToCaller(Database() + suffix);
+  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, true));
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing database " + Database() + ": not owned by root"));
+}
+
+TEST_F(CallerChosenFilesTest, FilesEveryoneCanWriteAreRefused) {
+  ASSERT_EQ(chmod(instance.config().c_str(), 0666), 0);
+  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, true));
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing configuration " + instance.config() +
+                                  ": writable by others"));
+
+  ASSERT_EQ(chmod(instance.config().c_str(), 0644), 0);
+  ASSERT_EQ(chmod(instance.Path("data").c_str(), 02777), 0);
+  r = SongsOfTheUntaggedAlbum(InstallCopy(instance, true));
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing database " + instance.Path("data") +
+                                  ": writable by others"));
+}
+
+TEST_F(CallerChosenFilesTest, WithoutSetuidTheCallersConfigurationIsRead) {
+  // Nothing is gained by naming files to a program without privileges.
+  GiveToCaller(instance.config());
+  CgiResult r = SongsOfTheUntaggedAlbum(InstallCopy(instance, false));
+  ASSERT_TRUE(r.has_json) << r.out;
 }
 
 }  // namespace
