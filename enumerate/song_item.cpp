@@ -1,6 +1,5 @@
 #include "enumerate/song_item.h"
 
-#include <sys/stat.h>
 #include <syslog.h>
 
 #include <charconv>
@@ -12,6 +11,7 @@
 #include "enumerate/enumerate.h"
 #include "enumerate/guard/run_as.h"
 #include "platform/index/library.h"
+#include "platform/index/song_file.h"
 
 namespace {
 
@@ -111,14 +111,16 @@ bool AdmitRecordText(const MediaInfo& info) {
 }
 
 Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) {
+  // Which library the file lies in is known without privileges; only the
+  // lookup itself runs as root, confined to that library.
+  bool located = cantora::LocateSongFile(info);
   {
     IF_RUN_AS guard(kEnumerateSource, guard_line);
     if (!guard.ok()) {
       syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
       return Admission::kNoRoot;
     }
-    struct stat st;
-    if (stat(info.path, &st) != 0) return Admission::kSkipped;
+    if (!located || !cantora::LocatedSongFileExists()) return Admission::kSkipped;
   }
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }

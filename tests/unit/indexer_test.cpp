@@ -221,6 +221,45 @@ TEST_F(IndexerTest, PersonalLibrariesBelongToTheirOwners) {
   EXPECT_EQ("0\n", Query("SELECT count(*) FROM folder WHERE library != 0"));
 }
 
+// The indexer runs as root: a link that an owner of a music folder puts
+// there must not bring a file from outside the library into the index.
+TEST_F(IndexerTest, LinksLeadingOutOfTheLibraryAreNotFollowed) {
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("private"),
+                                 {MakeTrack("secret.mp3", "Secret", "Root's", "Root", 1)}, &error))
+      << error;
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("home/anna/music"),
+                                 {MakeTrack("mine.mp3", "Anna's", "Hers", "Anna", 1)}, &error))
+      << error;
+  std::string anna = dir_.Path("home/anna/music");
+  ASSERT_EQ(symlink(dir_.Path("private/secret.mp3").c_str(), (anna + "/out.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("../../../private/secret.mp3", (anna + "/up.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("mine.mp3", (anna + "/again.mp3").c_str()), 0);
+  ASSERT_EQ(symlink((music_ + "/A/One/01 First.mp3").c_str(), (music_ + "/B/in.mp3").c_str()), 0);
+  ASSERT_EQ(symlink(dir_.Path("private/secret.mp3").c_str(), (music_ + "/B/out.mp3").c_str()), 0);
+  Index();
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE title = 'Secret'"));
+  EXPECT_EQ(anna + "/again.mp3\n" + anna + "/mine.mp3\n",
+            Query("SELECT path FROM song WHERE library != 0 ORDER BY path"));
+  EXPECT_EQ("1\n", Query("SELECT count(*) FROM song WHERE path = '" + music_ + "/B/in.mp3'"));
+}
+
+// A personal folder that is itself a link is not a library: its owner
+// could point it at any folder of the box.
+TEST_F(IndexerTest, APersonalFolderThatIsALinkIsNotIndexed) {
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("private"),
+                                 {MakeTrack("secret.mp3", "Secret", "Root's", "Root", 1)}, &error))
+      << error;
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  mkdir(dir_.Path("home").c_str(), 0755);
+  mkdir(dir_.Path("home/anna").c_str(), 0755);
+  ASSERT_EQ(symlink(dir_.Path("private").c_str(), dir_.Path("home/anna/music").c_str()), 0);
+  Index();
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE library != 0"));
+}
+
 TEST_F(IndexerTest, ARemovedRootTakesItsSongsAlong) {
   Index();
   std::string error;
