@@ -156,4 +156,25 @@ TEST_F(CallerChosenFilesTest, WithoutSetuidTheCallersConfigurationIsRead) {
   ASSERT_TRUE(r.has_json) << r.out;
 }
 
+// Whoever can write into a music folder can replace an indexed song by a
+// link. The guarded test of the song's file must not follow it out of the
+// library: a link to a file that exists in a folder only root can read, and
+// a link to nothing, must look the same.
+TEST_F(PrivilegeTest, ASongReplacedByALinkOutOfTheLibraryTellsNothing) {
+  std::string secret = instance.Path("secret");
+  ASSERT_EQ(mkdir(secret.c_str(), 0700), 0);
+  harness::Run({"/bin/cp", std::string(CANTORA_SOURCE_DIR) + "/tests/data/templates/tone.mp3",
+                secret + "/tone.mp3"});
+  std::string song = instance.Path("music/tone.mp3");
+  std::string program = InstallCopy(instance, true);
+  for (const std::string& target : {secret + "/tone.mp3", secret + "/absent.mp3"}) {
+    ASSERT_EQ(unlink(song.c_str()), 0);
+    ASSERT_EQ(symlink(target.c_str(), song.c_str()), 0);
+    CgiResult r = SongsOfTheUntaggedAlbum(program);
+    ASSERT_TRUE(r.has_json) << r.out;
+    EXPECT_TRUE(r.json["success"].asBool());
+    EXPECT_EQ(r.json["total"].asUInt(), 0u) << target;
+  }
+}
+
 }  // namespace
