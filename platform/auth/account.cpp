@@ -31,6 +31,12 @@ CREATE INDEX IF NOT EXISTS sessions_expires ON sessions(expires);
 -- only by a hash: a guess of any length costs one short row. Rows older
 -- than kFailureMemory are forgotten. (login_failures kept whole names.)
 DROP TABLE IF EXISTS login_failures;
+-- Ids of deleted users, never given again: a personal library, its songs'
+-- ids and anything else kept by user id must not pass to a later account.
+CREATE TABLE IF NOT EXISTS retired_user_ids (id INTEGER PRIMARY KEY);
+CREATE TRIGGER IF NOT EXISTS users_retire_id AFTER DELETE ON users BEGIN
+  INSERT OR IGNORE INTO retired_user_ids(id) VALUES (old.id);
+END;
 CREATE TABLE IF NOT EXISTS sign_in_decoy (hash TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS sign_in_failures (
   key TEXT PRIMARY KEY,
@@ -149,8 +155,12 @@ bool AddUser(sqlite::Database& db, const std::string& name, const std::string& p
     *error = "cannot hash the password";
     return false;
   }
+  // Past every id ever given, deleted ones included.
   sqlite::Statement st = db.Prepare(
-      "INSERT INTO users(name, password_hash, personal, created) VALUES (?, ?, ?, ?)", error);
+      "INSERT INTO users(id, name, password_hash, personal, created) VALUES ("
+      "1 + max(coalesce((SELECT max(id) FROM users), 0), "
+      "coalesce((SELECT max(id) FROM retired_user_ids), 0)), ?, ?, ?, ?)",
+      error);
   if (!st.IsValid()) return false;
   st.Bind(1, name).Bind(2, hash).Bind(3, personal ? 1 : 0).Bind(4, Now());
   if (!st.Run()) {
@@ -205,8 +215,14 @@ bool DeleteUser(sqlite::Database& db, const std::string& name, std::string* erro
     *error = "no user '" + name + "'";
     return false;
   }
+  // One transaction: the account, its sessions (by foreign key), its
+  // failures, and through the schema's triggers its personal library and
+  // the retirement of its id.
+  sqlite::Transaction tx(db);
   sqlite::Statement st = db.Prepare("DELETE FROM users WHERE id = ?", error);
-  if (!st.IsValid() || !st.Bind(1, user.id).Run()) {
+  sqlite::Statement failures = db.Prepare("DELETE FROM sign_in_failures WHERE key = ?", error);
+  if (!tx.ok() || !st.IsValid() || !failures.IsValid() || !st.Bind(1, user.id).Run() ||
+      !failures.Bind(1, NameKey(name)).Run() || !tx.Commit()) {
     if (error->empty()) *error = db.ErrorMessage();
     return false;
   }

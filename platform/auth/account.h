@@ -52,7 +52,11 @@ struct User {
 // starting with '.' or '-': it names a home folder and a preference folder.
 bool IsValidUserName(const std::string& name);
 
-// Each returns false with one line in *error.
+// Each returns false with one line in *error. DeleteUser removes, in one
+// transaction, the account, its sessions and failures and (where the music
+// index lives in the same database) its personal library; ids of deleted
+// users are never given again. Switching a personal library off takes it
+// out of the index at once.
 bool AddUser(sqlite::Database& db, const std::string& name, const std::string& password,
              bool personal, std::string* error);
 bool SetPassword(sqlite::Database& db, const std::string& name, const std::string& password,

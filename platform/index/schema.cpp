@@ -91,6 +91,29 @@ CREATE TABLE IF NOT EXISTS indexed_folder (
 );
 )sql";
 
+// A user's personal library leaves the index in the very statement that
+// deletes the user or switches the library off: no listing shows it after,
+// and no later account can inherit it. Made only where the accounts live.
+constexpr const char* kPersonalLibraryTriggers = R"sql(
+CREATE TRIGGER IF NOT EXISTS personal_library_user_deleted AFTER DELETE ON users BEGIN
+  DELETE FROM song WHERE library = old.id;
+  DELETE FROM folder WHERE library = old.id;
+  DELETE FROM facet WHERE library = old.id;
+END;
+CREATE TRIGGER IF NOT EXISTS personal_library_switched_off AFTER UPDATE OF personal ON users
+WHEN new.personal = 0 BEGIN
+  DELETE FROM song WHERE library = old.id;
+  DELETE FROM folder WHERE library = old.id;
+  DELETE FROM facet WHERE library = old.id;
+END;
+)sql";
+
+bool HasAccounts(sqlite::Database& db) {
+  sqlite::Statement st =
+      db.Prepare("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'users'");
+  return st.IsValid() && st.Step() == SQLITE_ROW;
+}
+
 // The schema's version, kept in the database's user_version. Version 2 put
 // the path into song_order.
 constexpr int kIndexSchemaVersion = 2;
@@ -110,6 +133,7 @@ bool CreateIndexSchema(sqlite::Database& db, std::string* error) {
   // An index whose definition changed is dropped, and made anew below.
   if (found < 2 && !db.Exec("DROP INDEX IF EXISTS song_order", error)) return false;
   return db.Exec(kIndexSchema, error) &&
+         (!HasAccounts(db) || db.Exec(kPersonalLibraryTriggers, error)) &&
          db.Exec("PRAGMA user_version = " + std::to_string(kIndexSchemaVersion), error);
 }
 

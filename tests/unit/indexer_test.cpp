@@ -214,11 +214,24 @@ TEST_F(IndexerTest, PersonalLibrariesBelongToTheirOwners) {
                                 "'anna') FROM song WHERE library != 0"));
   EXPECT_EQ("1\n", Query("SELECT count(*) FROM folder WHERE path = '" +
                          dir_.Path("home/anna/music") + "' AND parent_id = 0 AND library != 0"));
-  // Switching the library off takes its songs out at the next run.
+  // Switching the library off takes its songs out at once.
   ASSERT_TRUE(db_.Exec("UPDATE users SET personal = 0"));
-  ExpectCounts(Index(), 3, 0, 0, 1, 0);
   EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE library != 0"));
   EXPECT_EQ("0\n", Query("SELECT count(*) FROM folder WHERE library != 0"));
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM facet WHERE library != 0"));
+  ExpectCounts(Index(), 3, 0, 0, 0, 0);
+
+  // Deleting a user takes their library along, and their id is not given again.
+  ASSERT_TRUE(db_.Exec("UPDATE users SET personal = 1 WHERE name = 'anna'"));
+  Index();
+  EXPECT_EQ("1\n", Query("SELECT count(*) FROM song WHERE library != 0"));
+  std::string anna_id = Query("SELECT id FROM users WHERE name = 'anna'");
+  ASSERT_TRUE(cantora::DeleteUser(db_, "anna", &error)) << error;
+  EXPECT_EQ("0|0|0\n", Query("SELECT (SELECT count(*) FROM song WHERE library != 0), "
+                             "(SELECT count(*) FROM folder WHERE library != 0), "
+                             "(SELECT count(*) FROM facet WHERE library != 0)"));
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  EXPECT_GT(std::stoi(Query("SELECT id FROM users WHERE name = 'anna'")), std::stoi(anna_id));
 }
 
 // The indexer runs as root: a link that an owner of a music folder puts
