@@ -89,6 +89,10 @@ CREATE TABLE IF NOT EXISTS indexed_folder (
   path TEXT PRIMARY KEY,
   name TEXT NOT NULL
 );
+
+-- One row: whether the facets lag behind the songs (facets.h).
+CREATE TABLE IF NOT EXISTS index_state (facets_stale INTEGER NOT NULL DEFAULT 0);
+INSERT INTO index_state(facets_stale) SELECT 0 WHERE NOT EXISTS (SELECT 1 FROM index_state);
 )sql";
 
 // A user's personal library leaves the index in the very statement that

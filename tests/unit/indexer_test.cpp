@@ -11,6 +11,7 @@
 #include "platform/auth/account.h"
 #include "platform/config/config.h"
 #include "platform/config/platform_db.h"
+#include "platform/index/browse.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/schema.h"
 #include "tests/support/fixture.h"
@@ -271,6 +272,40 @@ TEST_F(IndexerTest, APersonalFolderThatIsALinkIsNotIndexed) {
   ASSERT_EQ(symlink(dir_.Path("private").c_str(), dir_.Path("home/anna/music").c_str()), 0);
   Index();
   EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE library != 0"));
+}
+
+// A run cut short (here by a write that fails, as when the disk fills or the
+// process is killed) keeps the songs it committed. Listings of artists,
+// albums and genres must agree with them, though their summary was not
+// rebuilt: they group the songs until a run completes.
+TEST_F(IndexerTest, ARunCutShortLeavesListingsThatAgreeWithTheSongs) {
+  ASSERT_TRUE(db_.Exec(
+      "CREATE TRIGGER cut_short BEFORE INSERT ON song WHEN (SELECT count(*) FROM song) >= 2 "
+      "BEGIN SELECT RAISE(FAIL, 'disk full'); END"));
+  cantora::IndexOptions options;
+  options.report = nullptr;
+  options.batch = 1;
+  IndexSummary summary;
+  std::string error;
+  EXPECT_FALSE(cantora::RunIndex(db_, options, &summary, &error));
+  ASSERT_EQ("2\n", Query("SELECT count(*) FROM song"));
+
+  auto artists = [&] {
+    cantora::BrowseQuery q;
+    q.mode = cantora::kBrowseArtists;
+    MediaInfo* head = nullptr;
+    EXPECT_GE(cantora::MusicBrowse(db_, q, &head), 0);
+    std::string names;
+    for (MediaInfo* m = head; m != nullptr; m = m->next) names += std::string(m->artist) + ";";
+    ZARNPlaylistRecFree(head);
+    return names;
+  };
+  EXPECT_EQ("Alpha;", artists());
+
+  ASSERT_TRUE(db_.Exec("DROP TRIGGER cut_short"));
+  Index();
+  EXPECT_EQ("Alpha;Beta;", artists());
+  EXPECT_EQ("0\n", Query("SELECT facets_stale FROM index_state"));
 }
 
 TEST_F(IndexerTest, ARemovedRootTakesItsSongsAlong) {

@@ -129,14 +129,22 @@ class Batch {
     if (open_) db_.Exec("ROLLBACK");
   }
 
-  // Opens a transaction unless one is open.
+  // Opens a transaction unless one is open. The run's first also marks the
+  // facets stale: the songs it commits are not summed up until the last.
   bool Begin(std::string* error) {
     if (open_) return true;
     if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
     open_ = true;
     writes_ = 0;
+    if (!wrote_ && !MarkFacetsStale(db_)) {
+      *error = db_.ErrorMessage();
+      return false;
+    }
+    wrote_ = true;
     return true;
   }
+  // Whether this run has written anything.
+  bool wrote() const { return wrote_; }
   // One write: write() returns false with *error set when it fails. The
   // transaction is committed once it holds size writes.
   template <class F>
@@ -156,6 +164,7 @@ class Batch {
   const size_t size_;
   size_t writes_ = 0;
   bool open_ = false;
+  bool wrote_ = false;
 };
 
 class IndexRun {
@@ -338,6 +347,11 @@ class IndexRun {
   }
 
   bool Finish(std::string* error) {
+    bool vanished_folders = false;
+    for (const auto& f : folders_) vanished_folders = vanished_folders || !f.second.seen;
+    // An unchanged library, whose facets no earlier run left stale, is done:
+    // summing up a large library again costs seconds.
+    if (!batch_.wrote() && !vanished_folders && FacetsCurrent(db_)) return true;
     if (!batch_.Begin(error)) return false;
     for (const auto& f : folders_)
       if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
