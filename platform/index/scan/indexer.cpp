@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <ctime>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -87,6 +88,9 @@ bool LoadRoots(sqlite::Database& db, std::vector<RootState>* roots, std::string*
 
 bool LoadSongs(sqlite::Database& db, std::unordered_map<std::string, ExistingSong>* songs,
                std::string* error) {
+  sqlite::Statement count = db.Prepare("SELECT count(*) FROM song", error);
+  if (!count.IsValid()) return false;
+  if (count.Step() == SQLITE_ROW) songs->reserve(static_cast<size_t>(count.Int(0)));
   sqlite::Statement st = db.Prepare(
       "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song", error);
   if (!st.IsValid()) return false;
@@ -185,8 +189,20 @@ class IndexRun {
     // A database made by an earlier version gets the current schema first.
     if (!CreateIndexSchema(db_, error)) return false;
     if (!writer_.Prepare(db_, error) || !LoadRoots(db_, &roots_, error)) return false;
+    // The walk waits on the file system, reading the rows waits on the
+    // processor: on a large library they take seconds each, so they overlap
+    // (the connection is used by the reading thread alone meanwhile).
+    bool loaded = false;
+    std::string load_error;
+    std::thread load([&] {
+      loaded = LoadSongs(db_, &songs_, &load_error) && LoadFolders(db_, &folders_, &load_error);
+    });
     Walk();
-    if (!LoadSongs(db_, &songs_, error) || !LoadFolders(db_, &folders_, error)) return false;
+    load.join();
+    if (!loaded) {
+      *error = load_error;
+      return false;
+    }
     KeepUnreadableRoots();
     return StoreFolders(error) && StoreSongs(error) && RemoveVanishedSongs(error) && Finish(error);
   }
