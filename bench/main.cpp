@@ -10,9 +10,16 @@
 // byte) and prints the median and the peak memory of each beside its target.
 // --keep leaves DIR in place; --reuse times the actions again on the library
 // a kept run left in DIR, without generating or indexing it again.
+//
+// The actions are timed twice: run by root, and deployed, as a setuid-root
+// copy started by the web server's user (--web-user, default www-data or
+// nobody), where the privilege guard changes ids around each song's test.
 #include <json/json.h>
 #include <stdlib.h>
+#include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -38,10 +45,13 @@ struct Options {
   int runs = 21;
   bool keep = false;
   bool reuse = false;  // time the actions on a kept DIR again
+  // The account the web server runs CGIs as, for the deployed arrangement.
+  std::string web_user;
 };
 
 constexpr const char* kUsage =
-    "usage: cantora-bench [--songs N] [--dir DIR] [--runs R] [--keep | --reuse]\n";
+    "usage: cantora-bench [--songs N] [--dir DIR] [--runs R] [--keep | --reuse]\n"
+    "                     [--web-user USER]\n";
 
 std::string SelfDirectory() {
   char buf[PATH_MAX];
@@ -70,6 +80,8 @@ bool ParseOptions(int argc, char** argv, Options* o) {
       o->keep = true;
     } else if (a == "--reuse") {
       o->reuse = true;
+    } else if (a == "--web-user" && has_value) {
+      o->web_user = argv[++i];
     } else {
       return false;
     }
@@ -441,6 +453,71 @@ void AddSmartPlaylistActions(const std::string& store, std::vector<Action>* acti
   actions->push_back({"smart contains, by year", q + "5", Action::kNone, 0});
 }
 
+// Times every action through program and prints one line each; true when
+// every target holds.
+bool TimeActions(const char* arrangement, const std::string& program,
+                 const std::vector<Action>& actions, const std::string& session,
+                 const std::string& config, const std::string& floor_program, double f, int runs) {
+  std::printf("%s: %s\n", arrangement, program.c_str());
+  std::printf("%-28s %10s %11s %8s %8s\n", "action", "median ms", "target ms", "peak MB", "items");
+  const std::vector<std::string> cgi = {program};
+  bool all_ok = true;
+  for (const Action& a : actions) {
+    Measured m = Measure(floor_program, cgi, CgiEnvironment(a.query, session, config), runs);
+    all_ok = Report(a, m, f) && all_ok;
+  }
+  return all_ok;
+}
+
+// The web server's account: --web-user, else www-data, else nobody.
+struct WebUser {
+  std::string name;
+  uid_t uid = 0;
+  gid_t gid = 0;
+};
+
+WebUser FindWebUser(const std::string& wanted) {
+  for (const std::string& name : {wanted, std::string("www-data"), std::string("nobody")}) {
+    if (name.empty()) continue;
+    if (struct passwd* pw = getpwnam(name.c_str())) return {name, pw->pw_uid, pw->pw_gid};
+    if (!wanted.empty()) Die("no user " + wanted);
+  }
+  Die("no web server user (www-data or nobody); say --web-user");
+}
+
+// Installs enumerate.cgi as a box does, owned by root with the setuid bit,
+// in DIR/cgi-bin, and times the actions through it from a child that has
+// become the web server's user, as the server's CGIs are started.
+bool TimeDeployed(const Options& o, const std::string& bin, const std::vector<Action>& actions,
+                  const std::string& session, const std::string& config,
+                  const std::string& floor_program, double f) {
+  WebUser web = FindWebUser(o.web_user);
+  const std::string cgi_dir = o.dir + "/cgi-bin";
+  const std::string program = cgi_dir + "/enumerate.cgi";
+  mkdir(cgi_dir.c_str(), 0755);
+  if (!bench::Run({"/usr/bin/install", "-m", "4755", "-o", "root", "-g", "root",
+                   bin + "/enumerate.cgi", program}))
+    Die("cannot install " + program);
+  chmod(o.dir.c_str(), 0755);  // mkdtemp's folder is root's alone
+  std::fflush(stdout);
+  pid_t pid = fork();
+  if (pid == 0) {
+    if (setgroups(0, nullptr) != 0 || setresgid(web.gid, web.gid, web.gid) != 0 ||
+        setresuid(web.uid, web.uid, web.uid) != 0)
+      _exit(2);
+    std::string title = "deployed (setuid root, started as " + web.name + ")";
+    bool ok = TimeActions(title.c_str(), program, actions, session, config, floor_program, f,
+                          o.runs);
+    std::fflush(stdout);
+    _exit(ok ? 0 : 1);
+  }
+  int status = 0;
+  if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status) ||
+      WEXITSTATUS(status) == 2)
+    Die("cannot run as " + web.name);
+  return WEXITSTATUS(status) == 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -465,7 +542,9 @@ int main(int argc, char** argv) {
   setenv("CANTORA_CONFIG", config.c_str(), 1);
   if (!o.reuse) {
     std::string out;
-    if (!bench::Run({admin, "init", instance}, &out)) Die("cantora-admin init failed");
+    // The web server's group writes the database, as on a box.
+    if (!bench::Run({admin, "init", instance, "--web-user", FindWebUser(o.web_user).name}, &out))
+      Die("cantora-admin init failed");
     const std::string password = o.dir + "/password";
     std::ofstream(password) << "bench-password\n";
     if (!bench::Run({admin, "user", "add", "bench", "--password-stdin"}, nullptr, password))
@@ -528,13 +607,16 @@ int main(int argc, char** argv) {
   };
   for (Action& a : PlaylistActions(LongPlaylistId(admin))) actions.push_back(a);
   AddSmartPlaylistActions(instance + "/data/smart.playlist", &actions);
-  std::printf("%-28s %10s %11s %8s %8s\n", "action", "median ms", "target ms", "peak MB", "items");
+  // Two arrangements: the gateway run by root, and as it is deployed, a
+  // setuid-root copy started by the web server's user, whose privilege
+  // guard then really changes ids around every song's file test.
+  bool all_ok = TimeActions("run as root", bin + "/enumerate.cgi", actions, session, config,
+                            floor_program, f, o.runs);
+  std::printf("\n");
+  all_ok = TimeDeployed(o, bin, actions, session, config, floor_program, f) && all_ok;
+  // Covers and playlist creation, run as root.
+  std::printf("\n");
   const std::vector<std::string> cgi = {bin + "/enumerate.cgi"};
-  bool all_ok = true;
-  for (const Action& a : actions) {
-    Measured m = Measure(floor_program, cgi, CgiEnvironment(a.query, session, config), o.runs);
-    all_ok = Report(a, m, f) && all_ok;
-  }
   all_ok = BenchCovers(floor_program, cgi, session, config, instance, music, o, f) && all_ok;
   all_ok = TimePlaylistCreate(cgi, session, config, o.runs) && all_ok;
   RemoveCreatedPlaylists(admin);

@@ -12,6 +12,7 @@
 #include "enumerate/enumerate.h"
 #include "enumerate/guard/run_as.h"
 #include "platform/index/library.h"
+#include "platform/index/song_file.h"
 
 namespace {
 
@@ -146,13 +147,16 @@ FileTest TestFileAsRoot(const char* path, int guard_line, int fail_line) {
 }
 
 Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) {
-  switch (TestFileAsRoot(info.path, guard_line, fail_line)) {
-    case FileTest::kNoRoot:
+  // Which library the file lies in is known without privileges; only the
+  // lookup itself runs as root, confined to that library.
+  bool located = cantora::LocateSongFile(info);
+  {
+    IF_RUN_AS guard(kEnumerateSource, guard_line);
+    if (!guard.ok()) {
+      syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
       return Admission::kNoRoot;
-    case FileTest::kMissing:
-      return Admission::kSkipped;
-    case FileTest::kExists:
-      break;
+    }
+    if (!located || !cantora::LocatedSongFileExists()) return Admission::kSkipped;
   }
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }

@@ -37,9 +37,10 @@ FileTest TestFileAsRoot(const char* path, int guard_line, int fail_line);
 
 enum class Admission { kAdmitted, kSkipped, kNoRoot };
 
-// Both tests of a record: its file must exist (stat as root, under IF_RUN_AS
-// built with guard_line), and its text must pass AdmitRecordText. A missing
-// file is skipped silently. kNoRoot when the switch to root failed, logged
+// Both tests of a record: its file must exist inside its library (looked up
+// as root, under IF_RUN_AS built with guard_line; see
+// platform/index/song_file.h), and its text must pass AdmitRecordText. A
+// missing file is skipped silently. kNoRoot when the switch to root failed, logged
 // as "<source>:<fail_line> Failed to run as root.".
 Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line);
 

@@ -31,12 +31,26 @@ CREATE TABLE IF NOT EXISTS session_language (
   token_hash TEXT PRIMARY KEY REFERENCES sessions(token_hash) ON DELETE CASCADE,
   language TEXT NOT NULL
 ) WITHOUT ROWID;
-CREATE TABLE IF NOT EXISTS login_failures (
-  name TEXT PRIMARY KEY,
+-- Failed sign-ins, per account name and per client address, each known
+-- only by a hash: a guess of any length costs one short row. Rows older
+-- than kFailureMemory are forgotten. (login_failures kept whole names.)
+DROP TABLE IF EXISTS login_failures;
+-- Ids of deleted users, never given again: a personal library, its songs'
+-- ids and anything else kept by user id must not pass to a later account.
+CREATE TABLE IF NOT EXISTS retired_user_ids (id INTEGER PRIMARY KEY);
+CREATE TRIGGER IF NOT EXISTS users_retire_id AFTER DELETE ON users BEGIN
+  INSERT OR IGNORE INTO retired_user_ids(id) VALUES (old.id);
+END;
+CREATE TABLE IF NOT EXISTS sign_in_decoy (hash TEXT NOT NULL);
+CREATE TABLE IF NOT EXISTS sign_in_failures (
+  key TEXT PRIMARY KEY,
   failures INTEGER NOT NULL,
   last INTEGER NOT NULL
 ) WITHOUT ROWID;
 )sql";
+
+// How long a failed sign-in counts towards the wait of the next attempt.
+constexpr int64_t kFailureMemory = 3600;
 
 constexpr size_t kSessionIdHexDigits = 64;
 
@@ -60,40 +74,59 @@ bool UserByName(sqlite::Database& db, const std::string& name, User* user) {
   return true;
 }
 
-int Failures(sqlite::Database& db, const std::string& name) {
-  sqlite::Statement st = db.Prepare("SELECT failures FROM login_failures WHERE name = ?");
+// The failure counts are kept per account name and per client address,
+// under a hash of either, never the text itself.
+std::string NameKey(const std::string& name) { return crypto::Digest("account\n" + name); }
+std::string AddressKey(const std::string& address) {
+  return crypto::Digest("address\n" + address);
+}
+
+int Failures(sqlite::Database& db, const std::string& key) {
+  sqlite::Statement st =
+      db.Prepare("SELECT failures FROM sign_in_failures WHERE key = ? AND last > ?");
   if (!st.IsValid()) return 0;
-  st.Bind(1, name);
+  st.Bind(1, key).Bind(2, Now() - kFailureMemory);
   return st.Step() == SQLITE_ROW ? static_cast<int>(st.Int(0)) : 0;
 }
 
-void RecordFailure(sqlite::Database& db, const std::string& name) {
+void RecordFailure(sqlite::Database& db, const std::string& key) {
+  int64_t now = Now();
+  sqlite::Statement forget = db.Prepare("DELETE FROM sign_in_failures WHERE last <= ?");
+  if (forget.IsValid()) forget.Bind(1, now - kFailureMemory).Run();
   sqlite::Statement st = db.Prepare(
-      "INSERT INTO login_failures(name, failures, last) VALUES (?, 1, ?) "
-      "ON CONFLICT(name) DO UPDATE SET failures = failures + 1, last = excluded.last");
-  if (st.IsValid()) st.Bind(1, name).Bind(2, Now()).Run();
+      "INSERT INTO sign_in_failures(key, failures, last) VALUES (?, 1, ?) "
+      "ON CONFLICT(key) DO UPDATE SET failures = failures + 1, last = excluded.last");
+  if (st.IsValid()) st.Bind(1, key).Bind(2, now).Run();
 }
 
-void ClearFailures(sqlite::Database& db, const std::string& name) {
-  sqlite::Statement st = db.Prepare("DELETE FROM login_failures WHERE name = ?");
-  if (st.IsValid()) st.Bind(1, name).Run();
+void ClearFailures(sqlite::Database& db, const std::string& key) {
+  sqlite::Statement st = db.Prepare("DELETE FROM sign_in_failures WHERE key = ?");
+  if (st.IsValid()) st.Bind(1, key).Run();
 }
 
-// A hash of a password nobody has, so that an unknown account costs the
-// same verification time as a known one.
-const std::string& DecoyHash() {
-  static const std::string hash = [] {
-    std::string h;
-    crypto::HashPassword(crypto::RandomHex(16), &h);
-    return h;
-  }();
+void Wait(int millis) {
+  if (millis > 0) std::this_thread::sleep_for(std::chrono::milliseconds(millis));
+}
+
+// A hash of a password nobody has, made as the real ones are, so that an
+// unknown account costs the same verification as a known one. It is made
+// once and kept in the database: making it costs as much as a verification.
+std::string DecoyHash(sqlite::Database& db) {
+  sqlite::Statement read = db.Prepare("SELECT hash FROM sign_in_decoy");
+  if (read.IsValid() && read.Step() == SQLITE_ROW) return read.Text(0);
+  std::string hash;
+  crypto::HashPassword(crypto::RandomHex(16), &hash);
+  sqlite::Statement keep = db.Prepare("INSERT INTO sign_in_decoy(hash) VALUES (?)");
+  if (keep.IsValid()) keep.Bind(1, hash).Run();
   return hash;
 }
 
 }  // namespace
 
 bool CreateAccountSchema(sqlite::Database& db, std::string* error) {
-  return db.Exec(kAccountSchema, error);
+  if (!db.Exec(kAccountSchema, error)) return false;
+  DecoyHash(db);
+  return true;
 }
 
 bool IsValidUserName(const std::string& name) {
@@ -126,8 +159,12 @@ bool AddUser(sqlite::Database& db, const std::string& name, const std::string& p
     *error = "cannot hash the password";
     return false;
   }
+  // Past every id ever given, deleted ones included.
   sqlite::Statement st = db.Prepare(
-      "INSERT INTO users(name, password_hash, personal, created) VALUES (?, ?, ?, ?)", error);
+      "INSERT INTO users(id, name, password_hash, personal, created) VALUES ("
+      "1 + max(coalesce((SELECT max(id) FROM users), 0), "
+      "coalesce((SELECT max(id) FROM retired_user_ids), 0)), ?, ?, ?, ?)",
+      error);
   if (!st.IsValid()) return false;
   st.Bind(1, name).Bind(2, hash).Bind(3, personal ? 1 : 0).Bind(4, Now());
   if (!st.Run()) {
@@ -158,7 +195,7 @@ bool SetPassword(sqlite::Database& db, const std::string& name, const std::strin
     *error = db.ErrorMessage();
     return false;
   }
-  ClearFailures(db, name);
+  ClearFailures(db, NameKey(name));
   return true;
 }
 
@@ -182,8 +219,14 @@ bool DeleteUser(sqlite::Database& db, const std::string& name, std::string* erro
     *error = "no user '" + name + "'";
     return false;
   }
+  // One transaction: the account, its sessions (by foreign key), its
+  // failures, and through the schema's triggers its personal library and
+  // the retirement of its id.
+  sqlite::Transaction tx(db);
   sqlite::Statement st = db.Prepare("DELETE FROM users WHERE id = ?", error);
-  if (!st.IsValid() || !st.Bind(1, user.id).Run()) {
+  sqlite::Statement failures = db.Prepare("DELETE FROM sign_in_failures WHERE key = ?", error);
+  if (!tx.ok() || !st.IsValid() || !failures.IsValid() || !st.Bind(1, user.id).Run() ||
+      !failures.Bind(1, NameKey(name)).Run() || !tx.Commit()) {
     if (error->empty()) *error = db.ErrorMessage();
     return false;
   }
@@ -256,21 +299,31 @@ int SignInDelayMillis(int failures) {
 }
 
 SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::string& password,
-                    std::string* session_id) {
-  int wait = SignInDelayMillis(Failures(db, name));
-  if (wait > 0) std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+                    const std::string& address, std::string* session_id) {
+  // No account has a longer name, and no password this long is needed.
+  if (name.size() > kMaxAccountBytes || password.size() > kMaxPasswordBytes)
+    return SignInResult::kRefused;
+  const std::string name_key = NameKey(name), address_key = AddressKey(address);
+  // An address that keeps failing waits before every attempt, whatever the
+  // name; the owner of a name under attack, elsewhere, does not.
+  Wait(SignInDelayMillis(Failures(db, address_key)));
 
   sqlite::Statement st = db.Prepare("SELECT password_hash FROM users WHERE name = ?");
   if (!st.IsValid()) return SignInResult::kError;
   st.Bind(1, name);
   bool known = st.Step() == SQLITE_ROW;
-  std::string hash = known ? st.Text(0) : DecoyHash();
+  std::string hash = known ? st.Text(0) : DecoyHash(db);
   bool match = crypto::VerifyPassword(hash, password) && known;
   if (!match) {
-    RecordFailure(db, name);
+    // Guesses at one name from many addresses wait after failing: the
+    // right password is let through at once.
+    int name_failures = Failures(db, name_key);
+    RecordFailure(db, name_key);
+    RecordFailure(db, address_key);
+    Wait(SignInDelayMillis(name_failures));
     return SignInResult::kRefused;
   }
-  ClearFailures(db, name);
+  ClearFailures(db, name_key);
   std::string error;
   return NewSession(db, name, session_id, &error) ? SignInResult::kOk : SignInResult::kError;
 }

@@ -5,7 +5,9 @@
 //             personal-library switch.
 //   sessions  a BLAKE2b hash of the session id (the id itself is never
 //             stored), the user, and the expiry time.
-//   login_failures  failed sign-ins per account name, for slowing down guessing.
+//   sign_in_failures  failed sign-ins per hash of an account name and per
+//             hash of a client address, for slowing down guessing; forgotten
+//             after an hour.
 #ifndef CANTORA_PLATFORM_AUTH_ACCOUNT_H
 #define CANTORA_PLATFORM_AUTH_ACCOUNT_H
 
@@ -51,7 +53,11 @@ struct User {
 // starting with '.' or '-': it names a home folder and a preference folder.
 bool IsValidUserName(const std::string& name);
 
-// Each returns false with one line in *error.
+// Each returns false with one line in *error. DeleteUser removes, in one
+// transaction, the account, its sessions and failures and (where the music
+// index lives in the same database) its personal library; ids of deleted
+// users are never given again. Switching a personal library off takes it
+// out of the index at once.
 bool AddUser(sqlite::Database& db, const std::string& name, const std::string& password,
              bool personal, std::string* error);
 bool SetPassword(sqlite::Database& db, const std::string& name, const std::string& password,
@@ -74,13 +80,22 @@ bool SetSessionLanguage(sqlite::Database& db, const std::string& session_id,
 bool EndSession(sqlite::Database& db, const std::string& session_id);
 
 enum class SignInResult { kOk, kRefused, kError };
-// Checks the password, slowing down repeated failures for one name (the
-// wait grows with the failures and is served before the check). Wrong
-// password and unknown account are one result, taking the same time.
-SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::string& password,
-                    std::string* session_id);
 
-// The wait served before the next attempt after this many failures.
+// Longest account name and password SignIn considers; longer ones are
+// refused without a look (no account has such a name).
+constexpr size_t kMaxAccountBytes = 64;
+constexpr size_t kMaxPasswordBytes = 1024;
+
+// Checks the password of a sign-in from the client at address. Wrong
+// password and unknown account are one result, taking the same time.
+// Guessing is slowed twice: an address with recent failures waits before its
+// attempt, and a failed attempt at a name with recent failures (from any
+// address) waits before its answer; a right password is never held back by
+// the failures of the name.
+SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::string& password,
+                    const std::string& address, std::string* session_id);
+
+// The wait that this many failures earn (0 for the first two).
 int SignInDelayMillis(int failures);
 
 // The user whose session CantoraIphoneIsAuthorized last accepted in this

@@ -7,6 +7,8 @@
 #include <optional>
 #include <syslog.h>
 
+#include "platform/config/trust.h"
+
 namespace cantora {
 namespace {
 
@@ -74,10 +76,29 @@ std::optional<Config>& Current() {
   return config;
 }
 
+// The file a privileged (setuid) process may read: the one its caller named
+// only when root alone (and the caller's group) could have written it, else
+// the installed one under the same rule. Empty when neither passes.
+std::string PrivilegedConfigPath() {
+  std::string resolved, why;
+  std::string named = ConfigFilePath();
+  if (TrustedForPrivilegedUse(named, &resolved, &why)) return resolved;
+  syslog(LOG_ERR, "cantora: refusing configuration %s", why.c_str());
+  if (named == kDefaultConfigPath) return "";
+  if (TrustedForPrivilegedUse(kDefaultConfigPath, &resolved, &why)) return resolved;
+  if (errno != ENOENT) syslog(LOG_ERR, "cantora: refusing configuration %s", why.c_str());
+  return "";
+}
+
 Config LoadOrDefaults() {
   Config c;
   std::string error;
-  if (!LoadConfigFile(ConfigFilePath(), &c, &error)) {
+  std::string path = ConfigFilePath();
+  if (StartedPrivileged()) {
+    path = PrivilegedConfigPath();
+    if (path.empty()) return c;
+  }
+  if (!LoadConfigFile(path, &c, &error)) {
     syslog(LOG_ERR, "cantora: %s", error.c_str());
     c = Config();
   }

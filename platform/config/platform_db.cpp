@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include "platform/config/config.h"
+#include "platform/config/trust.h"
 
 namespace cantora {
 bool OpenPlatformDatabase(const std::string& path, bool create, sqlite::Database* db,
@@ -31,10 +32,15 @@ sqlite::Database* PlatformDatabase() {
   static bool tried = false;
   if (!tried) {
     tried = true;
-    std::string error;
-    if (!OpenPlatformDatabase(GetConfig().database, false, &db, &error)) {
-      syslog(LOG_ERR, "cantora: cannot open database %s: %s", GetConfig().database.c_str(),
-             error.c_str());
+    std::string error, path = GetConfig().database;
+    // A setuid process tests the songs of this database as root: it must be
+    // one that only root and the web server's group can have written.
+    if (StartedPrivileged() && !TrustedForPrivilegedUse(GetConfig().database, &path, &error)) {
+      syslog(LOG_ERR, "cantora: refusing database %s", error.c_str());
+      return nullptr;
+    }
+    if (!OpenPlatformDatabase(path, false, &db, &error)) {
+      syslog(LOG_ERR, "cantora: cannot open database %s: %s", path.c_str(), error.c_str());
       db.Close();
     }
   }

@@ -242,7 +242,7 @@ void PlanDistinct(const BrowseQuery& q, const Fragments& f, Plan* plan) {
   bool artists = q.mode == kBrowseArtists;
   const FacetDefinition& facet = FacetOfKind(artists ? kFacetArtist : kFacetAlbum);
   Field field = artists ? Field::kArtist : Field::kAlbum;
-  if (f.condition.sql.empty()) {
+  if (f.condition.sql.empty() && q.facets_current) {
     PlanFacet(facet, !artists, field, f.libraries, q, plan);
     return;
   }
@@ -259,7 +259,7 @@ void PlanDistinct(const BrowseQuery& q, const Fragments& f, Plan* plan) {
 // Mode 0 with a grouping: one record per group.
 void PlanGroups(const BrowseQuery& q, const Fragments& f, Plan* plan) {
   const FacetDefinition* facet = f.groups.size() == 1 ? FacetForColumn(f.groups[0]) : nullptr;
-  if (!plan->folders && f.condition.sql.empty() && facet != nullptr &&
+  if (!plan->folders && f.condition.sql.empty() && facet != nullptr && q.facets_current &&
       CanonicalOrder(f.order, f.groups[0])) {
     PlanFacet(*facet, false, FieldOfColumn(false, f.groups[0]), f.libraries, q, plan);
     return;
@@ -531,9 +531,11 @@ bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* e
   return true;
 }
 
-int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head) {
+int MusicBrowse(sqlite::Database& db, const BrowseQuery& asked, MediaInfo** head) {
   if (head == nullptr) return -1;
   *head = nullptr;
+  BrowseQuery query = asked;
+  query.facets_current = asked.facets_current && FacetsCurrent(db);
   Fragments fragments;
   Plan plan;
   if (!PlanQuery(query, &fragments, &plan)) return -1;

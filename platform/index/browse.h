@@ -62,6 +62,10 @@ struct BrowseQuery {
   int offset = 0;
   int limit = -1;
   int mode = kBrowseRows;
+  // Whether the facet table may answer whole-library listings. MusicBrowse
+  // sets it from the index: an indexing run that was cut short leaves its
+  // songs committed and its facets stale, and listings then group the songs.
+  bool facets_current = true;
 };
 
 // The statement a query runs: SQL with its parameters. False when the query

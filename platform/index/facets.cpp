@@ -40,8 +40,18 @@ bool RebuildFacets(sqlite::Database& db) {
   // Fresh statistics let the planner see that a library holds many songs
   // and an artist few, so that it reaches for the (library, artist) indexes;
   // a sample of each index is enough for that.
+  sql += "UPDATE index_state SET facets_stale = 0;";
   sql += "PRAGMA analysis_limit=1000; ANALYZE song; ANALYZE folder; ANALYZE facet;";
   return db.Exec(sql);
+}
+
+bool MarkFacetsStale(sqlite::Database& db) {
+  return db.Exec("UPDATE index_state SET facets_stale = 1");
+}
+
+bool FacetsCurrent(sqlite::Database& db) {
+  sqlite::Statement st = db.Prepare("SELECT facets_stale FROM index_state");
+  return !st.IsValid() || st.Step() != SQLITE_ROW || st.Int(0) == 0;
 }
 
 }  // namespace cantora

@@ -39,6 +39,13 @@ const FacetDefinition& FacetOfKind(FacetKind kind);
 // rely on to pick their indexes.
 bool RebuildFacets(sqlite::Database& db);
 
+// The facets are marked stale in the transaction of an indexing run's first
+// write, and current again in the one that rebuilds them, so that a run cut
+// short (killed, power lost) leaves a mark the listings and the next run see.
+bool MarkFacetsStale(sqlite::Database& db);
+// False when marked stale. RebuildFacets clears the mark.
+bool FacetsCurrent(sqlite::Database& db);
+
 }  // namespace cantora
 
 #endif

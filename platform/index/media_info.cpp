@@ -116,7 +116,8 @@ MediaInfo* Place(Block* b, const Layout& l) {
       &MediaInfo::composer, &MediaInfo::comment};
   char* text = reinterpret_cast<char*>(info + 1);
   for (size_t i = 0; i < 8; ++i) {
-    std::memcpy(text, l.values[i].data(), l.values[i].size());
+    // An empty view may hold no pointer at all, which memcpy must not see.
+    if (!l.values[i].empty()) std::memcpy(text, l.values[i].data(), l.values[i].size());
     text[l.values[i].size()] = '\0';
     info->*targets[i] = text;
     text += l.values[i].size() + 1;

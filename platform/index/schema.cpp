@@ -136,7 +136,42 @@ CREATE INDEX IF NOT EXISTS song_smart_order
 CREATE INDEX IF NOT EXISTS song_smart_genre
   ON song(library, genre, lower(artist), lower(album), disc, track, path);
 CREATE INDEX IF NOT EXISTS song_created ON song(library, create_date);
+
+-- One row: whether the facets lag behind the songs (facets.h).
+CREATE TABLE IF NOT EXISTS index_state (facets_stale INTEGER NOT NULL DEFAULT 0);
+INSERT INTO index_state(facets_stale) SELECT 0 WHERE NOT EXISTS (SELECT 1 FROM index_state);
 )sql";
+
+// A user's personal library leaves the index in the very statement that
+// deletes the user or switches the library off: no listing shows it after,
+// and no later account can inherit it. Made only where the accounts live.
+constexpr const char* kPersonalLibraryTriggers = R"sql(
+CREATE TRIGGER IF NOT EXISTS personal_library_user_deleted AFTER DELETE ON users BEGIN
+  DELETE FROM song WHERE library = old.id;
+  DELETE FROM folder WHERE library = old.id;
+  DELETE FROM facet WHERE library = old.id;
+END;
+CREATE TRIGGER IF NOT EXISTS personal_library_switched_off AFTER UPDATE OF personal ON users
+WHEN new.personal = 0 BEGIN
+  DELETE FROM song WHERE library = old.id;
+  DELETE FROM folder WHERE library = old.id;
+  DELETE FROM facet WHERE library = old.id;
+END;
+-- The playlist files of that library go with it.
+CREATE TRIGGER IF NOT EXISTS personal_playlists_user_deleted AFTER DELETE ON users BEGIN
+  DELETE FROM playlist WHERE library = old.id;
+END;
+CREATE TRIGGER IF NOT EXISTS personal_playlists_switched_off AFTER UPDATE OF personal ON users
+WHEN new.personal = 0 BEGIN
+  DELETE FROM playlist WHERE library = old.id;
+END;
+)sql";
+
+bool HasAccounts(sqlite::Database& db) {
+  sqlite::Statement st =
+      db.Prepare("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'users'");
+  return st.IsValid() && st.Step() == SQLITE_ROW;
+}
 
 // The schema's version, kept in the database's user_version. Version 2 put
 // the path into song_order.
@@ -157,6 +192,7 @@ bool CreateIndexSchema(sqlite::Database& db, std::string* error) {
   // An index whose definition changed is dropped, and made anew below.
   if (found < 2 && !db.Exec("DROP INDEX IF EXISTS song_order", error)) return false;
   return db.Exec(kIndexSchema, error) &&
+         (!HasAccounts(db) || db.Exec(kPersonalLibraryTriggers, error)) &&
          db.Exec("PRAGMA user_version = " + std::to_string(kIndexSchemaVersion), error);
 }
 

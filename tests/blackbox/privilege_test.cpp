@@ -3,6 +3,7 @@
 // once; only the guarded step (testing that a music file exists) runs as root.
 #include <gtest/gtest.h>
 
+#include <pwd.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -84,6 +85,85 @@ TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
   // The same request run as root is answered: the session itself is fine.
   request.run_as.clear();
   EXPECT_TRUE(RunCgi(root_owned, request).has_json);
+}
+
+// The setuid program tests song paths as root, so its caller must not choose
+// the configuration, nor so the database, that names them: a local user with
+// a database of their own listing files of a folder only root can read would
+// learn which of them exist.
+class CallerChosenFilesTest : public PrivilegeTest {
+ protected:
+  // Gives path to the unprivileged caller, as if they had made it.
+  static void GiveToCaller(const std::string& path) {
+    struct passwd* nobody = getpwnam("nobody");
+    ASSERT_NE(nobody, nullptr);
+    ASSERT_EQ(chown(path.c_str(), nobody->pw_uid, nobody->pw_gid), 0) << path;
+  }
+  std::string Database() const { return instance.Path("data/cantora.db"); }
+};
+
+TEST_F(CallerChosenFilesTest, ConfigurationOwnedByTheCallerIsRefused) {
+  GiveToCaller(instance.config());
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, true));
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing configuration " + instance.config() +
+                                  ": not owned by root"));
+}
+
+TEST_F(CallerChosenFilesTest, DatabaseOwnedByTheCallerIsRefused) {
+  for (const char* suffix : {"", "-wal", "-shm"}) GiveToCaller(Database() + suffix);
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, true));
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing database " + Database() + ": not owned by root"));
+}
+
+TEST_F(CallerChosenFilesTest, FilesEveryoneCanWriteAreRefused) {
+  ASSERT_EQ(chmod(instance.config().c_str(), 0666), 0);
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, true));
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing configuration " + instance.config() +
+                                  ": writable by others"));
+
+  ASSERT_EQ(chmod(instance.config().c_str(), 0644), 0);
+  ASSERT_EQ(chmod(instance.Path("data").c_str(), 02777), 0);
+  r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, true));
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(harness::Logged(r.log, harness::kErr,
+                              "cantora: refusing database " + instance.Path("data") +
+                                  ": writable by others"));
+}
+
+TEST_F(CallerChosenFilesTest, WithoutSetuidTheCallersConfigurationIsRead) {
+  // Nothing is gained by naming files to a program without privileges.
+  GiveToCaller(instance.config());
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, false));
+  ASSERT_TRUE(r.has_json) << r.out;
+}
+
+// Whoever can write into a music folder can replace an indexed song by a
+// link. The guarded test of the song's file must not follow it out of the
+// library: a link to a file that exists in a folder only root can read, and
+// a link to nothing, must look the same.
+TEST_F(PrivilegeTest, ASongReplacedByALinkOutOfTheLibraryTellsNothing) {
+  std::string secret = instance.Path("secret");
+  ASSERT_EQ(mkdir(secret.c_str(), 0700), 0);
+  harness::Run({"/bin/cp", std::string(CANTORA_SOURCE_DIR) + "/tests/data/templates/tone.mp3",
+                secret + "/tone.mp3"});
+  std::string song = instance.Path("music/tone.mp3");
+  std::string program = harness::InstallGatewayCopy(instance, true);
+  for (const std::string& target : {secret + "/tone.mp3", secret + "/absent.mp3"}) {
+    ASSERT_EQ(unlink(song.c_str()), 0);
+    ASSERT_EQ(symlink(target.c_str(), song.c_str()), 0);
+    CgiResult r = SongsOfTheUntaggedAlbum(program);
+    ASSERT_TRUE(r.has_json) << r.out;
+    EXPECT_TRUE(r.json["success"].asBool());
+    EXPECT_EQ(r.json["total"].asUInt(), 0u) << target;
+  }
 }
 
 }  // namespace

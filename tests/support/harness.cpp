@@ -90,6 +90,9 @@ int Spawn(const std::vector<std::string>& argv, const std::vector<std::string>& 
 
 std::vector<std::string> BaseEnvironment() {
   std::vector<std::string> env = {"PATH=/usr/bin:/bin", "LANG=C.UTF-8"};
+  // A sanitizer build's settings reach the programs under test.
+  for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"})
+    if (const char* value = std::getenv(name)) env.push_back(std::string(name) + "=" + value);
   return env;
 }
 

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <ctime>
+#include <functional>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -59,15 +61,85 @@ TEST_F(AccountTest, DuplicateAndMissingUsers) {
 TEST_F(AccountTest, SignInGivesASessionOnlyForTheRightPassword) {
   ASSERT_TRUE(cantora::AddUser(db, "alice", "right", false, &error));
   std::string sid;
-  EXPECT_EQ(cantora::SignIn(db, "alice", "wrong", &sid), cantora::SignInResult::kRefused);
-  EXPECT_EQ(cantora::SignIn(db, "nobody", "right", &sid), cantora::SignInResult::kRefused);
+  EXPECT_EQ(cantora::SignIn(db, "alice", "wrong", "10.0.0.1", &sid), cantora::SignInResult::kRefused);
+  EXPECT_EQ(cantora::SignIn(db, "nobody", "right", "10.0.0.1", &sid), cantora::SignInResult::kRefused);
   EXPECT_EQ(sid, "");
-  EXPECT_EQ(cantora::SignIn(db, "alice", "right", &sid), cantora::SignInResult::kOk);
+  EXPECT_EQ(cantora::SignIn(db, "alice", "right", "10.0.0.1", &sid), cantora::SignInResult::kOk);
   EXPECT_EQ(sid.size(), 64u);
   sqlite::Statement st = db.Prepare("SELECT count(*) FROM sessions WHERE token_hash = ?");
   st.Bind(1, sid);
   ASSERT_EQ(st.Step(), SQLITE_ROW);
   EXPECT_EQ(st.Int(0), 0) << "the session id itself is never stored";
+}
+
+TEST_F(AccountTest, FailedSignInsKeepOnlyHashesAndLongTextIsRefusedUnstored) {
+  std::string sid;
+  std::string huge(100000, 'm');
+  EXPECT_EQ(cantora::SignIn(db, huge, "pw", "10.0.0.1", &sid), cantora::SignInResult::kRefused);
+  EXPECT_EQ(cantora::SignIn(db, "alice", std::string(cantora::kMaxPasswordBytes + 1, 'p'),
+                            "10.0.0.1", &sid),
+            cantora::SignInResult::kRefused);
+  sqlite::Statement none = db.Prepare("SELECT count(*) FROM sign_in_failures");
+  ASSERT_EQ(none.Step(), SQLITE_ROW);
+  EXPECT_EQ(none.Int(0), 0);
+
+  EXPECT_EQ(cantora::SignIn(db, "mallory", "pw", "10.0.0.1", &sid),
+            cantora::SignInResult::kRefused);
+  sqlite::Statement rows = db.Prepare("SELECT key FROM sign_in_failures");
+  int count = 0;
+  while (rows.Step() == SQLITE_ROW) {
+    std::string key = rows.Text(0);
+    EXPECT_EQ(key.size(), 64u);
+    EXPECT_EQ(key.find("mallory"), std::string::npos);
+    EXPECT_EQ(key.find("10.0.0.1"), std::string::npos);
+    ++count;
+  }
+  EXPECT_EQ(count, 2) << "one row for the name, one for the address";
+}
+
+TEST_F(AccountTest, OldFailuresAreForgotten) {
+  int64_t long_ago = static_cast<int64_t>(time(nullptr)) - 2 * 3600;
+  ASSERT_TRUE(db.Exec("INSERT INTO sign_in_failures(key, failures, last) VALUES ('old', 9, " +
+                      std::to_string(long_ago) + ")"));
+  std::string sid;
+  cantora::SignIn(db, "mallory", "pw", "10.0.0.1", &sid);
+  sqlite::Statement st = db.Prepare("SELECT count(*) FROM sign_in_failures WHERE key = 'old'");
+  ASSERT_EQ(st.Step(), SQLITE_ROW);
+  EXPECT_EQ(st.Int(0), 0);
+}
+
+double SecondsOf(const std::function<void()>& work) {
+  auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Guesses at alice from many addresses slow down further guesses at alice,
+// but alice, who knows her password, gets in at once.
+TEST_F(AccountTest, AHammeredNameLetsTheRightPasswordThrough) {
+  ASSERT_TRUE(cantora::AddUser(db, "alice", "right", false, &error));
+  std::string sid;
+  for (int i = 0; i < 5; ++i)
+    cantora::SignIn(db, "alice", "guess", "10.0.1." + std::to_string(i), &sid);
+  ASSERT_EQ(cantora::SignInDelayMillis(5), 1000);
+  cantora::SignInResult result;
+  double owner = SecondsOf([&] { result = cantora::SignIn(db, "alice", "right", "10.0.2.1", &sid); });
+  EXPECT_EQ(result, cantora::SignInResult::kOk);
+  EXPECT_LT(owner, 1.0) << "the owner waited for the attacker's failures";
+  for (int i = 0; i < 5; ++i)
+    cantora::SignIn(db, "alice", "guess", "10.0.3." + std::to_string(i), &sid);
+  double guess = SecondsOf([&] { cantora::SignIn(db, "alice", "guess", "10.0.4.1", &sid); });
+  EXPECT_GE(guess, 1.0) << "a further guess at the name is slowed";
+}
+
+// One address failing again and again waits before each attempt, whichever
+// name it tries.
+TEST_F(AccountTest, AnAddressThatKeepsFailingWaits) {
+  std::string sid;
+  for (int i = 0; i < 3; ++i)
+    cantora::SignIn(db, "user" + std::to_string(i), "guess", "10.0.5.1", &sid);
+  double waited = SecondsOf([&] { cantora::SignIn(db, "other", "guess", "10.0.5.1", &sid); });
+  EXPECT_GE(waited, 0.25);
 }
 
 TEST_F(AccountTest, NewPasswordEndsSessions) {

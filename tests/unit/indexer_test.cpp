@@ -11,6 +11,7 @@
 #include "platform/auth/account.h"
 #include "platform/config/config.h"
 #include "platform/config/platform_db.h"
+#include "platform/index/browse.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/schema.h"
 #include "tests/support/fixture.h"
@@ -214,11 +215,97 @@ TEST_F(IndexerTest, PersonalLibrariesBelongToTheirOwners) {
                                 "'anna') FROM song WHERE library != 0"));
   EXPECT_EQ("1\n", Query("SELECT count(*) FROM folder WHERE path = '" +
                          dir_.Path("home/anna/music") + "' AND parent_id = 0 AND library != 0"));
-  // Switching the library off takes its songs out at the next run.
+  // Switching the library off takes its songs out at once.
   ASSERT_TRUE(db_.Exec("UPDATE users SET personal = 0"));
-  ExpectCounts(Index(), 3, 0, 0, 1, 0);
   EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE library != 0"));
   EXPECT_EQ("0\n", Query("SELECT count(*) FROM folder WHERE library != 0"));
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM facet WHERE library != 0"));
+  ExpectCounts(Index(), 3, 0, 0, 0, 0);
+
+  // Deleting a user takes their library along, and their id is not given again.
+  ASSERT_TRUE(db_.Exec("UPDATE users SET personal = 1 WHERE name = 'anna'"));
+  Index();
+  EXPECT_EQ("1\n", Query("SELECT count(*) FROM song WHERE library != 0"));
+  std::string anna_id = Query("SELECT id FROM users WHERE name = 'anna'");
+  ASSERT_TRUE(cantora::DeleteUser(db_, "anna", &error)) << error;
+  EXPECT_EQ("0|0|0\n", Query("SELECT (SELECT count(*) FROM song WHERE library != 0), "
+                             "(SELECT count(*) FROM folder WHERE library != 0), "
+                             "(SELECT count(*) FROM facet WHERE library != 0)"));
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  EXPECT_GT(std::stoi(Query("SELECT id FROM users WHERE name = 'anna'")), std::stoi(anna_id));
+}
+
+// The indexer runs as root: a link that an owner of a music folder puts
+// there must not bring a file from outside the library into the index.
+TEST_F(IndexerTest, LinksLeadingOutOfTheLibraryAreNotFollowed) {
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("private"),
+                                 {MakeTrack("secret.mp3", "Secret", "Root's", "Root", 1)}, &error))
+      << error;
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("home/anna/music"),
+                                 {MakeTrack("mine.mp3", "Anna's", "Hers", "Anna", 1)}, &error))
+      << error;
+  std::string anna = dir_.Path("home/anna/music");
+  ASSERT_EQ(symlink(dir_.Path("private/secret.mp3").c_str(), (anna + "/out.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("../../../private/secret.mp3", (anna + "/up.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("mine.mp3", (anna + "/again.mp3").c_str()), 0);
+  ASSERT_EQ(symlink((music_ + "/A/One/01 First.mp3").c_str(), (music_ + "/B/in.mp3").c_str()), 0);
+  ASSERT_EQ(symlink(dir_.Path("private/secret.mp3").c_str(), (music_ + "/B/out.mp3").c_str()), 0);
+  Index();
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE title = 'Secret'"));
+  EXPECT_EQ(anna + "/again.mp3\n" + anna + "/mine.mp3\n",
+            Query("SELECT path FROM song WHERE library != 0 ORDER BY path"));
+  EXPECT_EQ("1\n", Query("SELECT count(*) FROM song WHERE path = '" + music_ + "/B/in.mp3'"));
+}
+
+// A personal folder that is itself a link is not a library: its owner
+// could point it at any folder of the box.
+TEST_F(IndexerTest, APersonalFolderThatIsALinkIsNotIndexed) {
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSongs(dir_.Path("private"),
+                                 {MakeTrack("secret.mp3", "Secret", "Root's", "Root", 1)}, &error))
+      << error;
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  mkdir(dir_.Path("home").c_str(), 0755);
+  mkdir(dir_.Path("home/anna").c_str(), 0755);
+  ASSERT_EQ(symlink(dir_.Path("private").c_str(), dir_.Path("home/anna/music").c_str()), 0);
+  Index();
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM song WHERE library != 0"));
+}
+
+// A run cut short (here by a write that fails, as when the disk fills or the
+// process is killed) keeps the songs it committed. Listings of artists,
+// albums and genres must agree with them, though their summary was not
+// rebuilt: they group the songs until a run completes.
+TEST_F(IndexerTest, ARunCutShortLeavesListingsThatAgreeWithTheSongs) {
+  ASSERT_TRUE(db_.Exec(
+      "CREATE TRIGGER cut_short BEFORE INSERT ON song WHEN (SELECT count(*) FROM song) >= 2 "
+      "BEGIN SELECT RAISE(FAIL, 'disk full'); END"));
+  cantora::IndexOptions options;
+  options.report = nullptr;
+  options.batch = 1;
+  IndexSummary summary;
+  std::string error;
+  EXPECT_FALSE(cantora::RunIndex(db_, options, &summary, &error));
+  ASSERT_EQ("2\n", Query("SELECT count(*) FROM song"));
+
+  auto artists = [&] {
+    cantora::BrowseQuery q;
+    q.mode = cantora::kBrowseArtists;
+    MediaInfo* head = nullptr;
+    EXPECT_GE(cantora::MusicBrowse(db_, q, &head), 0);
+    std::string names;
+    for (MediaInfo* m = head; m != nullptr; m = m->next) names += std::string(m->artist) + ";";
+    ZARNPlaylistRecFree(head);
+    return names;
+  };
+  EXPECT_EQ("Alpha;", artists());
+
+  ASSERT_TRUE(db_.Exec("DROP TRIGGER cut_short"));
+  Index();
+  EXPECT_EQ("Alpha;Beta;", artists());
+  EXPECT_EQ("0\n", Query("SELECT facets_stale FROM index_state"));
 }
 
 TEST_F(IndexerTest, ARemovedRootTakesItsSongsAlong) {

@@ -14,7 +14,8 @@ std::string Ours(const Json::Value& v) {
 
 TEST(JsonText, SameTextAsJsonCpp) {
   Json::Value v(Json::objectValue);
-  v["s"] = std::string("q\"b\\s/\b\f\n\r\t\x01\x1f\x7f \xC3\xA9 \xE6\x97\xA5 \xFF\xFE", 27);
+  static const char kText[] = "q\"b\\s/\b\f\n\r\t\x01\x1f\x7f \xC3\xA9 \xE6\x97\xA5 \xFF\xFE";
+  v["s"] = std::string(kText, sizeof kText - 1);
   v["n"] = Json::Value();
   v["i"] = -42;
   v["u"] = Json::Value(Json::UInt64(18446744073709551615ull));

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "enumerate/guard/run_as.h"
+#include "platform/index/song_file.h"
 #include "tests/unit/json_reference.h"
 #include "tests/unit/temp_folder.h"
 
@@ -150,6 +151,7 @@ TEST(SongItemTest, PersonalIdsArePrefixedOutsideTheSharedLibrary) {
 TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
   AsRoot root;
   TempFolder dir;
+  cantora::SetLibraryRoots({{dir.path()}, {}});
   std::string present = dir.Path("present.mp3");
   FILE* f = fopen(present.c_str(), "w");
   ASSERT_NE(nullptr, f);

@@ -23,8 +23,9 @@ constexpr const char* kInitUsage =
     "Creates a self-contained instance in DIR: its configuration DIR/cantora.conf\n"
     "(printed on success), database, homes, preferences, caches and the system\n"
     "paths (radio lists, UI texts) under DIR as root. With --web-user, the folders\n"
-    "the web server's CGIs write (database, radio lists, caches, shared playlists,\n"
-    "preferences) belong to USER.\n"
+    "the web server's CGIs write (radio lists, caches, shared playlists,\n"
+    "preferences) belong to USER; the database stays root's, writable by USER's\n"
+    "group.\n"
     "Refuses a DIR that already holds an instance.\n";
 
 bool MakeDirs(const std::string& path, std::string* error) {
@@ -108,11 +109,17 @@ int Init(const AdminArgs& args) {
   c.libexec = SelfDirectory();
   c.lyrics_folder = dir + "/lyrics";
   const std::string radio = dir + "/usr/zarn/etc/radio";
+  // The database folder stays root's: a setuid gateway reads only a
+  // database that nobody but root and the web server's group can have
+  // written (platform/config/trust.h). The group may write, and files made
+  // in the folder keep its group (set-group-id folder).
+  const std::string data = dir + "/data";
   // The gateway writes new shared playlists and users' own playlists with
   // the web server's identity.
-  const std::string writable[] = {dir + "/data", c.cache,         radio,
-                                  dir + "/tmp",  c.shared_playlists, c.preferences};
-  for (const std::string& d : {c.homes, c.lyrics_folder, dir + "/var/packages/Cantora/target/app/texts"})
+  const std::string writable[] = {c.cache, radio, dir + "/tmp", c.shared_playlists,
+                                  c.preferences};
+  for (const std::string& d : {c.homes, c.lyrics_folder,
+                               dir + "/var/packages/Cantora/target/app/texts"})
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
   for (const std::string& d : writable) {
     if (!MakeDirs(d, &error)) return Fail("init: " + error);
@@ -120,6 +127,11 @@ int Init(const AdminArgs& args) {
       return Fail("init: cannot give " + d + " to " + web_user + ": " + std::strerror(errno));
   }
   chmod((dir + "/tmp").c_str(), 01777);
+  if (!MakeDirs(data, &error)) return Fail("init: " + error);
+  if (!web_user.empty() &&
+      (chown(data.c_str(), 0, web_gid) != 0 || chmod(data.c_str(), 02770) != 0))
+    return Fail("init: cannot give " + data + " to the group of " + web_user + ": " +
+                std::strerror(errno));
 
   if (!InstallTexts(dir + "/var/packages/Cantora/target/app/texts", &error))
     return Fail("init: " + error);
@@ -132,8 +144,9 @@ int Init(const AdminArgs& args) {
   if (!web_user.empty()) {
     for (const char* suffix : {"", "-wal", "-shm"}) {
       std::string f = c.database + suffix;
-      if (stat(f.c_str(), &st) == 0 && chown(f.c_str(), web_uid, web_gid) != 0)
-        return Fail("init: cannot give " + f + " to " + web_user);
+      if (stat(f.c_str(), &st) == 0 &&
+          (chown(f.c_str(), 0, web_gid) != 0 || chmod(f.c_str(), 0660) != 0))
+        return Fail("init: cannot give " + f + " to the group of " + web_user);
     }
   }
 
@@ -152,7 +165,7 @@ int Init(const AdminArgs& args) {
       << "session_lifetime = " << c.session_lifetime << "\n"
       << "max_body_bytes = " << c.max_body_bytes << "\n";
   out.close();
-  if (!out) return Fail("init: cannot write " + conf);
+  if (!out || chmod(conf.c_str(), 0644) != 0) return Fail("init: cannot write " + conf);
   std::printf("%s\n", conf.c_str());
   return 0;
 }

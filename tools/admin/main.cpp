@@ -9,6 +9,7 @@
 
 #include "platform/config/config.h"
 #include "platform/config/platform_db.h"
+#include "platform/index/sql_functions.h"
 #include "tools/admin/command.h"
 
 namespace {
@@ -62,6 +63,12 @@ bool OpenAdminDatabase(sqlite::Database* db) {
   std::string error;
   if (!cantora::OpenPlatformDatabase(cantora::GetConfig().database, false, db, &error)) {
     Fail("database " + cantora::GetConfig().database + ": " + error);
+    return false;
+  }
+  // Deleting a user or switching a personal library off takes songs out of
+  // the index, whose triggers use the index's own functions.
+  if (!cantora::RegisterIndexFunctions(db->get())) {
+    Fail("cannot register the index's SQL functions");
     return false;
   }
   return true;

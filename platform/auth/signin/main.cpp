@@ -8,6 +8,7 @@
 //
 // Passwords are accepted in POST bodies only, never in the query string
 // (which servers log). The exit status is 0 whatever happened.
+#include <cstdlib>
 #include <cstring>
 
 #include "platform/auth/account.h"
@@ -68,7 +69,9 @@ class SignInHandler : public ServerFormHandler {
       return;
     }
     std::string sid;
-    switch (cantora::SignIn(db, account, password, &sid)) {
+    // The web server names the client; failures are also counted per address.
+    const char* address = std::getenv("REMOTE_ADDR");
+    switch (cantora::SignIn(db, account, password, address ? address : "", &sid)) {
       case cantora::SignInResult::kOk:
         SetLanguage(db, sid);
         (*answer)["success"] = true;

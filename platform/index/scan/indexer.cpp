@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <ctime>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -94,6 +95,9 @@ bool LoadRoots(sqlite::Database& db, std::vector<RootState>* roots, std::string*
 
 bool LoadSongs(sqlite::Database& db, std::unordered_map<std::string, ExistingSong>* songs,
                std::string* error) {
+  sqlite::Statement count = db.Prepare("SELECT count(*) FROM song", error);
+  if (!count.IsValid()) return false;
+  if (count.Step() == SQLITE_ROW) songs->reserve(static_cast<size_t>(count.Int(0)));
   sqlite::Statement st = db.Prepare(
       "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song", error);
   if (!st.IsValid()) return false;
@@ -136,14 +140,22 @@ class Batch {
     if (open_) db_.Exec("ROLLBACK");
   }
 
-  // Opens a transaction unless one is open.
+  // Opens a transaction unless one is open. The run's first also marks the
+  // facets stale: the songs it commits are not summed up until the last.
   bool Begin(std::string* error) {
     if (open_) return true;
     if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
     open_ = true;
     writes_ = 0;
+    if (!wrote_ && !MarkFacetsStale(db_)) {
+      *error = db_.ErrorMessage();
+      return false;
+    }
+    wrote_ = true;
     return true;
   }
+  // Whether this run has written anything.
+  bool wrote() const { return wrote_; }
   // One write: write() returns false with *error set when it fails. The
   // transaction is committed once it holds size writes.
   template <class F>
@@ -163,6 +175,7 @@ class Batch {
   const size_t size_;
   size_t writes_ = 0;
   bool open_ = false;
+  bool wrote_ = false;
 };
 
 class IndexRun {
@@ -185,8 +198,20 @@ class IndexRun {
     if (!writer_.Prepare(db_, error) || !lyrics_.Prepare(db_, error) ||
         !LoadRoots(db_, &roots_, error))
       return false;
+    // The walk waits on the file system, reading the rows waits on the
+    // processor: on a large library they take seconds each, so they overlap
+    // (the connection is used by the reading thread alone meanwhile).
+    bool loaded = false;
+    std::string load_error;
+    std::thread load([&] {
+      loaded = LoadSongs(db_, &songs_, &load_error) && LoadFolders(db_, &folders_, &load_error);
+    });
     Walk();
-    if (!LoadSongs(db_, &songs_, error) || !LoadFolders(db_, &folders_, error)) return false;
+    load.join();
+    if (!loaded) {
+      *error = load_error;
+      return false;
+    }
     KeepUnreadableRoots();
     return StoreFolders(error) && StoreSongs(error) && RemoveVanishedSongs(error) && Finish(error);
   }
@@ -351,6 +376,12 @@ class IndexRun {
   }
 
   bool Finish(std::string* error) {
+    bool vanished_folders = false;
+    for (const auto& f : folders_) vanished_folders = vanished_folders || !f.second.seen;
+    // An unchanged library, whose facets no earlier run left stale, is done
+    // but for its side lyrics files (.lrc, .txt), which change without their
+    // songs: summing up a large library again costs seconds.
+    if (!batch_.wrote() && !vanished_folders && FacetsCurrent(db_)) return SyncSideLyricsAlone(error);
     if (!batch_.Begin(error)) return false;
     for (const auto& f : folders_)
       if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
@@ -366,6 +397,15 @@ class IndexRun {
     // be replayed by each of them. A reader still busy only shortens this.
     db_.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
     return true;
+  }
+
+  // SyncSideLyrics in a transaction of its own, which leaves the facets
+  // as they are.
+  bool SyncSideLyricsAlone(std::string* error) {
+    if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
+    if (SyncSideLyrics(db_, error) && db_.Exec("COMMIT", error)) return true;
+    db_.Exec("ROLLBACK");
+    return false;
   }
 
   // A tenth of the library or more added, read again or removed.

@@ -6,9 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <utility>
 #include <cerrno>
 #include <cstring>
 
+#include "platform/index/indexed_folder.h"
 #include "platform/index/scan/tag_reader.h"
 
 namespace cantora {
@@ -30,8 +34,8 @@ struct Entry {
 
 class Walker {
  public:
-  Walker(LibraryTree* tree, std::vector<std::string>* warnings)
-      : tree_(tree), warnings_(warnings) {}
+  Walker(LibraryTree* tree, std::string real_root, std::vector<std::string>* warnings)
+      : tree_(tree), real_root_(std::move(real_root)), warnings_(warnings) {}
 
   // Walks the folder open as fd (taken over), whose record is folders[index].
   // Returns whether audio lies in it or below.
@@ -69,6 +73,7 @@ class Walker {
         continue;
       }
       if (!IsAudioFileName(e.name)) continue;
+      if (type == DT_LNK && !LeadsInside(index, e.name)) continue;
       if ((type == DT_LNK || !have_stat) && fstatat(dirfd(dir), e.name.c_str(), &st, 0) != 0)
         continue;
       if (!S_ISREG(st.st_mode)) continue;
@@ -87,6 +92,16 @@ class Walker {
   }
 
  private:
+  // A link to a file is followed only when its target lies inside the root:
+  // the indexer runs as root, and a link in a folder its owner can write
+  // must not bring a file from elsewhere into the index.
+  bool LeadsInside(int folder, const std::string& name) const {
+    std::string path = tree_->folders[folder].path + "/" + name;
+    char target[PATH_MAX];
+    return !real_root_.empty() && realpath(path.c_str(), target) != nullptr &&
+           IsSameOrBelow(target, real_root_);
+  }
+
   bool VisitChild(int parent_fd, const std::string& name, int parent) {
     int fd = openat(parent_fd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     const std::string path = tree_->folders[parent].path + "/" + name;
@@ -102,6 +117,7 @@ class Walker {
   }
 
   LibraryTree* tree_;
+  const std::string real_root_;  // the root, links resolved
   std::vector<std::string>* warnings_;
 };
 
@@ -110,16 +126,19 @@ class Walker {
 WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
   tree->folders.clear();
   tree->files.clear();
-  int fd = open(tree->root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // A root that is itself a link is not followed: a personal library lies
+  // in its owner's home, where the owner could point it anywhere.
+  int fd = open(tree->root.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) {
-    if (errno == ENOENT) return WalkResult::kMissing;
+    if (errno == ENOENT || errno == ELOOP || errno == ENOTDIR) return WalkResult::kMissing;
     warnings->push_back("cannot read " + tree->root + ": " + std::strerror(errno));
     return WalkResult::kUnreadable;
   }
   FoundFolder root;
   root.path = tree->root;
   tree->folders.push_back(std::move(root));
-  Walker(tree, warnings).Visit(fd, 0);
+  char real_root[PATH_MAX];
+  Walker(tree, realpath(tree->root.c_str(), real_root) ? real_root : "", warnings).Visit(fd, 0);
   return WalkResult::kOk;
 }
 

@@ -1,7 +1,8 @@
 // Walking one library root: its folders and the audio files in them.
 //
 // Names beginning with '.' are skipped, and so are folders reached through a
-// symbolic link (a link can make a cycle); links to files are followed.
+// symbolic link (a link can make a cycle); links to files are followed only
+// when the file lies inside the root. A root that is a link is missing.
 // Entries are visited in byte order of their names, so that a walk of an
 // unchanged tree always lists the same things in the same order.
 #ifndef CANTORA_PLATFORM_INDEX_SCAN_TREE_WALK_H

@@ -1,0 +1,176 @@
+#include "platform/index/song_file.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+
+#include "platform/config/platform_db.h"
+#include "platform/index/audio_file.h"
+#include "platform/index/indexed_folder.h"
+
+namespace cantora {
+namespace {
+
+int OpenBeneath(int root, const char* path, int flags) {
+  open_how how{};
+  how.flags = static_cast<uint64_t>(flags | O_PATH | O_CLOEXEC);
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
+  return static_cast<int>(syscall(SYS_openat2, root, path, &how, sizeof how));
+}
+
+class Fd {
+ public:
+  Fd() = default;
+  ~Fd() { Reset(-1); }
+  Fd(const Fd&) = delete;
+  Fd& operator=(const Fd&) = delete;
+  void Reset(int fd) {
+    if (fd_ >= 0) close(fd_);
+    fd_ = fd;
+  }
+  int get() const { return fd_; }
+
+ private:
+  int fd_ = -1;
+};
+
+// A path below a root is plain when it has no empty, "." or ".." component.
+bool IsPlainRelative(std::string_view rel) {
+  if (rel.empty()) return false;
+  size_t start = 0;
+  while (start <= rel.size()) {
+    size_t end = rel.find('/', start);
+    if (end == std::string_view::npos) end = rel.size();
+    std::string_view part = rel.substr(start, end - start);
+    if (part.empty() || part == "." || part == "..") return false;
+    start = end + 1;
+  }
+  return true;
+}
+
+std::string PersonalFolderOf(int owner) {
+  sqlite::Database* db = PlatformDatabase();
+  if (db == nullptr) return "";
+  sqlite::Statement st = db->Prepare("SELECT name FROM users WHERE id = ?");
+  if (!st.IsValid()) return "";
+  st.Bind(1, static_cast<int64_t>(owner));
+  return st.Step() == SQLITE_ROW ? PersonalLibraryFolder(st.Text(0)) : "";
+}
+
+class SongFiles {
+ public:
+  void SetRoots(const LibraryRoots& roots) {
+    roots_ = roots;
+    root_path_.clear();
+    real_root_.clear();
+    root_fd_.Reset(-1);
+    folder_fd_.Reset(-1);
+    folder_.clear();
+  }
+
+  bool Locate(const MediaInfo& info) {
+    located_ = false;
+    std::string_view path = info.path;
+    const std::string* root = RootOf(info.library, path);
+    if (root == nullptr) return false;
+    std::string_view rel = path.substr(root->size() + 1);
+    if (!IsPlainRelative(rel)) return false;
+    if (*root != root_path_) {
+      root_path_ = *root;
+      real_root_.clear();
+      root_fd_.Reset(-1);
+      folder_fd_.Reset(-1);
+      folder_.clear();
+    }
+    // Views into info.path, which outlives the Exists() that follows; the
+    // name ends the path, so it is NUL-terminated.
+    size_t slash = rel.rfind('/');
+    folder_wanted_ = slash == std::string_view::npos ? "." : rel.substr(0, slash);
+    name_ = slash == std::string_view::npos ? rel.data() : rel.data() + slash + 1;
+    rel_ = rel;
+    located_ = true;
+    return true;
+  }
+
+  bool Exists() {
+    if (!located_) return false;
+    if (root_fd_.get() < 0) {
+      // A root that is itself a link is not followed: a personal folder
+      // lies in its owner's home, where its owner could make one.
+      root_fd_.Reset(open(root_path_.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+      if (root_fd_.get() < 0) return false;
+      char real[PATH_MAX];
+      real_root_ = realpath(root_path_.c_str(), real) ? real : "";
+    }
+    if (folder_fd_.get() < 0 || folder_ != folder_wanted_) {
+      folder_.clear();
+      folder_fd_.Reset(OpenBeneath(root_fd_.get(), std::string(folder_wanted_).c_str(), O_DIRECTORY));
+      if (folder_fd_.get() < 0) return false;
+      folder_ = std::string(folder_wanted_);
+    }
+    struct stat st;
+    if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (S_ISREG(st.st_mode)) return true;
+    if (!S_ISLNK(st.st_mode)) return false;
+    // A link counts when its target lies inside the library.
+    char target[PATH_MAX];
+    std::string path = root_path_ + "/" + std::string(rel_);
+    return !real_root_.empty() && realpath(path.c_str(), target) != nullptr &&
+           IsSameOrBelow(target, real_root_) &&
+           stat(target, &st) == 0 && S_ISREG(st.st_mode);
+  }
+
+ private:
+  // The root of the library whose files info's path names, or null.
+  const std::string* RootOf(int library, std::string_view path) {
+    if (!roots_) {
+      roots_.emplace();
+      for (const auto& folder : AudioFile::GetIndexedFolder()) roots_->shared.push_back(folder.first);
+    }
+    auto below = [&](const std::string& root) {
+      return !root.empty() && path.size() > root.size() + 1 &&
+             path.compare(0, root.size(), root) == 0 && path[root.size()] == '/';
+    };
+    if (library != 0) {
+      auto it = roots_->personal.find(library);
+      if (it == roots_->personal.end())
+        it = roots_->personal.emplace(library, PersonalFolderOf(library)).first;
+      return below(it->second) ? &it->second : nullptr;
+    }
+    for (const std::string& root : roots_->shared)
+      if (below(root)) return &root;
+    return nullptr;
+  }
+
+  std::optional<LibraryRoots> roots_;
+  std::string root_path_;
+  std::string real_root_;  // root_path_, links resolved
+  Fd root_fd_;
+  Fd folder_fd_;
+  std::string folder_;  // the folder folder_fd_ holds, relative to the root
+  bool located_ = false;
+  std::string_view folder_wanted_, rel_;
+  const char* name_ = nullptr;
+};
+
+SongFiles& Files() {
+  static SongFiles files;
+  return files;
+}
+
+}  // namespace
+
+void SetLibraryRoots(const LibraryRoots& roots) { Files().SetRoots(roots); }
+
+bool LocateSongFile(const MediaInfo& info) { return Files().Locate(info); }
+
+bool LocatedSongFileExists() { return Files().Exists(); }
+
+}  // namespace cantora

@@ -1,0 +1,96 @@
+// The existence test of song files stays inside the libraries.
+#include "platform/index/song_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+#include "tests/unit/temp_folder.h"
+
+namespace {
+
+class SongFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_FALSE(dir.path().empty());
+    library = dir.Path("library");
+    outside = dir.Path("outside");
+    mkdir(library.c_str(), 0755);
+    mkdir((library + "/album").c_str(), 0755);
+    mkdir(outside.c_str(), 0755);
+    Touch(library + "/album/song.mp3");
+    Touch(outside + "/secret.mp3");
+    cantora::SetLibraryRoots({{library}, {{7, dir.Path("home/bob/music")}}});
+  }
+  void TearDown() override { cantora::SetLibraryRoots({}); }
+
+  static void Touch(const std::string& path) {
+    FILE* f = std::fopen(path.c_str(), "w");
+    ASSERT_NE(f, nullptr) << path;
+    std::fclose(f);
+  }
+
+  static bool Exists(const std::string& path, int library = 0) {
+    MediaInfo info{};
+    info.path = path.c_str();
+    info.library = library;
+    bool located = cantora::LocateSongFile(info);
+    return cantora::LocatedSongFileExists() && located;
+  }
+
+  TempFolder dir;
+  std::string library, outside;
+};
+
+TEST_F(SongFileTest, FilesInsideTheLibraryExist) {
+  EXPECT_TRUE(Exists(library + "/album/song.mp3"));
+  EXPECT_FALSE(Exists(library + "/album/gone.mp3"));
+  EXPECT_FALSE(Exists(library + "/album"));  // a folder is no song
+}
+
+TEST_F(SongFileTest, PathsOutsideEveryLibraryDoNotExist) {
+  EXPECT_FALSE(Exists(outside + "/secret.mp3"));
+  EXPECT_FALSE(Exists(library + "/../outside/secret.mp3"));
+  EXPECT_FALSE(Exists(library + "/album/../../outside/secret.mp3"));
+  EXPECT_FALSE(Exists(library + "//album/song.mp3"));
+  EXPECT_FALSE(Exists(library));
+  EXPECT_FALSE(Exists(library + "-other/album/song.mp3"));
+}
+
+TEST_F(SongFileTest, LinksOutOfTheLibraryAreNotFollowed) {
+  ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (library + "/album/link.mp3").c_str()), 0);
+  ASSERT_EQ(symlink(outside.c_str(), (library + "/linked").c_str()), 0);
+  ASSERT_EQ(symlink("../../outside/secret.mp3", (library + "/album/up.mp3").c_str()), 0);
+  EXPECT_FALSE(Exists(library + "/album/link.mp3"));
+  EXPECT_FALSE(Exists(library + "/linked/secret.mp3"));
+  EXPECT_FALSE(Exists(library + "/album/up.mp3"));
+}
+
+TEST_F(SongFileTest, LinksInsideTheLibraryAreFollowed) {
+  ASSERT_EQ(symlink("song.mp3", (library + "/album/again.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("missing.mp3", (library + "/album/dangling.mp3").c_str()), 0);
+  EXPECT_TRUE(Exists(library + "/album/again.mp3"));
+  EXPECT_FALSE(Exists(library + "/album/dangling.mp3"));
+}
+
+TEST_F(SongFileTest, PersonalSongsLieInTheirOwnersFolder) {
+  std::string music = dir.Path("home/bob/music");
+  for (const std::string& d : {dir.Path("home"), dir.Path("home/bob"), music})
+    mkdir(d.c_str(), 0755);
+  Touch(music + "/mine.mp3");
+  EXPECT_TRUE(Exists(music + "/mine.mp3", 7));
+  EXPECT_FALSE(Exists(music + "/mine.mp3", 0));       // not a shared song
+  EXPECT_FALSE(Exists(library + "/album/song.mp3", 7));  // not bob's
+  EXPECT_FALSE(Exists(music + "/mine.mp3", 8));       // nobody's library
+}
+
+TEST_F(SongFileTest, APersonalFolderThatIsALinkIsNotFollowed) {
+  for (const std::string& d : {dir.Path("home"), dir.Path("home/bob")}) mkdir(d.c_str(), 0755);
+  ASSERT_EQ(symlink(outside.c_str(), dir.Path("home/bob/music").c_str()), 0);
+  EXPECT_FALSE(Exists(dir.Path("home/bob/music/secret.mp3"), 7));
+}
+
+}  // namespace
