@@ -58,8 +58,10 @@ bool ListSideFiles(const std::string& folder, SideFiles* files) {
 }
 
 int64_t Stamp(const struct stat& st) {
-  int64_t mtime = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
-  return mtime ^ (static_cast<int64_t>(st.st_size) * static_cast<int64_t>(0x9E3779B97F4A7C15LL));
+  // Unsigned: the mixing wraps by design.
+  uint64_t mtime = static_cast<uint64_t>(st.st_mtim.tv_sec) * 1000000000u +
+                   static_cast<uint64_t>(st.st_mtim.tv_nsec);
+  return static_cast<int64_t>(mtime ^ (static_cast<uint64_t>(st.st_size) * 0x9E3779B97F4A7C15u));
 }
 
 std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
