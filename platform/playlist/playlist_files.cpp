@@ -79,8 +79,12 @@ bool IsWritableStore(const std::string& folder, const std::string& name) {
   std::string tmp = TmpFolder();
   if (!tmp.empty() && folder == tmp) {
     size_t n = std::strlen(kRandomSuffix);
-    return name.size() > n && name.compare(name.size() - n, n, kRandomSuffix) == 0 &&
-           IsValidUserName(name.substr(0, name.size() - n));
+    if (name.size() <= n || name.compare(name.size() - n, n, kRandomSuffix) != 0) return false;
+    // In a request only the signed-in user's own random playlist: the name
+    // comes from the client, and another user's file is not theirs to fill.
+    const std::string owner = name.substr(0, name.size() - n);
+    const std::string& signed_in = SignedInUser().name;
+    return IsValidUserName(owner) && (signed_in.empty() || owner == signed_in);
   }
   // <preferences>/<user>/playlists
   std::string prefs = Canonical(config.preferences);

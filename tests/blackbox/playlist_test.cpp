@@ -466,11 +466,14 @@ TEST_F(Playlists, RandomPlaylistStaysInTmpAndNeverFollowsALink) {
   CgiResult cut_r = Songs(*alice_, "pls_id=-3&username=" + Encode(cut));
   EXPECT_EQ(cut_r.json["errinfo"]["line"].asInt(), 684);
   EXPECT_EQ(ReadFile(victim), "precious\n");
-  // Another user's random playlist is not read for alice.
+  // Another user's random playlist is neither written nor read for alice.
   Songs(*bob_, "pls_id=-3&username=bob&library=all");
+  const std::string bobs = ReadFile(RandomFile("bob"));
+  ASSERT_FALSE(bobs.empty());
   CgiResult peek = Songs(*alice_, "pls_id=-3&username=bob");
-  EXPECT_EQ(peek.json["total"].asUInt(), 0u);
+  EXPECT_EQ(peek.json["errinfo"]["line"].asInt(), 684);
   EXPECT_EQ(peek.out.find("Bob Secret"), std::string::npos);
+  EXPECT_EQ(ReadFile(RandomFile("bob")), bobs);
 }
 
 // ---- Creation ----
