@@ -18,7 +18,9 @@ std::string HelperProgramPath(const std::string& name);
 // Runs program with args (argv[1...]) and waits for it. The helper inherits
 // the environment (and so CANTORA_CONFIG) and stderr; its stdout goes to our
 // stderr, never into a CGI's answer; its stdin is stdin_fd when not
-// negative. Returns its exit status, or -1 when it could not be run or died
+// negative. Started while the process is not root (a setuid gateway outside
+// its privilege guard), the helper runs with the real user and group ids.
+// Returns its exit status, or -1 when it could not be run or died
 // of a signal (logged at LOG_ERR with log_tag).
 int RunHelper(const std::string& program, const std::vector<std::string>& args,
               const char* log_tag, int stdin_fd = -1);

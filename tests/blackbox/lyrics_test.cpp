@@ -2,11 +2,13 @@
 // side files (read by the indexer), the local lyrics folder, and the lyrics
 // service asked through cantora-lyrics-fetch, here a recorded server.
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -254,12 +256,7 @@ TEST(LyricsPrivilege, StoredLyricsAreFoundAsTheWebUser) {
                                       &error));
   WriteFile(music + "/t.lrc", "private side words");
   ASSERT_EQ(0, instance.Admin({"index"}).status);
-  std::string dir = instance.Path("cgi-suid");
-  mkdir(dir.c_str(), 0755);
-  std::string cgi = dir + "/enumerate.cgi";
-  harness::Run({"/bin/cp", harness::Bin("enumerate.cgi"), cgi});
-  ASSERT_EQ(0, chown(cgi.c_str(), 0, 0));
-  ASSERT_EQ(0, chmod(cgi.c_str(), 04755));
+  std::string cgi = harness::InstallGatewayCopy(instance, true);
   auto ask = [&](const std::string& query) {
     harness::CgiRequest request;
     request.program = cgi;
@@ -291,6 +288,54 @@ TEST(LyricsPrivilege, StoredLyricsAreFoundAsTheWebUser) {
       EXPECT_EQ(Failure(), r.json) << asked << ": " << r.out;
     }
   }
+}
+
+// The fetch helper is started outside the privilege guard: it must run with
+// the web server's user and group, not with anything of the setuid program's
+// root. A stand-in helper writes down the ids it was given.
+TEST(LyricsPrivilege, TheFetchHelperRunsAsTheWebUser) {
+  ASSERT_EQ(geteuid(), 0u);
+  harness::Instance instance("nobody");
+  std::string music = instance.Path("music");
+  ASSERT_EQ(0, mkdir(music.c_str(), 0755));
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSong(music, Tune("s.mp3", "Song", "Album", "Singer"), &error)) << error;
+  ASSERT_EQ(0, instance.Admin({"folder", "add", music}).status);
+  ASSERT_EQ(0, instance.Admin({"index"}).status);
+  std::string alice = instance.AddUser("alice");
+  std::string libexec = instance.Path("libexec");
+  std::string seen = instance.Path("seen");
+  ASSERT_EQ(0, mkdir(libexec.c_str(), 0755));
+  ASSERT_EQ(0, mkdir(seen.c_str(), 0777));
+  ASSERT_EQ(0, chmod(seen.c_str(), 0777));
+  // "-p": the shell keeps the ids it is started with, as a compiled helper does.
+  std::string helper = libexec + "/cantora-lyrics-fetch";
+  WriteFile(helper, "#!/bin/sh -p\n/usr/bin/id > " + seen + "/ids\n");
+  ASSERT_EQ(0, chmod(helper.c_str(), 0755));
+  AppendConfig(instance, "libexec = " + libexec + "\nlyrics_url = http://127.0.0.1:9/\n");
+
+  std::string cgi = harness::InstallGatewayCopy(instance, true);
+  harness::CgiRequest request;
+  request.program = cgi;
+  request.session = alice;
+  request.query = "action=song_enum&album_name=Album";
+  request.run_as = "nobody";
+  CgiResult songs = harness::RunCgi(instance, request);
+  ASSERT_EQ(1u, songs.json["items"].size()) << songs.out;
+  request.query = "action=get_lyrics&id=" + songs.json["items"][0]["id"].asString();
+  EXPECT_EQ(Answer(""), harness::RunCgi(instance, request).json);
+
+  std::ifstream in(seen + "/ids");
+  std::string ids((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  struct passwd* nobody = getpwnam("nobody");
+  ASSERT_NE(nobody, nullptr);
+  EXPECT_EQ(0u, ids.find("uid=" + std::to_string(nobody->pw_uid) + "(nobody) gid=" +
+                         std::to_string(nobody->pw_gid) + "("))
+      << ids;
+  // id names the effective ids only when they differ from the real ones.
+  EXPECT_EQ(std::string::npos, ids.find("euid=")) << ids;
+  EXPECT_EQ(std::string::npos, ids.find("egid=")) << ids;
+  EXPECT_EQ(std::string::npos, ids.find("(root)")) << ids;
 }
 
 // The lyrics service, a recorded server on 127.0.0.1.

@@ -87,6 +87,27 @@ TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
   EXPECT_TRUE(RunCgi(root_owned, request).has_json);
 }
 
+TEST_F(PrivilegeTest, OutsideTheGuardFilesAreOpenedWithTheCallersGroup) {
+  // The configuration is readable by root and root's group alone. The setuid
+  // program keeps root as its effective group outside the guard (so that the
+  // guard only changes the user id); files must still be reached with the
+  // caller's group, which cannot read it: no answer.
+  Instance root_group;
+  std::string sid = root_group.AddUser("bob");
+  ASSERT_EQ(chown(root_group.config().c_str(), 0, 0), 0);
+  ASSERT_EQ(chmod(root_group.config().c_str(), 0640), 0);
+  CgiRequest request;
+  request.program = harness::InstallGatewayCopy(root_group, true);
+  request.session = sid;
+  request.query = "action=radio_enum";
+  request.run_as = "nobody";
+  CgiResult r = RunCgi(root_group, request);
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "");
+  request.run_as.clear();
+  EXPECT_TRUE(RunCgi(root_group, request).has_json);
+}
+
 // The setuid program tests song paths as root, so its caller must not choose
 // the configuration, nor so the database, that names them: a local user with
 // a database of their own listing files of a folder only root can read would

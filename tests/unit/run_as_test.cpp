@@ -87,6 +87,20 @@ TEST_F(RunAsTest, OnlyTheGroupNeedsRaising) {
   EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresgid(44)"}));
 }
 
+// A setuid gateway outside the guard: its group is already root, so only the
+// user id moves, two changes of ids a song.
+TEST_F(RunAsTest, OnlyTheUserNeedsRaising) {
+  ids.euid = 33;
+  ids.egid = 0;
+  {
+    IF_RUN_AS guard("enumerate", 10);
+    EXPECT_TRUE(guard.ok());
+    EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresuid(0)", "setresuid(0)"}));
+    ids.calls.clear();
+  }
+  EXPECT_EQ(ids.calls, (std::vector<std::string>{"setresuid(33)"}));
+}
+
 TEST_F(RunAsTest, RefusedRaiseIsNotOkAndTheDestructorStillRestores) {
   ids.euid = 33;
   ids.egid = 44;
