@@ -9,6 +9,7 @@
 #include <chrono>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -237,6 +238,31 @@ TEST(LyricsIndex, SideFilesThatAppearChangeAndVanishAreFollowed) {
   unlink((instance.music() + "/a/song.txt").c_str());
   instance.Index();
   EXPECT_EQ(Answer(""), harness::Enumerate(instance, alice, query).json);
+}
+
+// One side file of a folder goes, its neighbour stays: each song follows
+// its own file.
+TEST(LyricsIndex, EachSongFollowsItsOwnSideFile) {
+  LibraryInstance instance;
+  instance.AddSongs({Tune("a/one.mp3", "One", "Album", "Artist"),
+                     Tune("a/two.mp3", "Two", "Album", "Artist")});
+  WriteFile(instance.music() + "/a/one.txt", "one words");
+  WriteFile(instance.music() + "/a/two.txt", "two words");
+  instance.Index();
+  std::string alice = instance.AddUser("alice");
+  CgiResult list = harness::Enumerate(instance, alice, "action=song_enum&album_name=Album");
+  ASSERT_EQ(2u, list.json["items"].size());
+  std::map<std::string, std::string> query;
+  for (const Json::Value& item : list.json["items"])
+    query[item["title"].asString()] = "action=get_lyrics&id=" + item["id"].asString();
+  EXPECT_EQ(Answer("one words"), harness::Enumerate(instance, alice, query["One"]).json);
+  EXPECT_EQ(Answer("two words"), harness::Enumerate(instance, alice, query["Two"]).json);
+
+  unlink((instance.music() + "/a/two.txt").c_str());
+  instance.Index();
+  EXPECT_EQ(Answer("one words"), harness::Enumerate(instance, alice, query["One"]).json);
+  EXPECT_EQ(Answer(""), harness::Enumerate(instance, alice, query["Two"]).json);
+
 }
 
 // The setuid arrangement: the gateway runs as the web server's user, the

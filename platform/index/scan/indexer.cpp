@@ -188,6 +188,13 @@ class IndexRun {
         progress_(options.report, options.report != nullptr && options.progress),
         now_(static_cast<int64_t>(std::time(nullptr))) {}
 
+  // The playlist files of every root, once Run has walked them.
+  std::vector<WalkedPlaylists> WalkedPlaylistFiles() const {
+    std::vector<WalkedPlaylists> all;
+    for (const RootState& r : roots_) all.push_back(PlaylistsOf(r.tree, r.walk));
+    return all;
+  }
+
   bool Run(std::string* error) {
     if (!RegisterIndexFunctions(db_.get())) {
       *error = "cannot register the index's SQL functions";
@@ -385,7 +392,7 @@ class IndexRun {
     if (!batch_.Begin(error)) return false;
     for (const auto& f : folders_)
       if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
-    if (!SyncSideLyrics(db_, error)) return false;
+    if (!SyncWalkedSideLyrics(error)) return false;
     if (!RebuildFacets(db_)) {
       *error =
           std::string("cannot rebuild the artist, album and genre lists: ") + db_.ErrorMessage();
@@ -399,11 +406,26 @@ class IndexRun {
     return true;
   }
 
-  // SyncSideLyrics in a transaction of its own, which leaves the facets
-  // as they are.
+  // The side lyrics files the walk found, matched against the songs.
+  bool SyncWalkedSideLyrics(std::string* error) {
+    SideLyricsFolders walked;
+    std::vector<std::string> unknown_roots;
+    for (const RootState& r : roots_) {
+      if (r.walk == WalkResult::kUnreadable) unknown_roots.push_back(r.tree.root);
+      for (const FoundSideFile& f : r.tree.lyrics_files) {
+        int64_t folder_id = r.folder_ids[f.folder];
+        if (r.skipped[f.folder] || folder_id == 0) continue;
+        walked[folder_id].push_back({f.name, f.mtime, f.size});
+      }
+    }
+    return SyncSideLyrics(db_, walked, unknown_roots, error);
+  }
+
+  // SyncWalkedSideLyrics in a transaction of its own, which leaves the
+  // facets as they are.
   bool SyncSideLyricsAlone(std::string* error) {
     if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
-    if (SyncSideLyrics(db_, error) && db_.Exec("COMMIT", error)) return true;
+    if (SyncWalkedSideLyrics(error) && db_.Exec("COMMIT", error)) return true;
     db_.Exec("ROLLBACK");
     return false;
   }
@@ -443,10 +465,11 @@ bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* s
               std::string* error) {
   auto start = std::chrono::steady_clock::now();
   *summary = IndexSummary();
-  bool ok = IndexRun(db, options, summary).Run(error);
-  // Playlist files: a pass of their own (playlist_scan.h).
+  IndexRun run(db, options, summary);
+  bool ok = run.Run(error);
+  // Playlist files, found by the same walk (playlist_scan.h).
   PlaylistScanSummary playlists;
-  ok = ok && IndexPlaylistFiles(db, &playlists, error);
+  ok = ok && IndexPlaylistFiles(db, run.WalkedPlaylistFiles(), &playlists, error);
   summary->seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return ok;

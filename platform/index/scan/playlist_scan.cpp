@@ -1,11 +1,5 @@
 #include "platform/index/scan/playlist_scan.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <map>
 #include <set>
 #include <vector>
@@ -18,67 +12,33 @@
 namespace cantora {
 namespace {
 
-struct Root {
-  int64_t library;
-  std::string path;
-  bool unreadable = false;
-};
-
-// Collects the playlist files below folder; false when folder exists but
-// cannot be read (sub-folders that cannot be read are skipped).
-bool Walk(const std::string& folder, bool top, std::vector<std::string>* files) {
-  DIR* dir = opendir(folder.c_str());
-  if (dir == nullptr) return !top || errno == ENOENT;
-  std::vector<std::string> folders;
-  while (struct dirent* e = readdir(dir)) {
-    if (e->d_name[0] == '.') continue;
-    // The entry's type comes with it on most file systems: no stat for the
-    // thousands of audio files a library holds.
-    unsigned char type = e->d_type;
-    if (type == DT_UNKNOWN) {
-      struct stat st;
-      if (fstatat(dirfd(dir), e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
-      type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISREG(st.st_mode) ? DT_REG : DT_UNKNOWN;
-    }
-    if (type == DT_DIR) {
-      folders.push_back(folder + "/" + e->d_name);
-    } else if (type == DT_REG && IsPlaylistFileName(e->d_name)) {
-      files->push_back(folder + "/" + e->d_name);
-    }
-  }
-  closedir(dir);
-  for (const std::string& sub : folders) Walk(sub, false, files);
-  return true;
-}
-
-bool LoadRoots(sqlite::Database& db, std::vector<Root>* roots, std::string* error) {
-  sqlite::Statement users =
-      db.Prepare("SELECT id, name FROM users WHERE personal = 1 ORDER BY id", error);
-  if (!users.IsValid()) return false;
-  while (users.Step() == SQLITE_ROW) {
-    std::string folder = PersonalLibraryFolder(users.Text(1));
-    if (!folder.empty()) roots->push_back({users.Int(0), folder});
-  }
-  std::vector<IndexedFolder> shared;
-  if (!ListIndexedFolders(db, &shared, error)) return false;
-  for (const IndexedFolder& f : shared) roots->push_back({0, f.path});
-  roots->push_back({0, GetConfig().shared_playlists});
-  return true;
+WalkedPlaylists SharedPlaylistFolder() {
+  LibraryTree tree;
+  tree.root = GetConfig().shared_playlists;
+  std::vector<std::string> warnings;
+  WalkResult walk = WalkLibrary(&tree, &warnings);
+  return PlaylistsOf(tree, walk);
 }
 
 }  // namespace
 
-bool IndexPlaylistFiles(sqlite::Database& db, PlaylistScanSummary* summary, std::string* error) {
+WalkedPlaylists PlaylistsOf(const LibraryTree& tree, WalkResult walk) {
+  WalkedPlaylists p;
+  p.library = tree.library;
+  p.root = tree.root;
+  p.unreadable = walk == WalkResult::kUnreadable;
+  for (const FoundSideFile& f : tree.playlist_files) p.files.push_back(tree.PathOf(f));
+  return p;
+}
+
+bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> roots,
+                        PlaylistScanSummary* summary, std::string* error) {
   *summary = PlaylistScanSummary();
-  std::vector<Root> roots;
-  if (!LoadRoots(db, &roots, error)) return false;
+  roots.push_back(SharedPlaylistFolder());
   // path -> library; a file found twice belongs to the first root.
   std::map<std::string, int64_t> found;
-  for (Root& root : roots) {
-    std::vector<std::string> files;
-    root.unreadable = !Walk(root.path, true, &files);
-    for (std::string& f : files) found.emplace(std::move(f), root.library);
-  }
+  for (WalkedPlaylists& root : roots)
+    for (std::string& f : root.files) found.emplace(std::move(f), root.library);
   summary->seen = static_cast<int64_t>(found.size());
 
   std::vector<StoredPlaylist> stored;
@@ -96,8 +56,8 @@ bool IndexPlaylistFiles(sqlite::Database& db, PlaylistScanSummary* summary, std:
     auto it = found.find(p.path);
     if (it == found.end()) {
       bool keep = false;
-      for (const Root& root : roots)
-        keep = keep || (root.unreadable && IsSameOrBelow(p.path, root.path));
+      for (const WalkedPlaylists& root : roots)
+        keep = keep || (root.unreadable && IsSameOrBelow(p.path, root.root));
       if (keep) continue;
       if (!ForgetPlaylist(db, p.id, error)) return false;
       ++summary->removed;

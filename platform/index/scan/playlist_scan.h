@@ -6,13 +6,17 @@
 // line: new files get a new id, files that stay keep theirs, rows of files
 // that are gone are removed. Names beginning with '.' are skipped, and so
 // are symbolic links (to folders and to files alike). A root that exists but
-// cannot be read keeps its rows.
+// cannot be read keeps its rows. The libraries' files come from the index
+// run's own walk (tree_walk.h); the shared playlist folder is walked here.
 #ifndef CANTORA_PLATFORM_INDEX_SCAN_PLAYLIST_SCAN_H
 #define CANTORA_PLATFORM_INDEX_SCAN_PLAYLIST_SCAN_H
 
 #include <cstdint>
 #include <string>
 
+#include <vector>
+
+#include "platform/index/scan/tree_walk.h"
 #include "platform/lib/sqlite/database.h"
 
 namespace cantora {
@@ -23,8 +27,21 @@ struct PlaylistScanSummary {
   int64_t removed = 0;
 };
 
-// False with *error when the database fails; the table is then unchanged.
-bool IndexPlaylistFiles(sqlite::Database& db, PlaylistScanSummary* summary, std::string* error);
+// The playlist files of one walked library root.
+struct WalkedPlaylists {
+  int64_t library = 0;
+  std::string root;
+  bool unreadable = false;
+  std::vector<std::string> files;
+};
+
+WalkedPlaylists PlaylistsOf(const LibraryTree& tree, WalkResult walk);
+
+// libraries: the index run's roots in its order (personal libraries first);
+// a file found under two roots belongs to the first. False with *error when
+// the database fails; the table is then unchanged.
+bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> libraries,
+                        PlaylistScanSummary* summary, std::string* error);
 
 }  // namespace cantora
 

@@ -1,11 +1,9 @@
 #include "platform/index/scan/song_lyrics.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <map>
 #include <utility>
 
+#include "platform/index/indexed_folder.h"
 #include "platform/text/plain_text.h"
 
 namespace cantora {
@@ -37,31 +35,25 @@ Source SideKind(const std::string& name, std::string* stem) {
   return kTags;
 }
 
-// The side files of one folder: (stem, kind) -> file name.
-using SideFiles = std::map<std::pair<std::string, int>, std::string>;
+// The side files of one folder: (stem, kind) -> the file.
+using SideFiles = std::map<std::pair<std::string, int>, const SideLyricsFile*>;
 
-bool ListSideFiles(const std::string& folder, SideFiles* files) {
+void IndexSideFiles(const std::vector<SideLyricsFile>& walked, SideFiles* files) {
   files->clear();
-  DIR* dir = opendir(folder.c_str());
-  if (dir == nullptr) return false;
-  while (struct dirent* entry = readdir(dir)) {
-    std::string name = entry->d_name, stem;
-    Source kind = SideKind(name, &stem);
-    if (kind == kTags || name[0] == '.') continue;
+  for (const SideLyricsFile& f : walked) {
+    std::string stem;
+    Source kind = SideKind(f.name, &stem);
     // Of "a.LRC" and "a.lrc" the first in byte order, so that runs agree.
     auto key = std::make_pair(stem, static_cast<int>(kind));
     auto it = files->find(key);
-    if (it == files->end() || name < it->second) (*files)[key] = name;
+    if (it == files->end() || f.name < it->second->name) (*files)[key] = &f;
   }
-  closedir(dir);
-  return true;
 }
 
-int64_t Stamp(const struct stat& st) {
+int64_t Stamp(const SideLyricsFile& f) {
   // Unsigned: the mixing wraps by design.
-  uint64_t mtime = static_cast<uint64_t>(st.st_mtim.tv_sec) * 1000000000u +
-                   static_cast<uint64_t>(st.st_mtim.tv_nsec);
-  return static_cast<int64_t>(mtime ^ (static_cast<uint64_t>(st.st_size) * 0x9E3779B97F4A7C15u));
+  return static_cast<int64_t>(static_cast<uint64_t>(f.mtime) ^
+                              (static_cast<uint64_t>(f.size) * 0x9E3779B97F4A7C15u));
 }
 
 std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
@@ -95,55 +87,104 @@ bool LyricsWriter::StoreTagLyrics(int64_t song_id, const std::string& text, bool
   return Done(remove_, *db_, error);
 }
 
-bool SyncSideLyrics(sqlite::Database& db, std::string* error) {
-  sqlite::Statement songs = db.Prepare(
-      "SELECT s.id, s.path, l.source, l.side_stamp FROM song s "
-      "LEFT JOIN song_lyrics l ON l.song_id = s.id "
-      "WHERE l.source IS NULL OR l.source <> 0 ORDER BY s.folder_id",
-      error);
-  sqlite::Statement replace = db.Prepare(
-      "INSERT OR REPLACE INTO song_lyrics(song_id, source, side_stamp, text) VALUES (?, ?, ?, ?)",
-      error);
-  sqlite::Statement remove = db.Prepare("DELETE FROM song_lyrics WHERE song_id = ?", error);
-  if (!songs.IsValid() || !replace.IsValid() || !remove.IsValid()) return false;
-  std::string folder;
-  bool listed = false;
-  SideFiles files;
-  int rc;
-  while ((rc = songs.Step()) == SQLITE_ROW) {
-    int64_t id = songs.Int(0);
-    std::string path = songs.Text(1);
-    bool had_row = sqlite3_column_type(songs.get(), 2) != SQLITE_NULL;
-    int64_t old_source = songs.Int(2), old_stamp = songs.Int(3);
-    if (FolderOf(path) != folder || folder.empty()) {
-      folder = FolderOf(path);
-      listed = ListSideFiles(folder, &files);
+bool IsSideLyricsFileName(const std::string& name) {
+  std::string stem;
+  return !name.empty() && name[0] != '.' && SideKind(name, &stem) != kTags;
+}
+
+namespace {
+
+// Brings the side lyrics rows of one folder's songs in line with its files.
+class FolderSync {
+ public:
+  FolderSync(sqlite::Database& db, std::string* error)
+      : db_(db),
+        error_(error),
+        songs_(db.Prepare("SELECT s.id, s.path, l.source, l.side_stamp FROM song s "
+                          "LEFT JOIN song_lyrics l ON l.song_id = s.id "
+                          "WHERE s.folder_id = ? AND (l.source IS NULL OR l.source <> 0)",
+                          error)),
+        replace_(db.Prepare("INSERT OR REPLACE INTO song_lyrics(song_id, source, side_stamp, "
+                            "text) VALUES (?, ?, ?, ?)",
+                            error)),
+        remove_(db.Prepare("DELETE FROM song_lyrics WHERE song_id = ?", error)) {}
+
+  bool ok() const { return songs_.IsValid() && replace_.IsValid() && remove_.IsValid(); }
+
+  bool Folder(int64_t folder_id, const std::vector<SideLyricsFile>& walked) {
+    SideFiles files;
+    IndexSideFiles(walked, &files);
+    songs_.Reset();
+    songs_.Bind(1, folder_id);
+    int rc;
+    while ((rc = songs_.Step()) == SQLITE_ROW) {
+      bool had_row = sqlite3_column_type(songs_.get(), 2) != SQLITE_NULL;
+      if (!Song(songs_.Int(0), songs_.Text(1), files, had_row, songs_.Int(2), songs_.Int(3)))
+        return false;
     }
-    if (!listed) continue;  // unknown: keep what is there
-    bool found = false;
+    return rc == SQLITE_DONE || Failed(db_, error_);
+  }
+
+  bool Remove(int64_t song_id) {
+    remove_.Bind(1, song_id);
+    return Done(remove_, db_, error_);
+  }
+
+ private:
+  bool Song(int64_t id, const std::string& path, const SideFiles& files, bool had_row,
+            int64_t old_source, int64_t old_stamp) {
+    const std::string folder = FolderOf(path);
     for (int kind : {kLrc, kTxt}) {
       auto it = files.find({StemOf(path), kind});
       if (it == files.end()) continue;
-      std::string side = folder + "/" + it->second;
-      struct stat st;
-      if (lstat(side.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) continue;
-      found = true;
-      if (had_row && old_source == kind && old_stamp == Stamp(st)) break;
+      const SideLyricsFile& side = *it->second;
+      if (had_row && old_source == kind && old_stamp == Stamp(side)) return true;
       std::string text;
-      if (!ReadPlainTextFile(side, kMaxSideLyricsBytes, &text) || text.empty()) {
-        found = false;
+      if (!ReadPlainTextFile(folder + "/" + side.name, kMaxSideLyricsBytes, &text) ||
+          text.empty())
         continue;
-      }
-      replace.Bind(1, id).Bind(2, kind).Bind(3, Stamp(st)).Bind(4, text);
-      if (!Done(replace, db, error)) return false;
-      break;
+      replace_.Bind(1, id).Bind(2, kind).Bind(3, Stamp(side)).Bind(4, text);
+      return Done(replace_, db_, error_);
     }
-    if (!found && had_row) {
-      remove.Bind(1, id);
-      if (!Done(remove, db, error)) return false;
-    }
+    return !had_row || Remove(id);
   }
-  return rc == SQLITE_DONE || Failed(db, error);
+
+  sqlite::Database& db_;
+  std::string* error_;
+  sqlite::Statement songs_, replace_, remove_;
+};
+
+bool BelowAny(const std::string& path, const std::vector<std::string>& roots) {
+  for (const std::string& root : roots)
+    if (IsSameOrBelow(path, root)) return true;
+  return false;
+}
+
+}  // namespace
+
+bool SyncSideLyrics(sqlite::Database& db, const SideLyricsFolders& walked,
+                    const std::vector<std::string>& unknown_roots, std::string* error) {
+  FolderSync sync(db, error);
+  if (!sync.ok()) return false;
+  for (const auto& folder : walked)
+    if (!sync.Folder(folder.first, folder.second)) return false;
+  // Rows whose side file is gone: their folder holds no side file any more.
+  sqlite::Statement rows = db.Prepare(
+      "SELECT l.song_id, s.folder_id, s.path FROM song_lyrics l "
+      "JOIN song s ON s.id = l.song_id WHERE l.source <> 0",
+      error);
+  if (!rows.IsValid()) return false;
+  std::vector<int64_t> gone;
+  int rc;
+  while ((rc = rows.Step()) == SQLITE_ROW) {
+    if (walked.count(rows.Int(1)) != 0 || BelowAny(rows.Text(2), unknown_roots)) continue;
+    gone.push_back(rows.Int(0));
+  }
+  if (rc != SQLITE_DONE) return Failed(db, error);
+  rows.Reset();
+  for (int64_t id : gone)
+    if (!sync.Remove(id)) return false;
+  return true;
 }
 
 }  // namespace cantora

@@ -9,15 +9,17 @@
 // that is not UTF-8 is read as Latin-1.
 //
 // Side files can change while their song does not, so after every run the
-// songs without tag lyrics are matched against the side files of their
-// folders (one directory listing per folder): a new, changed or removed side
-// file is taken into account. A folder that cannot be listed keeps its rows.
+// songs without tag lyrics are matched against the side files the run's
+// walk found in their folders: a new, changed or removed side file is taken
+// into account. Songs below a root that could not be read keep their rows.
 #ifndef CANTORA_PLATFORM_INDEX_SCAN_SONG_LYRICS_H
 #define CANTORA_PLATFORM_INDEX_SCAN_SONG_LYRICS_H
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "platform/lib/sqlite/database.h"
 
@@ -39,10 +41,26 @@ class LyricsWriter {
   sqlite::Statement replace_, remove_;
 };
 
-// Matches every song without tag lyrics against its side files (see above).
-// Runs inside the caller's transaction. False with *error when the database
-// fails.
-bool SyncSideLyrics(sqlite::Database& db, std::string* error);
+// Whether name is that of a side lyrics file (.lrc or .txt, any case).
+bool IsSideLyricsFileName(const std::string& name);
+
+// One side file found by the walk.
+struct SideLyricsFile {
+  std::string name;
+  int64_t mtime = 0;  // nanoseconds
+  int64_t size = 0;
+};
+
+// What the walk found: for each folder record holding side files, its
+// files in byte order of their names. Folders absent here hold none.
+using SideLyricsFolders = std::unordered_map<int64_t, std::vector<SideLyricsFile>>;
+
+// Matches the songs without tag lyrics against the side files of their
+// folders (see above); the rows of songs whose path lies below one of
+// unknown_roots are left as they are. Runs inside the caller's transaction.
+// False with *error when the database fails.
+bool SyncSideLyrics(sqlite::Database& db, const SideLyricsFolders& walked,
+                    const std::vector<std::string>& unknown_roots, std::string* error);
 
 }  // namespace cantora
 

@@ -13,7 +13,9 @@
 #include <cstring>
 
 #include "platform/index/indexed_folder.h"
+#include "platform/index/scan/song_lyrics.h"
 #include "platform/index/scan/tag_reader.h"
+#include "platform/playlist/store.h"
 
 namespace cantora {
 namespace {
@@ -25,6 +27,10 @@ bool IsImageName(const std::string& name) {
   for (char& c : ext)
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   return ext == "jpg" || ext == "jpeg" || ext == "png";
+}
+
+int64_t NanoTime(const struct stat& st) {
+  return static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
 }
 
 struct Entry {
@@ -72,6 +78,16 @@ class Walker {
         ++covers;
         continue;
       }
+      if (IsSideLyricsFileName(e.name) || IsPlaylistFileName(e.name)) {
+        if (type == DT_LNK) continue;
+        if (!have_stat && fstatat(dirfd(dir), e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+          continue;
+        if (!S_ISREG(st.st_mode)) continue;
+        FoundSideFile f{e.name, index, NanoTime(st), static_cast<int64_t>(st.st_size)};
+        (IsPlaylistFileName(e.name) ? tree_->playlist_files : tree_->lyrics_files)
+            .push_back(std::move(f));
+        continue;
+      }
       if (!IsAudioFileName(e.name)) continue;
       if (type == DT_LNK && !LeadsInside(index, e.name)) continue;
       if ((type == DT_LNK || !have_stat) && fstatat(dirfd(dir), e.name.c_str(), &st, 0) != 0)
@@ -80,7 +96,7 @@ class Walker {
       FoundFile f;
       f.name = e.name;
       f.folder = index;
-      f.mtime = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+      f.mtime = NanoTime(st);
       f.size = static_cast<int64_t>(st.st_size);
       tree_->files.push_back(std::move(f));
       audio = true;
@@ -126,6 +142,8 @@ class Walker {
 WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
   tree->folders.clear();
   tree->files.clear();
+  tree->lyrics_files.clear();
+  tree->playlist_files.clear();
   // A root that is itself a link is not followed: a personal library lies
   // in its owner's home, where the owner could point it anywhere.
   int fd = open(tree->root.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);

@@ -1,4 +1,6 @@
-// Walking one library root: its folders and the audio files in them.
+// Walking one library root: its folders, the audio files in them, and the
+// files the indexer reads beside them (side lyrics, playlists), so that one
+// pass over the tree serves every part of an index run.
 //
 // Names beginning with '.' are skipped, and so are folders reached through a
 // symbolic link (a link can make a cycle); links to files are followed only
@@ -28,14 +30,28 @@ struct FoundFile {
   int64_t size = 0;
 };
 
+// A side lyrics file (.lrc or .txt, any case) or a playlist file (.m3u,
+// .m3u8): regular files only, never links.
+struct FoundSideFile {
+  std::string name;
+  int folder = 0;
+  int64_t mtime = 0;  // nanoseconds since the epoch
+  int64_t size = 0;
+};
+
 struct LibraryTree {
   int64_t library = 0;  // 0 for the shared library, else the owner's user id
   std::string root;
   // Folders in pre-order (a parent before its children), the root first.
   std::vector<FoundFolder> folders;
   std::vector<FoundFile> files;
+  std::vector<FoundSideFile> lyrics_files;
+  std::vector<FoundSideFile> playlist_files;
 
   std::string PathOf(const FoundFile& file) const {
+    return folders[file.folder].path + "/" + file.name;
+  }
+  std::string PathOf(const FoundSideFile& file) const {
     return folders[file.folder].path + "/" + file.name;
   }
 };
