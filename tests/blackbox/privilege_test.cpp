@@ -67,45 +67,41 @@ TEST_F(PrivilegeTest, WithoutSetuidTheGuardIsRefusedAndSaysSo) {
   EXPECT_EQ(r.log[1].text, "enumerate:1313 Failed to run as root.");
 }
 
-TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
-  // The database folder of this instance belongs to root alone: a program
-  // that kept root outside the guard would read the session; ours cannot,
-  // and answers nothing.
-  Instance root_owned;
-  std::string sid = root_owned.AddUser("bob");
-  ASSERT_EQ(chmod(root_owned.Path("data").c_str(), 0700), 0);
+// Asks for the radio list with session sid, first through the setuid copy
+// started by the web user, which must answer nothing at all, then as root,
+// which must answer: the session itself is fine.
+void OnlyRootIsAnswered(const Instance& instance, const std::string& sid) {
   CgiRequest request;
-  request.program = harness::InstallGatewayCopy(root_owned, true);
+  request.program = harness::InstallGatewayCopy(instance, true);
   request.session = sid;
   request.query = "action=radio_enum";
   request.run_as = "nobody";
-  CgiResult r = RunCgi(root_owned, request);
+  CgiResult r = RunCgi(instance, request);
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.out, "");
-  // The same request run as root is answered: the session itself is fine.
   request.run_as.clear();
-  EXPECT_TRUE(RunCgi(root_owned, request).has_json);
+  EXPECT_TRUE(RunCgi(instance, request).has_json);
+}
+
+TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
+  // The database folder of this instance belongs to root alone: a program
+  // that kept root outside the guard would read the session; ours cannot.
+  Instance root_owned;
+  std::string sid = root_owned.AddUser("bob");
+  ASSERT_EQ(chmod(root_owned.Path("data").c_str(), 0700), 0);
+  OnlyRootIsAnswered(root_owned, sid);
 }
 
 TEST_F(PrivilegeTest, OutsideTheGuardFilesAreOpenedWithTheCallersGroup) {
   // The configuration is readable by root and root's group alone. The setuid
   // program keeps root as its effective group outside the guard (so that the
   // guard only changes the user id); files must still be reached with the
-  // caller's group, which cannot read it: no answer.
+  // caller's group, which cannot read it.
   Instance root_group;
   std::string sid = root_group.AddUser("bob");
   ASSERT_EQ(chown(root_group.config().c_str(), 0, 0), 0);
   ASSERT_EQ(chmod(root_group.config().c_str(), 0640), 0);
-  CgiRequest request;
-  request.program = harness::InstallGatewayCopy(root_group, true);
-  request.session = sid;
-  request.query = "action=radio_enum";
-  request.run_as = "nobody";
-  CgiResult r = RunCgi(root_group, request);
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.out, "");
-  request.run_as.clear();
-  EXPECT_TRUE(RunCgi(root_group, request).has_json);
+  OnlyRootIsAnswered(root_group, sid);
 }
 
 // The setuid program tests song paths as root, so its caller must not choose
