@@ -11,6 +11,7 @@
 #include "platform/index/folder_condition.h"
 #include "platform/index/library.h"
 #include "platform/index/song_order.h"
+#include "platform/index/song_walk.h"
 #include "platform/index/sql_functions.h"
 
 namespace cantora {
@@ -61,6 +62,9 @@ struct Plan {
   // walking that index and stopping at the limit beats sorting them all.
   bool may_walk_order = false;
   bool walk_order = false;  // the statement walks song_order
+  // The statement reads one song, by the id bound first; the caller walks
+  // the ids in order and tests the candidates itself (song_walk.h).
+  bool probe_id = false;
   // Every song of the scope and condition in the song lists' order: the
   // statement reads them unsorted, with the sort key after the outputs, and
   // SongOrder sorts the records.
@@ -69,7 +73,7 @@ struct Plan {
 
   // Whether the statement itself reads the trigram index (a walk tests
   // candidates read beforehand instead).
-  bool UsesTrigrams() const { return !fts_query.empty() && !walk_order; }
+  bool UsesTrigrams() const { return !fts_query.empty() && !walk_order && !probe_id; }
 };
 
 // The order of the song_order index, as the translator writes it.
@@ -209,16 +213,24 @@ void AppendSelect(const Fragments& f, Plan* plan) {
     s->sql += plan->outputs[i].expr;
   }
   if (plan->sort_records) s->sql += ", " + std::string(kSongOrderKeySql);
-  s->sql += plan->folders       ? " FROM folder WHERE "
-             : plan->walk_order ? " FROM song INDEXED BY song_order WHERE "
-                                : " FROM song WHERE ";
+  if (plan->probe_id) {
+    s->sql += " FROM song WHERE id = ";
+    AppendInteger(s, 0);
+    s->sql += " AND ";
+  } else {
+    s->sql += plan->folders       ? " FROM folder WHERE "
+               : plan->walk_order ? " FROM song INDEXED BY song_order WHERE "
+                                  : " FROM song WHERE ";
+  }
   AppendScope(s, f.libraries);
   if (!f.condition.sql.empty()) {
     s->sql += " AND ";
     Append(s, f.condition);
   }
   plan->fts_query = f.fts_query;
-  if (!f.fts_query.empty() && plan->walk_order) {
+  if (plan->probe_id) {
+    // The caller tests the candidates before it asks for the row.
+  } else if (!f.fts_query.empty() && plan->walk_order) {
     // The candidates were read beforehand (Candidates); testing one is
     // covered by the walked index, so it comes before reading the row.
     s->sql += " AND candidate(id)";
@@ -341,9 +353,24 @@ Plan WalkPlan(const BrowseQuery& q, const Fragments& f) {
   return walk;
 }
 
+// The same song list read one song at a time, along the song walk: the
+// scope and condition decide for the song whose id is bound first; order,
+// offset and limit are the walk's.
+Plan ProbePlan(const BrowseQuery& q, const Fragments& f) {
+  BrowseQuery one = q;
+  one.offset = 0;
+  one.limit = -1;
+  Fragments unordered = f;
+  unordered.order = SqlPiece();
+  Plan probe;
+  probe.probe_id = true;
+  PlanRows(one, unordered, &probe);
+  return probe;
+}
+
 // ---- Running the statement ----
 
-const char* const kReadableTables[] = {"song",          "folder",       "facet",
+const char* const kReadableTables[] = {"song",          "folder",       "facet",         "song_walk",
                                        "song_fts",      "song_fts_data", "song_fts_idx",
                                        "song_fts_config", "song_fts_docsize"};
 // SQLite's own functions that the statements above use, and the candidate
@@ -475,21 +502,30 @@ MediaInfo* ReadRecord(sqlite3_stmt* stmt, const Plan& plan, MediaInfoAllocator* 
   return info;
 }
 
-int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
-  Confinement confinement(db.get(), plan.UsesTrigrams());
+// Prepares the plan's statement, which must be one read-only statement,
+// and binds its values; false when it cannot be.
+bool Prepare(sqlite::Database& db, const Plan& plan, sqlite::Statement* stmt) {
   sqlite3_stmt* raw = nullptr;
   const char* tail = nullptr;
   const std::string& sql = plan.statement.sql;
   if (sqlite3_prepare_v2(db.get(), sql.c_str(), static_cast<int>(sql.size()), &raw, &tail) !=
       SQLITE_OK) {
     sqlite3_finalize(raw);
-    return -1;
+    return false;
   }
-  sqlite::Statement stmt(raw);
+  *stmt = sqlite::Statement(raw);
   if (raw == nullptr || !IsBlankFragment(std::string_view(tail)) || !sqlite3_stmt_readonly(raw)) {
-    return -1;
+    return false;
   }
-  Bind(stmt, plan.statement.values);
+  Bind(*stmt, plan.statement.values);
+  return true;
+}
+
+int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
+  Confinement confinement(db.get(), plan.UsesTrigrams());
+  sqlite::Statement stmt;
+  if (!Prepare(db, plan, &stmt)) return -1;
+  sqlite3_stmt* raw = stmt.get();
   MediaInfo** link = head;
   MediaInfoAllocator records;
   SongOrder order;
@@ -517,6 +553,52 @@ int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
     *head = nullptr;
     return -1;
   }
+  return count;
+}
+
+constexpr int kNoSongWalk = -2;
+
+// The first matches of a limited song list of one library, along its song
+// walk: each id in order is tested against the candidates, and only those
+// are read. kNoSongWalk when the library has no walk.
+int RunSongWalk(sqlite::Database& db, const BrowseQuery& q, const Fragments& f,
+                const Candidates& candidates, MediaInfo** head) {
+  Plan plan = ProbePlan(q, f);
+  Confinement confinement(db.get(), false);
+  sqlite::Statement stmt;
+  if (!Prepare(db, plan, &stmt)) return -1;
+  // Opened before the first song is read and kept running: the walk and the
+  // rows are read in one transaction.
+  SongWalkReader walk(db, f.libraries[0]);
+  if (!walk.available()) return walk.failed() ? -1 : kNoSongWalk;
+  MediaInfo** link = head;
+  MediaInfoAllocator records;
+  auto fail = [head]() {
+    ZARNPlaylistRecFree(*head);
+    *head = nullptr;
+    return -1;
+  };
+  const int offset = q.offset < 0 ? 0 : q.offset;
+  int skipped = 0, count = 0;
+  int64_t id;
+  while (count < q.limit && walk.Next(&id)) {
+    if (!candidates.Contains(id)) continue;
+    stmt.Rewind();
+    stmt.Bind(1, id);
+    int rc = stmt.Step();
+    if (rc == SQLITE_DONE) continue;
+    if (rc != SQLITE_ROW) return fail();
+    if (skipped < offset) {
+      ++skipped;
+      continue;
+    }
+    MediaInfo* info = ReadRecord(stmt.get(), plan, &records);
+    if (info == nullptr) return fail();
+    *link = info;
+    link = &info->next;
+    ++count;
+  }
+  if (walk.failed()) return fail();
   return count;
 }
 
@@ -549,6 +631,8 @@ int MusicBrowse(sqlite::Database& db, const BrowseQuery& asked, MediaInfo** head
       candidates.count() <= 2 * (static_cast<size_t>(query.offset) + query.limit)) {
     return Run(db, plan, head);
   }
+  int walked = RunSongWalk(db, query, fragments, candidates, head);
+  if (walked != kNoSongWalk) return walked;
   CandidateFunction function(db.get(), &candidates);
   if (!function.ok()) return -1;
   return Run(db, WalkPlan(query, fragments), head);

@@ -85,6 +85,26 @@ CREATE TRIGGER IF NOT EXISTS song_fts_update AFTER UPDATE OF title, album, artis
   VALUES (new.id, fold(new.title), fold(new.album), fold(new.artist), fold(new.album_artist));
 END;
 
+-- Each library's song ids in the song lists' order (lower(album), disc,
+-- track, path), in chunks of 8-byte little-endian ids (song_walk.h). A change
+-- of a song that could move it drops its library's chunks: rows present are
+-- exact, a library without rows is walked through song_order instead.
+CREATE TABLE IF NOT EXISTS song_walk (
+  library INTEGER NOT NULL,
+  chunk INTEGER NOT NULL,
+  ids BLOB NOT NULL,
+  PRIMARY KEY (library, chunk)
+) WITHOUT ROWID;
+CREATE TRIGGER IF NOT EXISTS song_walk_insert AFTER INSERT ON song BEGIN
+  DELETE FROM song_walk WHERE library = new.library;
+END;
+CREATE TRIGGER IF NOT EXISTS song_walk_delete AFTER DELETE ON song BEGIN
+  DELETE FROM song_walk WHERE library = old.library;
+END;
+CREATE TRIGGER IF NOT EXISTS song_walk_update AFTER UPDATE OF library, album, disc, track, path ON song BEGIN
+  DELETE FROM song_walk WHERE library IN (old.library, new.library);
+END;
+
 CREATE TABLE IF NOT EXISTS indexed_folder (
   path TEXT PRIMARY KEY,
   name TEXT NOT NULL

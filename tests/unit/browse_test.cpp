@@ -11,6 +11,7 @@
 #include "platform/config/platform_db.h"
 #include "platform/index/facets.h"
 #include "platform/index/schema.h"
+#include "platform/index/song_walk.h"
 #include "platform/index/sql_functions.h"
 #include "platform/text/casefold.h"
 
@@ -138,6 +139,12 @@ class BrowseTest : public ::testing::Test {
     q.order = kSongOrder;
     q.limit = limit;
     return Browse(q);
+  }
+
+  int64_t Count(const std::string& sql) {
+    sqlite::Statement st = db_.Prepare(sql);
+    EXPECT_TRUE(st.IsValid()) << db_.ErrorMessage();
+    return st.Step() == SQLITE_ROW ? st.Int(0) : -1;
   }
 
   std::string Plan(const BrowseQuery& q) {
@@ -320,6 +327,97 @@ TEST_F(BrowseTest, CommonWordWalksTheSongOrderAndAnswersTheSame) {
   EXPECT_EQ(sorted.paths, all.paths);
   EXPECT_EQ(std::vector<std::string>(all.paths.begin(), all.paths.begin() + 500), walked.paths);
   EXPECT_EQ(0, walked.libraries[0]);
+}
+
+// With the song walk kept, a limited list of a common word reads the ids in
+// order and only the candidates' rows: the same songs, pages and order as
+// the index walk, for the shared library and a personal one. A change to
+// the songs drops the walk, and the answer stays right without it.
+TEST_F(BrowseTest, TheSongWalkAnswersAsTheIndexWalkDoes) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  for (int i = 0; i < 3000; ++i) {
+    Song s;
+    s.path = "/m/w/" + std::to_string(i) + ".mp3";
+    s.title = i % 3 ? "Common " + std::to_string(i) : "Mon com " + std::to_string(i);
+    const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "Zulu"};
+    s.album = albums[i % 5];
+    s.disc = i % 2;
+    s.track = i % 17;
+    Add(s);
+  }
+  for (int i = 0; i < 40; ++i)
+    AddSimple(kUser, "/home/u/music/" + std::to_string(i) + ".mp3", "Common mine",
+              i % 2 ? "Aaa" : "Bbb", "Solo", "Rock");
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  auto page = [this](const char* library, int uid, int offset, int limit) {
+    BrowseQuery q;
+    q.library = library;
+    q.uid = uid;
+    q.columns = "*";
+    q.condition = "title ilike '%common%'";
+    q.order = kSongOrder;
+    q.offset = offset;
+    q.limit = limit;
+    return Browse(q).paths;
+  };
+  struct Case {
+    const char* library;
+    int uid, offset, limit;
+  };
+  const Case cases[] = {{"shared", 0, 0, 500}, {"shared", 0, 700, 300}, {"shared", 0, 1999, 5},
+                        {"shared", 0, 2000, 5}, {"personal", kUser, 0, 7},
+                        {"personal", kUser, 36, 7}};
+  std::vector<std::vector<std::string>> by_index;
+  for (const Case& c : cases) by_index.push_back(page(c.library, c.uid, c.offset, c.limit));
+  EXPECT_EQ(500u, by_index[0].size());
+  EXPECT_EQ(1u, by_index[2].size());
+  EXPECT_EQ(0u, by_index[3].size());
+  EXPECT_EQ(7u, by_index[4].size());
+  EXPECT_EQ(4u, by_index[5].size());
+
+  std::string error;
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  ASSERT_TRUE(cantora::RebuildSongWalk(db_, &error)) << error;
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(by_index[i], page(cases[i].library, cases[i].uid, cases[i].offset, cases[i].limit))
+        << i;
+
+  // The walk is what is read: reversed behind the triggers' back, it
+  // reverses the answer.
+  std::vector<std::string> reversed_first;
+  {
+    sqlite::Statement ids = db_.Prepare(
+        "SELECT path FROM song WHERE library = 0 AND title LIKE '%common%' "
+        "ORDER BY lower(album) DESC, disc DESC, track DESC, path DESC LIMIT 3");
+    while (ids.Step() == SQLITE_ROW) reversed_first.push_back(ids.Text(0));
+  }
+  ASSERT_TRUE(db_.Exec("DELETE FROM song_walk WHERE library = 0"));
+  {
+    sqlite::Statement all = db_.Prepare(
+        "SELECT id FROM song WHERE library = 0 "
+        "ORDER BY lower(album) DESC, disc DESC, track DESC, path DESC");
+    std::string blob;
+    while (all.Step() == SQLITE_ROW)
+      for (int b = 0; b < 8; ++b) blob.push_back(static_cast<char>(all.Int(0) >> (8 * b) & 0xFF));
+    sqlite::Statement put = db_.Prepare("INSERT INTO song_walk(library, chunk, ids) VALUES (0, 0, ?)");
+    put.BindBlob(1, blob.data(), static_cast<int>(blob.size()));
+    ASSERT_EQ(SQLITE_DONE, put.Step());
+  }
+  EXPECT_EQ(reversed_first, page("shared", 0, 0, 3));
+
+  // A new song that comes first drops the walk: the index walk answers it.
+  AddSimple(0, "/m/w/new.mp3", "Common new", "Aardvark", "X", "Rock");
+  EXPECT_EQ(0, Count("SELECT count(*) FROM song_walk WHERE library = 0"));
+  EXPECT_EQ("/m/w/new.mp3", page("shared", 0, 0, 3)[0]);
+  // Written again, the walk agrees; then a moved song drops it again.
+  ASSERT_TRUE(cantora::RebuildSongWalk(db_, &error)) << error;
+  EXPECT_EQ("/m/w/new.mp3", page("shared", 0, 0, 3)[0]);
+  ASSERT_TRUE(db_.Exec("UPDATE song SET album = 'Zzz' WHERE path = '/m/w/new.mp3'"));
+  EXPECT_EQ(0, Count("SELECT count(*) FROM song_walk WHERE library = 0"));
+  EXPECT_EQ(by_index[0], page("shared", 0, 0, 500));
+  // The personal library's walk was left alone by the shared songs' changes.
+  EXPECT_LT(0, Count("SELECT count(*) FROM song_walk WHERE library = " + std::to_string(kUser)));
 }
 
 // Song ids too large for the candidate bits: the search sorts every match.

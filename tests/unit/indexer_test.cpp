@@ -14,6 +14,7 @@
 #include "platform/index/browse.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/schema.h"
+#include "platform/index/song_walk.h"
 #include "tests/support/fixture.h"
 #include "tests/unit/temp_folder.h"
 
@@ -133,6 +134,38 @@ TEST_F(IndexerTest, AnUnchangedLibraryIsNotReadAgain) {
       Query("SELECT id, path, title, create_date, mtime FROM song ORDER BY id");
   ExpectCounts(Index(), 3, 0, 0, 0, 0);
   EXPECT_EQ(before, Query("SELECT id, path, title, create_date, mtime FROM song ORDER BY id"));
+}
+
+// The song walk: every song of the library, in the song lists' order, kept
+// by each run that changes something, and written again by an unchanged run
+// that finds it missing.
+TEST_F(IndexerTest, TheSongWalkListsTheSongsInTheSongListsOrder) {
+  auto walk = [this]() {
+    std::string ids;
+    cantora::SongWalkReader reader(db_, 0);
+    int64_t id;
+    while (reader.Next(&id)) ids += std::to_string(id) + "\n";
+    EXPECT_FALSE(reader.failed());
+    return ids;
+  };
+  const std::string in_order =
+      "SELECT id FROM song WHERE library = 0 ORDER BY lower(album), disc, track, path";
+  Index();
+  EXPECT_EQ(Query(in_order), walk());
+  EXPECT_EQ("3\n", Query("SELECT count(*) FROM song"));
+  // A new song drops the walk until the run's end writes it again.
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSong(music_, MakeTrack("A/One/00 Intro.mp3", "Intro", "One", "Alpha", 0),
+                                &error))
+      << error;
+  Index();
+  EXPECT_EQ(Query(in_order), walk());
+  EXPECT_EQ("4\n", Query("SELECT count(*) FROM song"));
+  // A walk lost (an index made before it was kept) comes back with an
+  // unchanged run.
+  ASSERT_TRUE(db_.Exec("DELETE FROM song_walk"));
+  ExpectCounts(Index(), 4, 0, 0, 0, 0);
+  EXPECT_EQ(Query(in_order), walk());
 }
 
 TEST_F(IndexerTest, AChangedFileIsReadAgainAndKeepsItsIdAndDate) {

@@ -18,6 +18,7 @@
 #include "platform/index/scan/read_pipeline.h"
 #include "platform/index/scan/song_lyrics.h"
 #include "platform/index/scan/tree_walk.h"
+#include "platform/index/song_walk.h"
 #include "platform/index/schema.h"
 #include "platform/index/sql_functions.h"
 
@@ -398,6 +399,7 @@ class IndexRun {
           std::string("cannot rebuild the artist, album and genre lists: ") + db_.ErrorMessage();
       return false;
     }
+    if (!RebuildSongWalk(db_, error)) return false;
     if (!batch_.Commit(error)) return false;
     if (ChangedMuch()) Compact();
     // Every request opens the database afresh; frames left in the WAL would
@@ -421,13 +423,24 @@ class IndexRun {
     return SyncSideLyrics(db_, walked, unknown_roots, error);
   }
 
-  // SyncWalkedSideLyrics in a transaction of its own, which leaves the
-  // facets as they are.
+  // SyncWalkedSideLyrics (and KeepSongWalk) in a transaction of its own,
+  // which leaves the facets as they are.
   bool SyncSideLyricsAlone(std::string* error) {
     if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
-    if (SyncWalkedSideLyrics(error) && db_.Exec("COMMIT", error)) return true;
+    if (SyncWalkedSideLyrics(error) && KeepSongWalk(error) && db_.Exec("COMMIT", error))
+      return true;
     db_.Exec("ROLLBACK");
     return false;
+  }
+
+  // Writes the song walk again when a library that has songs lacks it (an
+  // index made before the walk was kept, a run that stopped part-way).
+  bool KeepSongWalk(std::string* error) {
+    std::vector<int64_t> libraries = {0};
+    for (const RootState& r : roots_) libraries.push_back(r.tree.library);
+    bool missing = false;
+    if (!SongWalkMissing(db_, libraries, &missing, error)) return false;
+    return !missing || RebuildSongWalk(db_, error);
   }
 
   // A tenth of the library or more added, read again or removed.

@@ -66,7 +66,11 @@ class Statement {
   int Step();
   // Steps once and reports whether it finished without error.
   bool Run() { int rc = Step(); return rc == SQLITE_DONE || rc == SQLITE_ROW; }
+  // Back to the start, with the bound values cleared.
   void Reset();
+  // Back to the start, keeping the bound values: a statement run again and
+  // again with one value changed.
+  void Rewind() { sqlite3_reset(stmt_); }
 
   int64_t Int(int col) const { return sqlite3_column_int64(stmt_, col); }
   double Double(int col) const { return sqlite3_column_double(stmt_, col); }
