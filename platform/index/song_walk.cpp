@@ -78,10 +78,8 @@ bool SongWalkMissing(sqlite::Database& db, const std::vector<int64_t>& libraries
 
 SongWalkReader::SongWalkReader(sqlite::Database& db, int64_t library)
     : chunks_(db.Prepare("SELECT ids FROM song_walk WHERE library = ? ORDER BY chunk")) {
-  if (!chunks_.IsValid()) {
-    failed_ = true;
-    return;
-  }
+  // An index made before the walk was kept has no table for it yet: no walk.
+  if (!chunks_.IsValid()) return;
   chunks_.Bind(1, library);
   available_ = NextChunk();
 }

@@ -37,7 +37,8 @@ class SongWalkReader {
  public:
   SongWalkReader(sqlite::Database& db, int64_t library);
 
-  // Whether the library has a walk (false also when the database failed).
+  // Whether the library has a walk (false also for an index without the
+  // table, or when reading the first chunk failed: failed() tells).
   bool available() const { return available_; }
   // The next id, false at the end; failed() tells an end from an error.
   bool Next(int64_t* id);
