@@ -6,9 +6,11 @@
 // its absence, is what the client sees.
 #include "enumerate/enumerate.h"
 #include "enumerate/guard/run_as.h"
+#include "enumerate/huge_heap.h"
 
 int main() {
   if (!DropToRealIds()) return 0;
+  UseHugePagesForTheHeap();
   EnumerationHandler handler;
   handler.Run();
   return 0;

@@ -90,6 +90,23 @@ class BrowseTest : public ::testing::Test {
     Add(s);
   }
 
+  // 3000 shared songs, 2000 of them with "Common" in the title, over albums
+  // that differ in case and accents. Every third title only looks like a
+  // match to the trigrams ("mon" and "com" in other words); the condition
+  // itself must turn it away.
+  void AddCommonWordSongs() {
+    for (int i = 0; i < 3000; ++i) {
+      Song s;
+      s.path = "/m/w/" + std::to_string(i) + ".mp3";
+      s.title = i % 3 ? "Common " + std::to_string(i) : "Mon com " + std::to_string(i);
+      const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "Zulu"};
+      s.album = albums[i % 5];
+      s.disc = i % 2;
+      s.track = i % 17;
+      Add(s);
+    }
+  }
+
   void AddLibrary() {
     AddSimple(0, "/m/1.mp3", "Love Song", "Alpha", "Band A", "Rock", 10);
     AddSimple(0, "/m/2.mp3", "Glove Story", "beta", "Band B", "Jazz", 30);
@@ -303,18 +320,7 @@ TEST_F(BrowseTest, LimitAndOrderOfLargeResults) {
 
 TEST_F(BrowseTest, CommonWordWalksTheSongOrderAndAnswersTheSame) {
   ASSERT_TRUE(db_.Exec("BEGIN"));
-  for (int i = 0; i < 3000; ++i) {
-    Song s;
-    s.path = "/m/w/" + std::to_string(i) + ".mp3";
-    // Every third title only looks like a match to the trigrams ("mon" and
-    // "com" in other words); the condition itself must turn it away.
-    s.title = i % 3 ? "Common " + std::to_string(i) : "Mon com " + std::to_string(i);
-    const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "Zulu"};
-    s.album = albums[i % 5];
-    s.disc = i % 2;
-    s.track = i % 17;
-    Add(s);
-  }
+  AddCommonWordSongs();
   AddSimple(kUser, "/home/u/music/c.mp3", "Common mine", "Aaa", "Solo", "Rock");
   ASSERT_TRUE(db_.Exec("COMMIT"));
   Result all = Songs("shared", 0, "title ilike '%common%'");
@@ -335,16 +341,7 @@ TEST_F(BrowseTest, CommonWordWalksTheSongOrderAndAnswersTheSame) {
 // the songs drops the walk, and the answer stays right without it.
 TEST_F(BrowseTest, TheSongWalkAnswersAsTheIndexWalkDoes) {
   ASSERT_TRUE(db_.Exec("BEGIN"));
-  for (int i = 0; i < 3000; ++i) {
-    Song s;
-    s.path = "/m/w/" + std::to_string(i) + ".mp3";
-    s.title = i % 3 ? "Common " + std::to_string(i) : "Mon com " + std::to_string(i);
-    const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "Zulu"};
-    s.album = albums[i % 5];
-    s.disc = i % 2;
-    s.track = i % 17;
-    Add(s);
-  }
+  AddCommonWordSongs();
   for (int i = 0; i < 40; ++i)
     AddSimple(kUser, "/home/u/music/" + std::to_string(i) + ".mp3", "Common mine",
               i % 2 ? "Aaa" : "Bbb", "Solo", "Rock");

@@ -20,9 +20,9 @@ namespace {
 
 // Process-wide settings, made once before SQLite starts. The page cache
 // takes its pages one at a time: by default each connection first
-// allocates and touches room for 20 pages, and a process that answers one
-// request reads only a handful through the cache (the index is read through
-// a memory map), so those untouched pages would cost a page fault each.
+// allocates and touches room for 20 pages, and a process that answers a
+// small request reads only a handful: room for pages it never reads would
+// only cost page faults.
 void ConfigureOnce() {
   static const bool configured = [] {
     sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0);
