@@ -6,11 +6,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <utility>
-#include <cerrno>
 #include <cstring>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 #include "platform/index/indexed_folder.h"
 #include "platform/index/scan/song_lyrics.h"
@@ -38,10 +41,28 @@ struct Entry {
   unsigned char type;
 };
 
+// A folder of the root that is walked on its own (by another thread), and
+// where its part goes among the root's own files: how many of each kind the
+// root had listed before it.
+struct DeferredFolder {
+  std::string name;
+  size_t files = 0, lyrics_files = 0, playlist_files = 0;
+};
+
 class Walker {
  public:
   Walker(LibraryTree* tree, std::string real_root, std::vector<std::string>* warnings)
       : tree_(tree), real_root_(std::move(real_root)), warnings_(warnings) {}
+
+  // While the root (folders[0]) is visited, its sub-folders are not entered
+  // but listed in *deferred, in order.
+  void DeferRootFolders(std::vector<DeferredFolder>* deferred) { deferred_ = deferred; }
+
+  // Walks the folder name of parent_fd, whose path is parent_path, as the
+  // first folder of this walker's tree (its parent left at -1).
+  bool VisitTop(int parent_fd, const std::string& parent_path, const std::string& name) {
+    return VisitChild(parent_fd, parent_path, name, -1);
+  }
 
   // Walks the folder open as fd (taken over), whose record is folders[index].
   // Returns whether audio lies in it or below.
@@ -70,7 +91,12 @@ class Walker {
         type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
       }
       if (type == DT_DIR) {
-        audio = VisitChild(dirfd(dir), e.name, index) || audio;
+        if (deferred_ != nullptr && index == 0) {
+          deferred_->push_back({e.name, tree_->files.size(), tree_->lyrics_files.size(),
+                                tree_->playlist_files.size()});
+          continue;
+        }
+        audio = VisitChild(dirfd(dir), tree_->folders[index].path, e.name, index) || audio;
         continue;
       }
       if (type != DT_REG && type != DT_LNK) continue;
@@ -118,9 +144,10 @@ class Walker {
            IsSameOrBelow(target, real_root_);
   }
 
-  bool VisitChild(int parent_fd, const std::string& name, int parent) {
+  bool VisitChild(int parent_fd, const std::string& parent_path, const std::string& name,
+                  int parent) {
     int fd = openat(parent_fd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    const std::string path = tree_->folders[parent].path + "/" + name;
+    const std::string path = parent_path + "/" + name;
     if (fd < 0) {
       warnings_->push_back("cannot read folder " + path + ": " + std::strerror(errno));
       return false;
@@ -135,7 +162,92 @@ class Walker {
   LibraryTree* tree_;
   const std::string real_root_;  // the root, links resolved
   std::vector<std::string>* warnings_;
+  std::vector<DeferredFolder>* deferred_ = nullptr;
 };
+
+// One folder of the root, walked on its own: its part of the tree, with
+// indices of its own (its top folder first), and its warnings.
+struct Part {
+  LibraryTree tree;
+  std::vector<std::string> warnings;
+  bool audio = false;
+};
+
+// Appends from[begin, end) to *to, each entry's folder moved by offset.
+template <typename T>
+void AppendShifted(const std::vector<T>& from, size_t begin, size_t end, int offset,
+                   std::vector<T>* to) {
+  for (size_t i = begin; i < end; ++i) {
+    to->push_back(from[i]);
+    to->back().folder += offset;
+  }
+}
+
+// Puts the root's own entries and the parts of its folders together in the
+// order a walk of one thread lists them: a folder's part goes where the
+// root's listing reached it, its folders follow those of the parts before.
+void Merge(const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts,
+           LibraryTree* tree, std::vector<std::string>* warnings) {
+  LibraryTree root_only;
+  root_only.files.swap(tree->files);
+  root_only.lyrics_files.swap(tree->lyrics_files);
+  root_only.playlist_files.swap(tree->playlist_files);
+  DeferredFolder done;  // how far the root's own entries are copied
+  for (size_t i = 0; i < deferred.size(); ++i) {
+    const DeferredFolder& d = deferred[i];
+    AppendShifted(root_only.files, done.files, d.files, 0, &tree->files);
+    AppendShifted(root_only.lyrics_files, done.lyrics_files, d.lyrics_files, 0,
+                  &tree->lyrics_files);
+    AppendShifted(root_only.playlist_files, done.playlist_files, d.playlist_files, 0,
+                  &tree->playlist_files);
+    done = d;
+    Part& part = (*parts)[i];
+    const int offset = static_cast<int>(tree->folders.size());
+    for (FoundFolder& f : part.tree.folders) {
+      f.parent = f.parent < 0 ? 0 : f.parent + offset;
+      tree->folders.push_back(std::move(f));
+    }
+    const LibraryTree& t = part.tree;
+    AppendShifted(t.files, 0, t.files.size(), offset, &tree->files);
+    AppendShifted(t.lyrics_files, 0, t.lyrics_files.size(), offset, &tree->lyrics_files);
+    AppendShifted(t.playlist_files, 0, t.playlist_files.size(), offset, &tree->playlist_files);
+    for (std::string& w : part.warnings) warnings->push_back(std::move(w));
+    if (part.audio) tree->folders[0].holds_audio = true;
+  }
+  AppendShifted(root_only.files, done.files, root_only.files.size(), 0, &tree->files);
+  AppendShifted(root_only.lyrics_files, done.lyrics_files, root_only.lyrics_files.size(), 0,
+                &tree->lyrics_files);
+  AppendShifted(root_only.playlist_files, done.playlist_files, root_only.playlist_files.size(),
+                0, &tree->playlist_files);
+}
+
+// Walks the deferred folders of the root on up to one thread per processor
+// (the calling thread among them), each taking the next folder not yet
+// taken.
+void WalkDeferred(int root_fd, const std::string& root, const std::string& real_root,
+                  const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts) {
+  parts->resize(deferred.size());
+  std::atomic<size_t> next{0};
+  auto work = [&] {
+    for (size_t i; (i = next.fetch_add(1)) < deferred.size();) {
+      Part& part = (*parts)[i];
+      part.audio = Walker(&part.tree, real_root, &part.warnings)
+                       .VisitTop(root_fd, root, deferred[i].name);
+    }
+  };
+  unsigned threads = std::min<size_t>(std::max(1u, std::thread::hardware_concurrency()),
+                                      std::min<size_t>(deferred.size(), 4));
+  std::vector<std::thread> helpers;
+  for (unsigned t = 1; t < threads; ++t) {
+    try {
+      helpers.emplace_back(work);
+    } catch (const std::system_error&) {
+      break;  // fewer threads: the ones running take the rest
+    }
+  }
+  work();
+  for (std::thread& h : helpers) h.join();
+}
 
 }  // namespace
 
@@ -155,8 +267,21 @@ WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
   FoundFolder root;
   root.path = tree->root;
   tree->folders.push_back(std::move(root));
-  char real_root[PATH_MAX];
-  Walker(tree, realpath(tree->root.c_str(), real_root) ? real_root : "", warnings).Visit(fd, 0);
+  char resolved[PATH_MAX];
+  const std::string real_root = realpath(tree->root.c_str(), resolved) ? resolved : "";
+  // The root's own entries first, its folders then each walked apart: a
+  // large library's walk is a system call or two per entry, and they run
+  // side by side on every processor.
+  int root_fd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+  std::vector<DeferredFolder> deferred;
+  Walker walker(tree, real_root, warnings);
+  if (root_fd >= 0) walker.DeferRootFolders(&deferred);
+  walker.Visit(fd, 0);
+  if (root_fd < 0) return WalkResult::kOk;
+  std::vector<Part> parts;
+  WalkDeferred(root_fd, tree->root, real_root, deferred, &parts);
+  close(root_fd);
+  Merge(deferred, &parts, tree, warnings);
   return WalkResult::kOk;
 }
 
