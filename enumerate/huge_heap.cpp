@@ -43,12 +43,12 @@ void UseHugePagesForTheHeap() {
   // heap now, by the block and the pad.
   void* block = std::malloc(mallinfo2().keepcost + 4096);
   if (block == nullptr) return;
-  std::free(block);
-  // The heap's top now starts where block did. The stretch from there to the
-  // next huge-page boundary cannot have a huge page: it is set aside, never
-  // touched nor freed, so that what the request allocates next starts at
-  // the boundary.
+  // The heap's top starts where block does once it is freed. The stretch
+  // from there to the next huge-page boundary cannot have a huge page: it
+  // is set aside, never touched nor freed, so that what the request
+  // allocates next starts at the boundary.
   uintptr_t top = reinterpret_cast<uintptr_t>(block);
+  std::free(block);
   uintptr_t begin = (top + kHugePage - 1) & ~(kHugePage - 1);
   uintptr_t end = reinterpret_cast<uintptr_t>(sbrk(0)) & ~(kHugePage - 1);
   if (end <= begin) return;

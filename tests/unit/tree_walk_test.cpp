@@ -79,10 +79,10 @@ TEST(TreeWalkTest, ListsEverythingInByteOrderDepthFirst) {
   std::vector<std::string> warnings;
   ASSERT_EQ(WalkResult::kOk, WalkLibrary(&tree, &warnings));
   Listing l = ListingOf(tree);
-  EXPECT_EQ((std::vector<std::string>{r + " < - audio covers 0", r + "/b < " + r + " audio covers 0",
-                                      r + "/b/c < " + r + "/b audio covers 0",
-                                      r + "/d < " + r + " audio covers 1",
-                                      r + "/e < " + r + " covers 0"}),
+  EXPECT_EQ((std::vector<std::string>{
+                r + " < - audio covers 0", r + "/b < " + r + " audio covers 0",
+                r + "/b/c < " + r + "/b audio covers 0", r + "/d < " + r + " audio covers 1",
+                r + "/e < " + r + " covers 0"}),
             l.folders);
   EXPECT_EQ((std::vector<std::string>{r + " | a.mp3", r + "/b | 1.mp3", r + "/b/c | 2.mp3",
                                       r + " | b.mp3", r + "/d | 3.flac", r + " | z.mp3"}),

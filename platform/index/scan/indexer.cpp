@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <ctime>
+#include <string_view>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -12,30 +13,19 @@
 #include "platform/index/audio_file.h"
 #include "platform/index/facets.h"
 #include "platform/index/indexed_folder.h"
+#include "platform/index/scan/existing_songs.h"
 #include "platform/index/scan/index_writer.h"
 #include "platform/index/scan/playlist_scan.h"
 #include "platform/index/scan/progress.h"
 #include "platform/index/scan/read_pipeline.h"
 #include "platform/index/scan/song_lyrics.h"
 #include "platform/index/scan/tree_walk.h"
-#include "platform/index/song_walk.h"
 #include "platform/index/schema.h"
+#include "platform/index/song_walk.h"
 #include "platform/index/sql_functions.h"
 
 namespace cantora {
 namespace {
-
-struct ExistingSong {
-  int64_t id = 0;
-  int64_t library = 0;
-  int64_t folder_id = 0;
-  int64_t mtime = 0;
-  int64_t filesize = 0;
-  int64_t create_date = 0;
-  bool seen = false;
-  // Found but no longer readable: the row goes, counted as failed, not removed.
-  bool unreadable = false;
-};
 
 struct ExistingFolder {
   int64_t id = 0;
@@ -94,17 +84,18 @@ bool LoadRoots(sqlite::Database& db, std::vector<RootState>* roots, std::string*
   return true;
 }
 
-bool LoadSongs(sqlite::Database& db, std::unordered_map<std::string, ExistingSong>* songs,
-               std::string* error) {
+bool LoadSongs(sqlite::Database& db, ExistingSongs* songs, std::string* error) {
   sqlite::Statement count = db.Prepare("SELECT count(*) FROM song", error);
   if (!count.IsValid()) return false;
-  if (count.Step() == SQLITE_ROW) songs->reserve(static_cast<size_t>(count.Int(0)));
+  if (count.Step() == SQLITE_ROW) songs->Reserve(static_cast<size_t>(count.Int(0)));
   sqlite::Statement st = db.Prepare(
       "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song", error);
   if (!st.IsValid()) return false;
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) {
-    ExistingSong& s = (*songs)[st.Text(0)];
+    const char* path = reinterpret_cast<const char*>(sqlite3_column_text(st.get(), 0));
+    ExistingSong& s =
+        songs->Add(std::string_view(path ? path : "", sqlite3_column_bytes(st.get(), 0)));
     s.id = st.Int(1);
     s.library = st.Int(2);
     s.folder_id = st.Int(3);
@@ -249,7 +240,7 @@ class IndexRun {
     for (const RootState& r : roots_) {
       if (r.walk != WalkResult::kUnreadable) continue;
       for (auto& s : songs_)
-        if (IsSameOrBelow(s.first, r.tree.root)) s.second.seen = true;
+        if (IsSameOrBelow(std::string(s.path), r.tree.root)) s.song.seen = true;
       for (auto& f : folders_)
         if (IsSameOrBelow(f.first, r.tree.root)) f.second.seen = true;
     }
@@ -289,14 +280,15 @@ class IndexRun {
 
   bool StoreSongs(std::string* error) {
     std::vector<Job> jobs;
+    std::string path;
     for (uint32_t ri = 0; ri < roots_.size(); ++ri) {
       RootState& r = roots_[ri];
       for (uint32_t fi = 0; fi < r.tree.files.size(); ++fi) {
         const FoundFile& file = r.tree.files[fi];
         if (r.skipped[file.folder]) continue;
         ++summary_->seen;
-        auto it = songs_.find(r.tree.PathOf(file));
-        ExistingSong* old = it == songs_.end() ? nullptr : &it->second;
+        path.assign(r.tree.folders[file.folder].path).append(1, '/').append(file.name);
+        ExistingSong* old = songs_.Find(path);
         if (old != nullptr) {
           old->seen = true;
           if (!options_.full && old->mtime == file.mtime && old->filesize == file.size) {
@@ -374,7 +366,7 @@ class IndexRun {
 
   bool RemoveVanishedSongs(std::string* error) {
     for (const auto& s : songs_) {
-      const ExistingSong& song = s.second;
+      const ExistingSong& song = s.song;
       if (song.seen) continue;
       if (!batch_.Write(error, [&] { return writer_.DeleteSong(song.id, error); })) return false;
       // Rows of unreadable files are dropped too, but they are counted as failed.
@@ -389,7 +381,8 @@ class IndexRun {
     // An unchanged library, whose facets no earlier run left stale, is done
     // but for its side lyrics files (.lrc, .txt), which change without their
     // songs: summing up a large library again costs seconds.
-    if (!batch_.wrote() && !vanished_folders && FacetsCurrent(db_)) return SyncSideLyricsAlone(error);
+    if (!batch_.wrote() && !vanished_folders && FacetsCurrent(db_))
+      return SyncSideLyricsAlone(error);
     if (!batch_.Begin(error)) return false;
     for (const auto& f : folders_)
       if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
@@ -468,7 +461,7 @@ class IndexRun {
   IndexWriter writer_;
   LyricsWriter lyrics_;
   std::vector<RootState> roots_;
-  std::unordered_map<std::string, ExistingSong> songs_;
+  ExistingSongs songs_;
   std::unordered_map<std::string, ExistingFolder> folders_;
 };
 

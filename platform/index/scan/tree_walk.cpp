@@ -49,6 +49,23 @@ struct DeferredFolder {
   size_t files = 0, lyrics_files = 0, playlist_files = 0;
 };
 
+// The entries of the folder open as fd, but those whose names begin with
+// '.'. Read straight into a buffer of the thread's: readdir would allocate
+// its own for every folder, and ask for the folder's flags first.
+std::vector<Entry> ListFolder(int fd) {
+  alignas(struct dirent64) static thread_local char buffer[32768];
+  std::vector<Entry> entries;
+  ssize_t n;
+  while ((n = getdents64(fd, buffer, sizeof buffer)) > 0) {
+    for (ssize_t at = 0; at < n;) {
+      const auto* d = reinterpret_cast<const struct dirent64*>(buffer + at);
+      at += d->d_reclen;
+      if (d->d_name[0] != '.') entries.push_back({d->d_name, d->d_type});
+    }
+  }
+  return entries;
+}
+
 class Walker {
  public:
   Walker(LibraryTree* tree, std::string real_root, std::vector<std::string>* warnings)
@@ -67,26 +84,17 @@ class Walker {
   // Walks the folder open as fd (taken over), whose record is folders[index].
   // Returns whether audio lies in it or below.
   bool Visit(int fd, int index) {
-    DIR* dir = fdopendir(fd);
-    if (dir == nullptr) {
-      close(fd);
-      return false;
-    }
-    std::vector<Entry> entries;
-    while (dirent* d = readdir(dir)) {
-      if (d->d_name[0] == '.') continue;
-      entries.push_back({d->d_name, d->d_type});
-    }
+    std::vector<Entry> entries = ListFolder(fd);
     std::sort(entries.begin(), entries.end(),
               [](const Entry& a, const Entry& b) { return a.name < b.name; });
     bool audio = false;
     int covers = 0;
-    for (const Entry& e : entries) {
+    for (Entry& e : entries) {
       unsigned char type = e.type;
       struct stat st;
       bool have_stat = false;
       if (type == DT_UNKNOWN) {
-        if (fstatat(dirfd(dir), e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        if (fstatat(fd, e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
         have_stat = true;
         type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
       }
@@ -96,7 +104,7 @@ class Walker {
                                 tree_->playlist_files.size()});
           continue;
         }
-        audio = VisitChild(dirfd(dir), tree_->folders[index].path, e.name, index) || audio;
+        audio = VisitChild(fd, tree_->folders[index].path, e.name, index) || audio;
         continue;
       }
       if (type != DT_REG && type != DT_LNK) continue;
@@ -106,8 +114,7 @@ class Walker {
       }
       if (IsSideLyricsFileName(e.name) || IsPlaylistFileName(e.name)) {
         if (type == DT_LNK) continue;
-        if (!have_stat && fstatat(dirfd(dir), e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
-          continue;
+        if (!have_stat && fstatat(fd, e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
         if (!S_ISREG(st.st_mode)) continue;
         FoundSideFile f{e.name, index, NanoTime(st), static_cast<int64_t>(st.st_size)};
         (IsPlaylistFileName(e.name) ? tree_->playlist_files : tree_->lyrics_files)
@@ -116,18 +123,17 @@ class Walker {
       }
       if (!IsAudioFileName(e.name)) continue;
       if (type == DT_LNK && !LeadsInside(index, e.name)) continue;
-      if ((type == DT_LNK || !have_stat) && fstatat(dirfd(dir), e.name.c_str(), &st, 0) != 0)
-        continue;
+      if ((type == DT_LNK || !have_stat) && fstatat(fd, e.name.c_str(), &st, 0) != 0) continue;
       if (!S_ISREG(st.st_mode)) continue;
       FoundFile f;
-      f.name = e.name;
+      f.name = std::move(e.name);
       f.folder = index;
       f.mtime = NanoTime(st);
       f.size = static_cast<int64_t>(st.st_size);
       tree_->files.push_back(std::move(f));
       audio = true;
     }
-    closedir(dir);
+    close(fd);
     tree_->folders[index].covercount = covers;
     tree_->folders[index].holds_audio = audio;
     return audio;
@@ -173,12 +179,11 @@ struct Part {
   bool audio = false;
 };
 
-// Appends from[begin, end) to *to, each entry's folder moved by offset.
+// Moves from[begin, end) to the end of *to, each entry's folder shifted by offset.
 template <typename T>
-void AppendShifted(const std::vector<T>& from, size_t begin, size_t end, int offset,
-                   std::vector<T>* to) {
+void AppendShifted(std::vector<T>& from, size_t begin, size_t end, int offset, std::vector<T>* to) {
   for (size_t i = begin; i < end; ++i) {
-    to->push_back(from[i]);
+    to->push_back(std::move(from[i]));
     to->back().folder += offset;
   }
 }
@@ -186,8 +191,8 @@ void AppendShifted(const std::vector<T>& from, size_t begin, size_t end, int off
 // Puts the root's own entries and the parts of its folders together in the
 // order a walk of one thread lists them: a folder's part goes where the
 // root's listing reached it, its folders follow those of the parts before.
-void Merge(const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts,
-           LibraryTree* tree, std::vector<std::string>* warnings) {
+void Merge(const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts, LibraryTree* tree,
+           std::vector<std::string>* warnings) {
   LibraryTree root_only;
   root_only.files.swap(tree->files);
   root_only.lyrics_files.swap(tree->lyrics_files);
@@ -207,7 +212,7 @@ void Merge(const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts
       f.parent = f.parent < 0 ? 0 : f.parent + offset;
       tree->folders.push_back(std::move(f));
     }
-    const LibraryTree& t = part.tree;
+    LibraryTree& t = part.tree;
     AppendShifted(t.files, 0, t.files.size(), offset, &tree->files);
     AppendShifted(t.lyrics_files, 0, t.lyrics_files.size(), offset, &tree->lyrics_files);
     AppendShifted(t.playlist_files, 0, t.playlist_files.size(), offset, &tree->playlist_files);
@@ -217,8 +222,8 @@ void Merge(const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts
   AppendShifted(root_only.files, done.files, root_only.files.size(), 0, &tree->files);
   AppendShifted(root_only.lyrics_files, done.lyrics_files, root_only.lyrics_files.size(), 0,
                 &tree->lyrics_files);
-  AppendShifted(root_only.playlist_files, done.playlist_files, root_only.playlist_files.size(),
-                0, &tree->playlist_files);
+  AppendShifted(root_only.playlist_files, done.playlist_files, root_only.playlist_files.size(), 0,
+                &tree->playlist_files);
 }
 
 // Walks the deferred folders of the root on up to one thread per processor
@@ -231,8 +236,8 @@ void WalkDeferred(int root_fd, const std::string& root, const std::string& real_
   auto work = [&] {
     for (size_t i; (i = next.fetch_add(1)) < deferred.size();) {
       Part& part = (*parts)[i];
-      part.audio = Walker(&part.tree, real_root, &part.warnings)
-                       .VisitTop(root_fd, root, deferred[i].name);
+      part.audio =
+          Walker(&part.tree, real_root, &part.warnings).VisitTop(root_fd, root, deferred[i].name);
     }
   };
   unsigned threads = std::min<size_t>(std::max(1u, std::thread::hardware_concurrency()),
