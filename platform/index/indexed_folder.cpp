@@ -22,7 +22,7 @@ bool Canonical(const std::string& path, std::string* out, std::string* error) {
 
 }  // namespace
 
-bool IsSameOrBelow(const std::string& path, const std::string& root) {
+bool IsSameOrBelow(std::string_view path, std::string_view root) {
   if (root == "/") return !path.empty() && path[0] == '/';
   return path.compare(0, root.size(), root) == 0 &&
          (path.size() == root.size() || path[root.size()] == '/');

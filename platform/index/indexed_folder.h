@@ -9,6 +9,7 @@
 #define CANTORA_PLATFORM_INDEX_INDEXED_FOLDER_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/lib/sqlite/database.h"
@@ -35,7 +36,7 @@ bool AddIndexedFolder(sqlite::Database& db, const std::string& path, const std::
 bool RemoveIndexedFolder(sqlite::Database& db, const std::string& path, std::string* error);
 
 // True when path is root itself or lies below it.
-bool IsSameOrBelow(const std::string& path, const std::string& root);
+bool IsSameOrBelow(std::string_view path, std::string_view root);
 
 // The last component of a path ("/a/b" -> "b"; "/" -> "/").
 std::string BaseName(const std::string& path);

@@ -93,9 +93,8 @@ bool LoadSongs(sqlite::Database& db, ExistingSongs* songs, std::string* error) {
   if (!st.IsValid()) return false;
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) {
-    const char* path = reinterpret_cast<const char*>(sqlite3_column_text(st.get(), 0));
-    ExistingSong& s =
-        songs->Add(std::string_view(path ? path : "", sqlite3_column_bytes(st.get(), 0)));
+    const char* path = st.Text(0);
+    ExistingSong& s = songs->Add(std::string_view(path, st.Bytes(0)));
     s.id = st.Int(1);
     s.library = st.Int(2);
     s.folder_id = st.Int(3);
@@ -240,7 +239,7 @@ class IndexRun {
     for (const RootState& r : roots_) {
       if (r.walk != WalkResult::kUnreadable) continue;
       for (auto& s : songs_)
-        if (IsSameOrBelow(std::string(s.path), r.tree.root)) s.song.seen = true;
+        if (IsSameOrBelow(s.path, r.tree.root)) s.song.seen = true;
       for (auto& f : folders_)
         if (IsSameOrBelow(f.first, r.tree.root)) f.second.seen = true;
     }
@@ -287,7 +286,7 @@ class IndexRun {
         const FoundFile& file = r.tree.files[fi];
         if (r.skipped[file.folder]) continue;
         ++summary_->seen;
-        path.assign(r.tree.folders[file.folder].path).append(1, '/').append(file.name);
+        r.tree.PathOf(file, &path);
         ExistingSong* old = songs_.Find(path);
         if (old != nullptr) {
           old->seen = true;

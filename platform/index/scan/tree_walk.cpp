@@ -41,12 +41,21 @@ struct Entry {
   unsigned char type;
 };
 
+// How many files of each kind a tree lists.
+struct Counts {
+  size_t files = 0, lyrics_files = 0, playlist_files = 0;
+};
+
+Counts CountsOf(const LibraryTree& tree) {
+  return {tree.files.size(), tree.lyrics_files.size(), tree.playlist_files.size()};
+}
+
 // A folder of the root that is walked on its own (by another thread), and
-// where its part goes among the root's own files: how many of each kind the
-// root had listed before it.
+// where its part goes among the root's own files: how many the root had
+// listed before it.
 struct DeferredFolder {
   std::string name;
-  size_t files = 0, lyrics_files = 0, playlist_files = 0;
+  Counts before;
 };
 
 // The entries of the folder open as fd, but those whose names begin with
@@ -100,8 +109,7 @@ class Walker {
       }
       if (type == DT_DIR) {
         if (deferred_ != nullptr && index == 0) {
-          deferred_->push_back({e.name, tree_->files.size(), tree_->lyrics_files.size(),
-                                tree_->playlist_files.size()});
+          deferred_->push_back({e.name, CountsOf(*tree_)});
           continue;
         }
         audio = VisitChild(fd, tree_->folders[index].path, e.name, index) || audio;
@@ -188,6 +196,16 @@ void AppendShifted(std::vector<T>& from, size_t begin, size_t end, int offset, s
   }
 }
 
+// Moves the files of each kind of from, between the counts begin and end, to
+// the end of *to, their folders shifted by offset.
+void AppendFiles(LibraryTree& from, const Counts& begin, const Counts& end, int offset,
+                 LibraryTree* to) {
+  AppendShifted(from.files, begin.files, end.files, offset, &to->files);
+  AppendShifted(from.lyrics_files, begin.lyrics_files, end.lyrics_files, offset, &to->lyrics_files);
+  AppendShifted(from.playlist_files, begin.playlist_files, end.playlist_files, offset,
+                &to->playlist_files);
+}
+
 // Puts the root's own entries and the parts of its folders together in the
 // order a walk of one thread lists them: a folder's part goes where the
 // root's listing reached it, its folders follow those of the parts before.
@@ -197,33 +215,21 @@ void Merge(const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts
   root_only.files.swap(tree->files);
   root_only.lyrics_files.swap(tree->lyrics_files);
   root_only.playlist_files.swap(tree->playlist_files);
-  DeferredFolder done;  // how far the root's own entries are copied
+  Counts done;  // how far the root's own entries are moved
   for (size_t i = 0; i < deferred.size(); ++i) {
-    const DeferredFolder& d = deferred[i];
-    AppendShifted(root_only.files, done.files, d.files, 0, &tree->files);
-    AppendShifted(root_only.lyrics_files, done.lyrics_files, d.lyrics_files, 0,
-                  &tree->lyrics_files);
-    AppendShifted(root_only.playlist_files, done.playlist_files, d.playlist_files, 0,
-                  &tree->playlist_files);
-    done = d;
+    AppendFiles(root_only, done, deferred[i].before, 0, tree);
+    done = deferred[i].before;
     Part& part = (*parts)[i];
     const int offset = static_cast<int>(tree->folders.size());
     for (FoundFolder& f : part.tree.folders) {
       f.parent = f.parent < 0 ? 0 : f.parent + offset;
       tree->folders.push_back(std::move(f));
     }
-    LibraryTree& t = part.tree;
-    AppendShifted(t.files, 0, t.files.size(), offset, &tree->files);
-    AppendShifted(t.lyrics_files, 0, t.lyrics_files.size(), offset, &tree->lyrics_files);
-    AppendShifted(t.playlist_files, 0, t.playlist_files.size(), offset, &tree->playlist_files);
+    AppendFiles(part.tree, Counts(), CountsOf(part.tree), offset, tree);
     for (std::string& w : part.warnings) warnings->push_back(std::move(w));
     if (part.audio) tree->folders[0].holds_audio = true;
   }
-  AppendShifted(root_only.files, done.files, root_only.files.size(), 0, &tree->files);
-  AppendShifted(root_only.lyrics_files, done.lyrics_files, root_only.lyrics_files.size(), 0,
-                &tree->lyrics_files);
-  AppendShifted(root_only.playlist_files, done.playlist_files, root_only.playlist_files.size(), 0,
-                &tree->playlist_files);
+  AppendFiles(root_only, done, CountsOf(root_only), 0, tree);
 }
 
 // Walks the deferred folders of the root on up to one thread per processor
@@ -240,10 +246,10 @@ void WalkDeferred(int root_fd, const std::string& root, const std::string& real_
           Walker(&part.tree, real_root, &part.warnings).VisitTop(root_fd, root, deferred[i].name);
     }
   };
-  unsigned threads = std::min<size_t>(std::max(1u, std::thread::hardware_concurrency()),
-                                      std::min<size_t>(deferred.size(), 4));
+  const size_t threads =
+      std::min<size_t>({std::max(1u, std::thread::hardware_concurrency()), deferred.size(), 4});
   std::vector<std::thread> helpers;
-  for (unsigned t = 1; t < threads; ++t) {
+  for (size_t t = 1; t < threads; ++t) {
     try {
       helpers.emplace_back(work);
     } catch (const std::system_error&) {

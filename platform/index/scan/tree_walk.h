@@ -49,7 +49,13 @@ struct LibraryTree {
   std::vector<FoundSideFile> playlist_files;
 
   std::string PathOf(const FoundFile& file) const {
-    return folders[file.folder].path + "/" + file.name;
+    std::string path;
+    PathOf(file, &path);
+    return path;
+  }
+  // The same into *path, whose room is reused: a run matches a million files.
+  void PathOf(const FoundFile& file, std::string* path) const {
+    path->assign(folders[file.folder].path).append(1, '/').append(file.name);
   }
   std::string PathOf(const FoundSideFile& file) const {
     return folders[file.folder].path + "/" + file.name;
