@@ -126,7 +126,7 @@ void EnumerationHandler::GetCoverForAlbum() {
   // The best-ranked song whose file exists; the last one when none does.
   const MediaInfo* chosen = nullptr;
   for (const MediaInfo* info = ok ? list : nullptr; info != nullptr; info = info->next) {
-    FileTest test = TestFileAsRoot(info->path, 1694, 1699);
+    FileTest test = TestSongFileAsRoot(*info, 1694, 1699);
     if (test == FileTest::kNoRoot) {
       ok = false;
       break;

@@ -136,27 +136,24 @@ bool AdmitRecordText(const MediaInfo& info) {
   return false;
 }
 
-FileTest TestFileAsRoot(const char* path, int guard_line, int fail_line) {
+FileTest TestSongFileAsRoot(const MediaInfo& info, int guard_line, int fail_line) {
+  bool located = cantora::LocateSongFile(info);
   IF_RUN_AS guard(kEnumerateSource, guard_line);
   if (!guard.ok()) {
     syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
     return FileTest::kNoRoot;
   }
-  struct stat st;
-  return stat(path, &st) == 0 ? FileTest::kExists : FileTest::kMissing;
+  return located && cantora::LocatedSongFileExists() ? FileTest::kExists : FileTest::kMissing;
 }
 
 Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) {
-  // Which library the file lies in is known without privileges; only the
-  // lookup itself runs as root, confined to that library.
-  bool located = cantora::LocateSongFile(info);
-  {
-    IF_RUN_AS guard(kEnumerateSource, guard_line);
-    if (!guard.ok()) {
-      syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
+  switch (TestSongFileAsRoot(info, guard_line, fail_line)) {
+    case FileTest::kNoRoot:
       return Admission::kNoRoot;
-    }
-    if (!located || !cantora::LocatedSongFileExists()) return Admission::kSkipped;
+    case FileTest::kMissing:
+      return Admission::kSkipped;
+    case FileTest::kExists:
+      break;
   }
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }

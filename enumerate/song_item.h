@@ -30,10 +30,12 @@ bool AdmitRecordText(const MediaInfo& info);
 
 enum class FileTest { kExists, kMissing, kNoRoot };
 
-// Whether path exists, tested with stat as root under IF_RUN_AS built with
-// guard_line. kNoRoot when the switch to root failed, logged as
-// "<source>:<fail_line> Failed to run as root.".
-FileTest TestFileAsRoot(const char* path, int guard_line, int fail_line);
+// Whether info's file exists inside its library: located without
+// privileges, then looked up as root under IF_RUN_AS built with guard_line,
+// confined to the library (see platform/index/song_file.h). kNoRoot when the
+// switch to root failed, logged as "<source>:<fail_line> Failed to run as
+// root.".
+FileTest TestSongFileAsRoot(const MediaInfo& info, int guard_line, int fail_line);
 
 enum class Admission { kAdmitted, kSkipped, kNoRoot };
 

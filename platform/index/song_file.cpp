@@ -1,9 +1,7 @@
 #include "platform/index/song_file.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <climits>
@@ -12,18 +10,12 @@
 #include <string_view>
 
 #include "platform/config/platform_db.h"
+#include "platform/file/beneath.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/indexed_folder.h"
 
 namespace cantora {
 namespace {
-
-int OpenBeneath(int root, const char* path, int flags) {
-  open_how how{};
-  how.flags = static_cast<uint64_t>(flags | O_PATH | O_CLOEXEC);
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-  return static_cast<int>(syscall(SYS_openat2, root, path, &how, sizeof how));
-}
 
 class Fd {
  public:
@@ -94,7 +86,6 @@ class SongFiles {
     size_t slash = rel.rfind('/');
     folder_wanted_ = slash == std::string_view::npos ? "." : rel.substr(0, slash);
     name_ = slash == std::string_view::npos ? rel.data() : rel.data() + slash + 1;
-    rel_ = rel;
     located_ = true;
     return true;
   }
@@ -119,12 +110,11 @@ class SongFiles {
     if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
     if (S_ISREG(st.st_mode)) return true;
     if (!S_ISLNK(st.st_mode)) return false;
-    // A link counts when its target lies inside the library.
-    char target[PATH_MAX];
-    std::string path = root_path_ + "/" + std::string(rel_);
-    return !real_root_.empty() && realpath(path.c_str(), target) != nullptr &&
-           IsSameOrBelow(target, real_root_) &&
-           stat(target, &st) == 0 && S_ISREG(st.st_mode);
+    // A link counts when its target lies inside the library, judged by its
+    // text and then looked up beneath the root: never followed as root.
+    return LinkedFileBeneath(root_fd_.get(), {root_path_, real_root_}, folder_fd_.get(),
+                             folder_ == "." ? std::string_view() : std::string_view(folder_),
+                             name_, &st);
   }
 
  private:
@@ -156,7 +146,7 @@ class SongFiles {
   Fd folder_fd_;
   std::string folder_;  // the folder folder_fd_ holds, relative to the root
   bool located_ = false;
-  std::string_view folder_wanted_, rel_;
+  std::string_view folder_wanted_;
   const char* name_ = nullptr;
 };
 

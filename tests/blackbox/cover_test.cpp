@@ -421,6 +421,19 @@ TEST_F(CoverTest, AlbumCoverPrefersTheSongWithAPicture) {
   ExpectImage(r, "image/jpeg", {102, 40});
 }
 
+// The songs of an album are tested as root: one replaced by a link out of
+// the library is missing, whether its target exists or not.
+TEST_F(CoverTest, AlbumCoverSongReplacedByALinkOutTellsNothing) {
+  const std::string song = Path("gone1/a.mp3");
+  for (const char* target : {"/etc/passwd", "/etc/passwd-nope"}) {
+    SCOPED_TRACE(target);
+    ASSERT_EQ(symlink(target, song.c_str()), 0);
+    CgiResult r = Cover("action=get_cover_for_album&album_name=Gone");
+    unlink(song.c_str());
+    ExpectImage(r, "image/jpeg", {222, 22});
+  }
+}
+
 TEST_F(CoverTest, AlbumCoverGenreOutranksArtist) {
   const std::string album = "action=get_cover_for_album&album_name=" + Encode("Shared Name");
   ExpectImage(Cover(album + "&artist_name=" + Encode("Artist B")), "image/jpeg", {302, 30});

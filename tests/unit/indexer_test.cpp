@@ -292,6 +292,26 @@ TEST_F(IndexerTest, LinksLeadingOutOfTheLibraryAreNotFollowed) {
   EXPECT_EQ("1\n", Query("SELECT count(*) FROM song WHERE path = '" + music_ + "/B/in.mp3'"));
 }
 
+// Nor may such a link tell the indexer's owner what exists outside: a link
+// whose text passes through a folder outside and comes back in is no song,
+// whether that folder exists or not.
+TEST_F(IndexerTest, ALinkWhoseTextLeavesTheLibraryIsNotIndexedWhateverExistsOnTheWay) {
+  std::string error;
+  ASSERT_TRUE(cantora::AddUser(db_, "anna", "secret-anna", true, &error)) << error;
+  std::string anna = dir_.Path("home/anna/music");
+  ASSERT_TRUE(fixture::MakeSongs(anna, {MakeTrack("mine.mp3", "Anna's", "Hers", "Anna", 1)}, &error))
+      << error;
+  ASSERT_EQ(mkdir(dir_.Path("private").c_str(), 0700), 0);
+  for (const std::string name : {"private", "absent"}) {
+    std::string text = dir_.Path(name) + "/../home/anna/music/mine.mp3";
+    ASSERT_EQ(symlink(text.c_str(), (anna + "/abs-" + name + ".mp3").c_str()), 0);
+    ASSERT_EQ(symlink(("../../../" + std::string(name) + "/../home/anna/music/mine.mp3").c_str(),
+                      (anna + "/rel-" + name + ".mp3").c_str()), 0);
+  }
+  Index();
+  EXPECT_EQ(anna + "/mine.mp3\n", Query("SELECT path FROM song WHERE library != 0 ORDER BY path"));
+}
+
 // A personal folder that is itself a link is not a library: its owner
 // could point it at any folder of the box.
 TEST_F(IndexerTest, APersonalFolderThatIsALinkIsNotIndexed) {

@@ -69,10 +69,34 @@ TEST_F(SongFileTest, LinksOutOfTheLibraryAreNotFollowed) {
   EXPECT_FALSE(Exists(library + "/album/up.mp3"));
 }
 
+// The lookup runs as root: a link whose text passes through a folder
+// outside the library (one only root may enter, say) and comes back in must
+// not tell whether that folder exists.
+TEST_F(SongFileTest, ALinkWhoseTextLeavesTheLibraryIsNoSongWhateverExistsOnTheWay) {
+  mkdir((outside + "/private").c_str(), 0700);
+  const std::string back = "/../../library/album/song.mp3";
+  for (const std::string& folder : {outside + "/private", outside + "/absent"}) {
+    std::string name = folder.substr(folder.rfind('/') + 1);
+    ASSERT_EQ(symlink((folder + back).c_str(), (library + "/album/abs-" + name + ".mp3").c_str()), 0);
+    ASSERT_EQ(symlink(("../../outside/" + name + back).c_str(),
+                      (library + "/album/rel-" + name + ".mp3").c_str()), 0);
+    EXPECT_FALSE(Exists(library + "/album/abs-" + name + ".mp3")) << folder;
+    EXPECT_FALSE(Exists(library + "/album/rel-" + name + ".mp3")) << folder;
+  }
+  // A link out through a folder of the library that links out.
+  ASSERT_EQ(symlink(outside.c_str(), (library + "/door").c_str()), 0);
+  ASSERT_EQ(symlink("../door/secret.mp3", (library + "/album/through.mp3").c_str()), 0);
+  EXPECT_FALSE(Exists(library + "/album/through.mp3"));
+}
+
 TEST_F(SongFileTest, LinksInsideTheLibraryAreFollowed) {
   ASSERT_EQ(symlink("song.mp3", (library + "/album/again.mp3").c_str()), 0);
   ASSERT_EQ(symlink("missing.mp3", (library + "/album/dangling.mp3").c_str()), 0);
+  ASSERT_EQ(symlink((library + "/album/song.mp3").c_str(), (library + "/album/abs.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("album/./../album/song.mp3", (library + "/top.mp3").c_str()), 0);
   EXPECT_TRUE(Exists(library + "/album/again.mp3"));
+  EXPECT_TRUE(Exists(library + "/album/abs.mp3"));
+  EXPECT_TRUE(Exists(library + "/top.mp3"));
   EXPECT_FALSE(Exists(library + "/album/dangling.mp3"));
 }
 

@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/file/beneath.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/scan/song_lyrics.h"
 #include "platform/index/scan/tag_reader.h"
@@ -75,10 +76,18 @@ std::vector<Entry> ListFolder(int fd) {
   return entries;
 }
 
+// The root of a walk as links are judged: its handle (-1: no link is
+// followed) and its names.
+struct LinkRoot {
+  int fd = -1;
+  std::string path;
+  std::string real;  // links resolved
+};
+
 class Walker {
  public:
-  Walker(LibraryTree* tree, std::string real_root, std::vector<std::string>* warnings)
-      : tree_(tree), real_root_(std::move(real_root)), warnings_(warnings) {}
+  Walker(LibraryTree* tree, const LinkRoot& root, std::vector<std::string>* warnings)
+      : tree_(tree), root_(root), warnings_(warnings) {}
 
   // While the root (folders[0]) is visited, its sub-folders are not entered
   // but listed in *deferred, in order.
@@ -130,8 +139,11 @@ class Walker {
         continue;
       }
       if (!IsAudioFileName(e.name)) continue;
-      if (type == DT_LNK && !LeadsInside(index, e.name)) continue;
-      if ((type == DT_LNK || !have_stat) && fstatat(fd, e.name.c_str(), &st, 0) != 0) continue;
+      if (type == DT_LNK) {
+        if (!LeadsInside(fd, index, e.name, &st)) continue;
+      } else if (!have_stat && fstatat(fd, e.name.c_str(), &st, 0) != 0) {
+        continue;
+      }
       if (!S_ISREG(st.st_mode)) continue;
       FoundFile f;
       f.name = std::move(e.name);
@@ -148,14 +160,16 @@ class Walker {
   }
 
  private:
-  // A link to a file is followed only when its target lies inside the root:
-  // the indexer runs as root, and a link in a folder its owner can write
-  // must not bring a file from elsewhere into the index.
-  bool LeadsInside(int folder, const std::string& name) const {
-    std::string path = tree_->folders[folder].path + "/" + name;
-    char target[PATH_MAX];
-    return !real_root_.empty() && realpath(path.c_str(), target) != nullptr &&
-           IsSameOrBelow(target, real_root_);
+  // A link to a file is followed only when its target lies inside the root,
+  // judged by its text and looked up beneath the root: the indexer runs as
+  // root, and a link in a folder its owner can write must neither bring a
+  // file from elsewhere into the index nor tell what exists outside.
+  bool LeadsInside(int folder_fd, int folder, const std::string& name, struct stat* st) const {
+    if (root_.fd < 0) return false;
+    std::string_view path = tree_->folders[folder].path;
+    std::string_view below = path.size() > root_.path.size() ? path.substr(root_.path.size() + 1)
+                                                             : std::string_view();
+    return LinkedFileBeneath(root_.fd, {root_.path, root_.real}, folder_fd, below, name.c_str(), st);
   }
 
   bool VisitChild(int parent_fd, const std::string& parent_path, const std::string& name,
@@ -174,7 +188,7 @@ class Walker {
   }
 
   LibraryTree* tree_;
-  const std::string real_root_;  // the root, links resolved
+  const LinkRoot& root_;
   std::vector<std::string>* warnings_;
   std::vector<DeferredFolder>* deferred_ = nullptr;
 };
@@ -235,15 +249,15 @@ void Merge(const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts
 // Walks the deferred folders of the root on up to one thread per processor
 // (the calling thread among them), each taking the next folder not yet
 // taken.
-void WalkDeferred(int root_fd, const std::string& root, const std::string& real_root,
-                  const std::vector<DeferredFolder>& deferred, std::vector<Part>* parts) {
+void WalkDeferred(const LinkRoot& root, const std::vector<DeferredFolder>& deferred,
+                  std::vector<Part>* parts) {
   parts->resize(deferred.size());
   std::atomic<size_t> next{0};
   auto work = [&] {
     for (size_t i; (i = next.fetch_add(1)) < deferred.size();) {
       Part& part = (*parts)[i];
       part.audio =
-          Walker(&part.tree, real_root, &part.warnings).VisitTop(root_fd, root, deferred[i].name);
+          Walker(&part.tree, root, &part.warnings).VisitTop(root.fd, root.path, deferred[i].name);
     }
   };
   const size_t threads =
@@ -279,19 +293,21 @@ WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
   root.path = tree->root;
   tree->folders.push_back(std::move(root));
   char resolved[PATH_MAX];
-  const std::string real_root = realpath(tree->root.c_str(), resolved) ? resolved : "";
+  LinkRoot link_root;
+  link_root.path = tree->root;
+  link_root.real = realpath(tree->root.c_str(), resolved) ? resolved : "";
   // The root's own entries first, its folders then each walked apart: a
   // large library's walk is a system call or two per entry, and they run
   // side by side on every processor.
-  int root_fd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+  link_root.fd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
   std::vector<DeferredFolder> deferred;
-  Walker walker(tree, real_root, warnings);
-  if (root_fd >= 0) walker.DeferRootFolders(&deferred);
+  Walker walker(tree, link_root, warnings);
+  if (link_root.fd >= 0) walker.DeferRootFolders(&deferred);
   walker.Visit(fd, 0);
-  if (root_fd < 0) return WalkResult::kOk;
+  if (link_root.fd < 0) return WalkResult::kOk;
   std::vector<Part> parts;
-  WalkDeferred(root_fd, tree->root, real_root, deferred, &parts);
-  close(root_fd);
+  WalkDeferred(link_root, deferred, &parts);
+  close(link_root.fd);
   Merge(deferred, &parts, tree, warnings);
   return WalkResult::kOk;
 }
