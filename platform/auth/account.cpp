@@ -1,8 +1,9 @@
 #include "platform/auth/account.h"
 
+#include <chrono>
 #include <cstring>
 #include <ctime>
-#include <chrono>
+#include <optional>
 #include <thread>
 
 #include "platform/config/config.h"
@@ -89,19 +90,49 @@ int Failures(sqlite::Database& db, const std::string& key) {
   return st.Step() == SQLITE_ROW ? static_cast<int>(st.Int(0)) : 0;
 }
 
-void RecordFailure(sqlite::Database& db, const std::string& key) {
+bool RecordFailure(sqlite::Database& db, const std::string& key) {
   int64_t now = Now();
   sqlite::Statement forget = db.Prepare("DELETE FROM sign_in_failures WHERE last <= ?");
-  if (forget.IsValid()) forget.Bind(1, now - kFailureMemory).Run();
+  if (!forget.IsValid() || !forget.Bind(1, now - kFailureMemory).Run()) return false;
   sqlite::Statement st = db.Prepare(
       "INSERT INTO sign_in_failures(key, failures, last) VALUES (?, 1, ?) "
       "ON CONFLICT(key) DO UPDATE SET failures = failures + 1, last = excluded.last");
-  if (st.IsValid()) st.Bind(1, key).Bind(2, now).Run();
+  return st.IsValid() && st.Bind(1, key).Bind(2, now).Run();
 }
 
-void ClearFailures(sqlite::Database& db, const std::string& key) {
+bool ClearFailures(sqlite::Database& db, const std::string& key) {
   sqlite::Statement st = db.Prepare("DELETE FROM sign_in_failures WHERE key = ?");
-  if (st.IsValid()) st.Bind(1, key).Run();
+  return st.IsValid() && st.Bind(1, key).Run();
+}
+
+// How often a sign-in's write is tried before the answer is an error: each
+// try waits its turn for the database under the busy timeout.
+constexpr int kWriteTries = 3;
+
+// Runs write (true when all of it succeeded) in a transaction that takes the
+// write lock at its start (BEGIN IMMEDIATE), so that it waits its turn under
+// the busy timeout instead of failing on a snapshot another writer made
+// stale; a failed try is rolled back and made again.
+template <typename Write>
+bool WriteInTurn(sqlite::Database& db, Write write) {
+  for (int attempt = 0; attempt < kWriteTries; ++attempt) {
+    sqlite::Transaction tx(db);
+    if (tx.ok() && write() && tx.Commit()) return true;
+  }
+  return false;
+}
+
+// The stored hash of name's password into *hash (nullopt: no such
+// account). The statement is let go before the slow check of the password:
+// kept open, it would hold a read transaction through it, and the writes
+// that follow would fail at once whenever anything else had written.
+bool StoredHash(sqlite::Database& db, const std::string& name, std::optional<std::string>* hash) {
+  sqlite::Statement st = db.Prepare("SELECT password_hash FROM users WHERE name = ?");
+  if (!st.IsValid()) return false;
+  st.Bind(1, name);
+  int rc = st.Step();
+  if (rc == SQLITE_ROW) *hash = st.Text(0);
+  return rc == SQLITE_ROW || rc == SQLITE_DONE;
 }
 
 void Wait(int millis) {
@@ -308,24 +339,27 @@ SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::st
   // name; the owner of a name under attack, elsewhere, does not.
   Wait(SignInDelayMillis(Failures(db, address_key)));
 
-  sqlite::Statement st = db.Prepare("SELECT password_hash FROM users WHERE name = ?");
-  if (!st.IsValid()) return SignInResult::kError;
-  st.Bind(1, name);
-  bool known = st.Step() == SQLITE_ROW;
-  std::string hash = known ? st.Text(0) : DecoyHash(db);
-  bool match = crypto::VerifyPassword(hash, password) && known;
+  std::optional<std::string> stored;
+  if (!StoredHash(db, name, &stored)) return SignInResult::kError;
+  std::string hash = stored ? *stored : DecoyHash(db);
+  bool match = crypto::VerifyPassword(hash, password) && stored;
   if (!match) {
     // Guesses at one name from many addresses wait after failing: the
     // right password is let through at once.
-    int name_failures = Failures(db, name_key);
-    RecordFailure(db, name_key);
-    RecordFailure(db, address_key);
+    int name_failures = 0;
+    WriteInTurn(db, [&] {
+      name_failures = Failures(db, name_key);
+      return RecordFailure(db, name_key) && RecordFailure(db, address_key);
+    });
     Wait(SignInDelayMillis(name_failures));
     return SignInResult::kRefused;
   }
-  ClearFailures(db, name_key);
   std::string error;
-  return NewSession(db, name, session_id, &error) ? SignInResult::kOk : SignInResult::kError;
+  bool opened = WriteInTurn(db, [&] {
+    error.clear();
+    return ClearFailures(db, name_key) && NewSession(db, name, session_id, &error);
+  });
+  return opened ? SignInResult::kOk : SignInResult::kError;
 }
 
 }  // namespace cantora

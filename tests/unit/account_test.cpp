@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <thread>
+#include <vector>
 #include <ctime>
 #include <functional>
 #include <cstdlib>
@@ -143,6 +146,59 @@ TEST_F(AccountTest, AnAddressThatKeepsFailingWaits) {
     cantora::SignIn(db, "user" + std::to_string(i), "guess", "10.0.5.1", &sid);
   double waited = SecondsOf([&] { cantora::SignIn(db, "other", "guess", "10.0.5.1", &sid); });
   EXPECT_GE(waited, 0.25);
+}
+
+// Anything else that writes to the database (the indexer, another sign-in)
+// must not make a correct sign-in fail: it waits its turn.
+TEST_F(AccountTest, TheRightPasswordGetsInWhileSomethingElseKeepsWriting) {
+  ASSERT_TRUE(cantora::AddUser(db, "alice", "right", false, &error));
+  std::atomic<bool> stop{false};
+  std::atomic<int> commits{0};
+  std::thread writer([&] {
+    sqlite::Database other;
+    std::string e;
+    if (!cantora::OpenPlatformDatabase(dir_ + "/c.db", false, &other, &e)) return;
+    other.Exec("CREATE TABLE IF NOT EXISTS busy(n INTEGER)");
+    while (!stop) {
+      if (other.Exec("INSERT INTO busy VALUES (1)")) ++commits;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+  });
+  int signed_in = 0;
+  for (int i = 0; i < 5; ++i) {
+    std::string sid;
+    if (cantora::SignIn(db, "alice", "right", "10.0.6.1", &sid) == cantora::SignInResult::kOk)
+      ++signed_in;
+  }
+  stop = true;
+  writer.join();
+  EXPECT_GT(commits.load(), 10) << "the other writer did not write";
+  EXPECT_EQ(signed_in, 5);
+}
+
+// Failures at one name from many clients at once are each counted.
+TEST_F(AccountTest, ParallelFailuresAddUp) {
+  ASSERT_TRUE(cantora::AddUser(db, "alice", "right", false, &error));
+  constexpr int kClients = 6;  // the last waits SignInDelayMillis(5) after failing
+  std::vector<std::thread> clients;
+  std::atomic<int> refused{0};
+  for (int i = 0; i < kClients; ++i) {
+    clients.emplace_back([&, i] {
+      sqlite::Database own;
+      std::string e, sid;
+      if (!cantora::OpenPlatformDatabase(dir_ + "/c.db", false, &own, &e)) return;
+      if (cantora::SignIn(own, "alice", "guess", "10.0.7." + std::to_string(i), &sid) ==
+          cantora::SignInResult::kRefused)
+        ++refused;
+    });
+  }
+  for (std::thread& t : clients) t.join();
+  EXPECT_EQ(refused.load(), kClients);
+  // Each client's address failed once; the name, once per client.
+  sqlite::Statement st = db.Prepare("SELECT max(failures), count(*) FROM sign_in_failures");
+  ASSERT_EQ(st.Step(), SQLITE_ROW);
+  EXPECT_EQ(st.Int(0), kClients);
+  EXPECT_EQ(st.Int(1), kClients + 1);
 }
 
 TEST_F(AccountTest, NewPasswordEndsSessions) {
