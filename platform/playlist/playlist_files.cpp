@@ -74,18 +74,19 @@ bool HasControl(const std::string& name) {
 
 // True when folder (canonical) may receive a playlist file called name.
 bool IsWritableStore(const std::string& folder, const std::string& name) {
-  const Config& config = GetConfig();
-  if (folder == Canonical(config.shared_playlists)) return true;
-  std::string tmp = TmpFolder();
-  if (!tmp.empty() && folder == tmp) {
-    size_t n = std::strlen(kRandomSuffix);
-    if (name.size() <= n || name.compare(name.size() - n, n, kRandomSuffix) != 0) return false;
-    // In a request only the signed-in user's own random playlist: the name
-    // comes from the client, and another user's file is not theirs to fill.
-    const std::string owner = name.substr(0, name.size() - n);
+  // A random playlist lies in tmp and nowhere else: its name comes from the
+  // client, who could otherwise drop one into any store, another user's too.
+  if (IsRandomPlaylistFileName(name)) {
+    std::string tmp = TmpFolder();
+    if (tmp.empty() || folder != tmp) return false;
+    // In a request only the signed-in user's own random playlist: another
+    // user's file is not theirs to fill.
+    const std::string owner = name.substr(0, name.size() - std::strlen(kRandomSuffix));
     const std::string& signed_in = SignedInUser().name;
     return IsValidUserName(owner) && (signed_in.empty() || owner == signed_in);
   }
+  const Config& config = GetConfig();
+  if (folder == Canonical(config.shared_playlists)) return true;
   // <preferences>/<user>/playlists
   std::string prefs = Canonical(config.preferences);
   if (prefs.empty() || !IsBelow(folder, prefs)) return false;
@@ -117,6 +118,11 @@ std::string TemporaryName(const std::string& name, int attempt) {
 }
 
 }  // namespace
+
+bool IsRandomPlaylistFileName(const std::string& path) {
+  const size_t n = std::strlen(kRandomSuffix);
+  return path.size() > n && path.compare(path.size() - n, n, kRandomSuffix) == 0;
+}
 
 std::string UserNameOfId(int uid) {
   sqlite::Database* db = PlatformDatabase();

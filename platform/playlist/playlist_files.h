@@ -12,7 +12,8 @@
 //
 // A playlist is written only into the shared playlist folder, a user's
 // playlist folder, or, for a random playlist, the instance's tmp folder
-// under the name <valid user name>==DynaRandom100==.m3u. It is written to a
+// under the name <valid user name>==DynaRandom100==.m3u (in a request, the
+// signed-in user's); a name with that suffix goes nowhere else. It is written to a
 // new temporary file in the same folder (created exclusively, never through
 // a link) and renamed over the old one, so a reader sees the old playlist or
 // the new one, never half of one, and a link planted under the final name is
@@ -36,6 +37,10 @@ bool WritePlaylistFile(const char* path, const std::string& text, bool durable);
 
 // Removes a random playlist file; nothing else is ever removed.
 void RemoveRandomPlaylistFile(const char* path);
+
+// Whether path (or a bare name) ends in the random playlist's suffix: such a
+// file is written only as a user's random playlist in tmp.
+bool IsRandomPlaylistFileName(const std::string& path);
 
 // "<root>/tmp/<user_name>==DynaRandom100==.m3u" with the tmp folder resolved.
 std::string RandomPlaylistFile(const std::string& user_name);

@@ -476,6 +476,22 @@ TEST_F(Playlists, RandomPlaylistStaysInTmpAndNeverFollowsALink) {
   EXPECT_EQ(ReadFile(RandomFile("bob")), bobs);
 }
 
+// The name of the random playlist's file comes from the client: whatever
+// it says, the file lies in tmp, never in another user's playlist folder
+// or the shared one, where it would be listed and opened.
+TEST_F(Playlists, RandomPlaylistNeverLandsInAnotherStore) {
+  MakeDirs(Prefs("bob"));
+  const std::string bobs = Prefs("bob") + "/Evil==DynaRandom100==.m3u";
+  const std::string shared = instance_->Path("data/playlists/X==DynaRandom100==.m3u");
+  for (const std::string& name : {std::string("../preferences/bob/playlists/Evil"),
+                                  std::string("../data/playlists/X")}) {
+    CgiResult r = Songs(*alice_, "pls_id=-3&library=personal&username=" + Encode(name));
+    EXPECT_EQ(r.json["errinfo"]["line"].asInt(), 684) << name;
+  }
+  EXPECT_FALSE(Exists(bobs));
+  EXPECT_FALSE(Exists(shared));
+}
+
 // ---- Creation ----
 
 TEST_F(Playlists, CreateFromMixedIdsAndReadItBack) {
