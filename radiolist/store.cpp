@@ -9,6 +9,7 @@
 #include <ctime>
 #include <fstream>
 
+#include "platform/text/json_parse.h"
 #include "platform/config/config.h"
 #include "platform/radio/shoutcast_update.h"
 #include "radiolist/radiolist.h"
@@ -34,9 +35,8 @@ bool IsStationList(const Json::Value& value) {
 // Parses a station list from in (comments allowed). On failure list is left
 // as it was.
 bool ParseStationList(std::istream& in, Json::Value& list) {
-  Json::Reader reader;
   Json::Value parsed;
-  if (!reader.parse(in, parsed, true) || !IsStationList(parsed)) return false;
+  if (!cantora::ParseJson(in, &parsed) || !IsStationList(parsed)) return false;
   list.swap(parsed);
   return true;
 }

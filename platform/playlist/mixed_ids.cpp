@@ -6,6 +6,7 @@
 #include <map>
 #include <tuple>
 
+#include "platform/text/json_parse.h"
 #include "platform/auth/account.h"
 #include "platform/index/library.h"
 #include "platform/playlist/m3u.h"
@@ -126,11 +127,7 @@ int GetMediaListFromMixedIDList(const char* owner, const char* id_list, MediaInf
   int uid = GetUserIdFromName(owner);
   if (uid <= 0) return 0;
   Json::Value ids;
-  Json::CharReaderBuilder builder;
-  std::string errors;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  size_t length = std::strlen(id_list);
-  if (!reader->parse(id_list, id_list + length, &ids, &errors) || !ids.isArray()) return 0;
+  if (!cantora::ParseJson(id_list, &ids) || !ids.isArray()) return 0;
 
   cantora::SongLookup lookup(uid);
   PageCache pages(owner, uid);

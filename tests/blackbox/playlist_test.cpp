@@ -621,6 +621,18 @@ TEST_F(Playlists, CreateBadParametersAndUnparsableList) {
   EXPECT_EQ(Songs(*alice_, "pls_id=" + id).json["total"].asUInt(), 0u);
 }
 
+// A list nested past the parser's limit is one more unparsable list: the
+// process answers as for any other, it does not end half-way.
+TEST_F(Playlists, CreateWithAListNestedTooDeepIsAnUnparsableList) {
+  CgiResult deep = Get(*alice_, "action=playlist_create&name=Deep&id_list=" +
+                                    Encode(std::string(2000, '[')));
+  EXPECT_EQ(deep.body, "null");
+  EXPECT_TRUE(Logged(deep.log, kErr, "enumerate:1768 Failed to parse json."));
+  std::string id = SharedId("Deep");
+  ASSERT_FALSE(id.empty());
+  EXPECT_EQ(Songs(*alice_, "pls_id=" + id).json["total"].asUInt(), 0u);
+}
+
 // ---- The index keeps playlist ids ----
 
 TEST_F(Playlists, IdsSurviveIndexRunsAndAreNeverReused) {

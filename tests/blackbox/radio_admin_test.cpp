@@ -103,6 +103,9 @@ TEST_F(RadioAdminTest, BadInputIsOneLineAndFailure) {
   ExpectRefused(instance.Admin({"radio", "list", "shoutcast"}), "unknown list 'shoutcast'");
   ExpectRefused(instance.Admin({"radio", "add", "favorite"}, "[{\"name\": "), "malformed JSON");
   ExpectRefused(instance.Admin({"radio", "add", "favorite"}, "[1]"), "not a JSON object");
+  ExpectRefused(instance.Admin({"radio", "add", "favorite"}, std::string(2000, '[')), "malformed JSON");
+  ExpectRefused(instance.Admin({"radio", "replace", "favorite", "0", "1"}, std::string(2000, '[')),
+                "malformed JSON");
   ExpectRefused(instance.Admin({"radio", "add", "favorite", "/nonexistent.json"}), "cannot read");
   ExpectRefused(instance.Admin({"radio", "update", "favorite", "2"}, "{}"), "out of range");
   ExpectRefused(instance.Admin({"radio", "update", "favorite", "one"}, "{}"), "INDEX");

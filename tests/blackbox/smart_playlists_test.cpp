@@ -435,6 +435,31 @@ TEST_F(SmartPlaylists, AdminReplacesALinkedStoreInsteadOfWritingThroughIt) {
   EXPECT_EQ("0\tD\n", Admin({"smart", "list", "--user", "dave"}).out);
 }
 
+// A text nested past the parser's limit is one more text that does not
+// parse: in a user's store it leaves that user's lists answering, and the
+// administrator's command refuses it in one line.
+TEST_F(SmartPlaylists, ANestingTooDeepIsAnUnparsableText) {
+  std::string deep = std::string(1000, '[') + std::string(1000, ']');
+  std::string session = instance_->AddUser("erin");
+  std::string dir = instance_->Path("preferences/erin/playlists");
+  harness::Run({"/bin/mkdir", "-p", dir});
+  std::ofstream(dir + "/smart.playlist")
+      << R"({"playlists": [{"name": "Deep", "rules": )" << deep << "}]}";
+  CgiResult songs = Personal("Deep", session);
+  ExpectAnswer(songs, 0);
+  EXPECT_EQ(0u, songs.json["total"].asUInt());
+  CgiResult all = Request(session, "action=all_playlist_enum");
+  ASSERT_TRUE(all.has_json) << all.out;
+  EXPECT_TRUE(all.json["success"].asBool());
+
+  harness::CommandResult add = instance_->Admin({"smart", "add", "--user", "erin"},
+                                                R"({"name": "Deeper", "rules": )" + deep + "}");
+  EXPECT_EQ(1, add.status);
+  EXPECT_EQ(std::string::npos, add.err.find("terminate")) << add.err;
+  EXPECT_EQ(0u, add.err.find("cantora-admin: ")) << add.err;
+  EXPECT_EQ(add.err.find('\n'), add.err.size() - 1) << add.err;
+}
+
 // The personal store is found under the privilege guard; without the setuid
 // bit the guard is refused, and the answer is an empty success.
 TEST(SmartPlaylistGuard, WithoutSetuidThePersonalPartIsSkippedAndSaysSo) {

@@ -12,6 +12,7 @@
 #include <set>
 #include <sstream>
 
+#include "platform/text/json_parse.h"
 #include "platform/radio/shoutcast_update.h"
 #include "radiolist/radiolist.h"
 #include "tools/admin/command.h"
@@ -74,9 +75,8 @@ bool ReadJson(const std::string& source, Json::Value* value, std::string* error)
   }
   Json::CharReaderBuilder builder;
   builder["failIfExtra"] = true;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   std::string problem;
-  if (!reader->parse(text.data(), text.data() + text.size(), value, &problem)) {
+  if (!cantora::ParseJson(text, builder, value, &problem)) {
     std::string where = source == "-" ? "stdin" : source;
     size_t eol = problem.find('\n', problem.find('\n') + 1);
     *error = "malformed JSON in " + where + ": " + problem.substr(0, eol);

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/index/escape.h"
+#include "platform/text/json_parse.h"
 
 namespace cantora {
 
@@ -403,11 +404,8 @@ bool ParseSmartPlaylist(std::string_view json, SmartPlaylist* playlist, std::str
   Parser parser(error);
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value top;
-  std::string errs;
-  if (!reader->parse(json.data(), json.data() + json.size(), &top, &errs))
-    return parser.Fail("", "not JSON");
+  if (!ParseJson(json, builder, &top)) return parser.Fail("", "not JSON");
   return parser.Playlist(top, playlist);
 }
 

@@ -14,6 +14,7 @@
 #include "platform/auth/preference_dir.h"
 #include "platform/config/config.h"
 #include "platform/file/atomic_file.h"
+#include "platform/text/json_parse.h"
 
 namespace cantora {
 namespace {
@@ -22,10 +23,8 @@ bool ParseStore(const std::string& text, std::vector<SmartPlaylistEntry>* entrie
                 std::string* error) {
   Json::CharReaderBuilder builder;
   builder["collectComments"] = false;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value root;
-  std::string errs;
-  if (!reader->parse(text.data(), text.data() + text.size(), &root, &errs)) {
+  if (!ParseJson(text, builder, &root)) {
     *error = "not JSON";
     return false;
   }
@@ -121,13 +120,9 @@ bool WriteSmartPlaylistStore(const std::string& path,
                              const std::vector<SmartPlaylistEntry>& entries, std::string* error) {
   Json::Value root(Json::objectValue);
   Json::Value& list = root["playlists"] = Json::Value(Json::arrayValue);
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   for (const SmartPlaylistEntry& e : entries) {
     Json::Value entry;
-    std::string errs;
-    if (!reader->parse(e.json.data(), e.json.data() + e.json.size(), &entry, &errs) ||
-        !entry.isObject()) {
+    if (!ParseJson(e.json, &entry) || !entry.isObject()) {
       *error = "smart playlist \"" + e.name + "\" is not a JSON object";
       return false;
     }

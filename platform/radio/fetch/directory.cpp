@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "platform/lib/curl/easy.h"
+#include "platform/text/json_parse.h"
 
 namespace cantora {
 namespace {
@@ -35,11 +36,8 @@ bool StationsFromDirectoryAnswer(const std::string& body, const std::string& tun
   Json::CharReaderBuilder builder;
   builder["failIfExtra"] = true;
   builder["collectComments"] = false;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value answer;
-  std::string problem;
-  if (body.empty() ||
-      !reader->parse(body.data(), body.data() + body.size(), &answer, &problem)) {
+  if (body.empty() || !ParseJson(body, builder, &answer)) {
     *error = "malformed directory answer";
     return false;
   }

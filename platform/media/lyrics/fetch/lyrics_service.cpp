@@ -8,6 +8,7 @@
 #include "platform/lib/curl/easy.h"
 #include "platform/media/lyrics/lyrics_cache.h"
 #include "platform/file/atomic_file.h"
+#include "platform/text/json_parse.h"
 
 namespace cantora {
 namespace {
@@ -31,10 +32,7 @@ ServiceAnswer ReadServiceAnswer(long status, const std::string& body, std::strin
     return ServiceAnswer::kFailed;
   }
   Json::Value answer;
-  Json::CharReaderBuilder builder;
-  std::string parse_error;
-  std::istringstream in(body);
-  if (!Json::parseFromStream(builder, in, &answer, &parse_error) || !answer.isObject()) {
+  if (!ParseJson(body, &answer) || !answer.isObject()) {
     *error = "the lyrics service's answer is not a JSON object";
     return ServiceAnswer::kFailed;
   }
