@@ -14,14 +14,17 @@
 #include "platform/config/platform_db.h"
 #include "platform/playlist/playlist.h"
 #include "platform/playlist/store.h"
+#include "platform/text/utf8.h"
 
 namespace {
 
 constexpr size_t kMaxNameBytes = 250;
 constexpr const char* kEmptyPlaylist = "#EXTM3U\n";
 
+// A name is listed to clients as JSON text: it must be UTF-8.
 bool IsAcceptableName(const std::string& name) {
   if (name.empty() || name.size() > kMaxNameBytes || name[0] == '.') return false;
+  if (!TryUTF8ToUTF16(name.c_str())) return false;
   for (unsigned char c : name)
     if (c < 0x20 || c == 0x7f || c == '/' || c == '\\') return false;
   return true;

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <syslog.h>
 
 #include <algorithm>
 #include <climits>
@@ -14,6 +15,7 @@
 #include "platform/auth/preference_dir.h"
 #include "platform/config/platform_db.h"
 #include "platform/playlist/playlist_files.h"
+#include "platform/text/utf8.h"
 
 namespace cantora {
 namespace {
@@ -72,8 +74,19 @@ int PageOf(const std::vector<Item>& items, int start, int limit, PlaylistRecord*
   return count;
 }
 
+// Whether a playlist's name may be listed: clients parse the listing as
+// JSON, which holds UTF-8 only, so a name that is not (a file dropped into
+// a folder by other means) is left out and said so, as songs are.
+bool IsListableName(const std::string& name, const std::string& path) {
+  if (TryUTF8ToUTF16(name.c_str())) return true;
+  size_t slash = path.rfind('/');
+  syslog(LOG_ERR, "playlist left out of a listing, its name is not UTF-8: a file in %s",
+         slash == std::string::npos ? "." : path.substr(0, slash).c_str());
+  return false;
+}
+
 // The playlist files of a user's playlist folder (*.m3u: they are opened by
-// name with that extension), by name.
+// name with that extension), by name; those whose names may be listed.
 std::vector<std::string> PlaylistFilesIn(const std::string& folder) {
   std::vector<std::string> names;
   DIR* dir = opendir(folder.c_str());
@@ -85,6 +98,7 @@ std::vector<std::string> PlaylistFilesIn(const std::string& folder) {
     // Regular files only: a link may lead anywhere.
     if (fstatat(dirfd(dir), e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode))
       continue;
+    if (!IsListableName(PlaylistNameOfPath(name), folder + "/" + name)) continue;
     names.push_back(std::move(name));
   }
   closedir(dir);
@@ -187,7 +201,8 @@ int ZARNPlaylistListAll(const char* kind, int uid, PlaylistRecord** list, int st
   if (!cantora::ListStoredPlaylists(*db, personal ? uid : 0, &stored, nullptr)) return -1;
   std::vector<cantora::Listed> items;
   for (const cantora::StoredPlaylist& p : stored)
-    items.push_back({static_cast<long>(p.id), p.name, p.path});
+    if (cantora::IsListableName(p.name, p.path))
+      items.push_back({static_cast<long>(p.id), p.name, p.path});
   if (personal) {
     // The user's own playlist files come after those of the personal library.
     std::string folder = cantora::PersonalPlaylistFolder(cantora::UserNameOfId(uid));

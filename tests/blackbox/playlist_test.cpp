@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/text/utf8.h"
 #include "tests/support/library_instance.h"
 
 namespace {
@@ -576,6 +577,43 @@ TEST_F(Playlists, CreateRefusesHostileAndTakenNames) {
   CgiResult nul = Get(*alice_, "action=playlist_create&name=x%00y&id_list=[]");
   EXPECT_TRUE(nul.json.isNull());
   EXPECT_TRUE(Logged(nul.log, kErr, "enumerate:1751 Bad parameter"));
+}
+
+// Listings are JSON, which is UTF-8: a name that is not is refused at
+// creation, and a file dropped into a store by other means is left out of
+// every listing, with a line in the log, rather than break it.
+TEST_F(Playlists, NamesThatAreNotUtf8AreRefusedAndLeftOut) {
+  CgiResult r = Get(*alice_, "action=playlist_create&name=Bob%C3%28Alb&id_list=[]");
+  EXPECT_TRUE(r.json.isNull()) << r.out;
+  EXPECT_TRUE(Logged(r.log, kErr, "enumerate:1763 Failed to create playlist"));
+  EXPECT_FALSE(Exists(instance_->Path("data/playlists/Bob\xC3(Alb.m3u8")));
+
+  const std::string dropped = instance_->music() + "/Dropped\xC3(.m3u";
+  WriteFile(dropped, "album/01.mp3\n");
+  MakeDirs(Prefs("alice"));
+  const std::string own = Prefs("alice") + "/Own\xFF.m3u";
+  WriteFile(own, "#EXTM3U\n");
+  instance_->Index();
+  auto left_out = [](const std::string& folder) {
+    return "playlist left out of a listing, its name is not UTF-8: a file in " + folder;
+  };
+  const std::string in_music = left_out(instance_->music()), in_prefs = left_out(Prefs("alice"));
+  const struct {
+    const char* query;
+    std::vector<std::string> lines;
+  } kLists[] = {{"action=playlist_enum", {in_music}},
+                {"action=all_playlist_enum", {in_music, in_prefs}},
+                {"action=all_playlist_enum&library=personal", {in_prefs}}};
+  for (const auto& list : kLists) {
+    CgiResult r = Get(*alice_, list.query);
+    EXPECT_TRUE(TryUTF8ToUTF16(r.body.c_str())) << list.query;
+    EXPECT_EQ(r.body.find("Dropped"), std::string::npos) << list.query;
+    EXPECT_EQ(r.body.find("Own\xFF"), std::string::npos) << list.query;
+    for (const std::string& line : list.lines) EXPECT_TRUE(Logged(r.log, kErr, line)) << list.query;
+  }
+  unlink(dropped.c_str());
+  unlink(own.c_str());
+  instance_->Index();
 }
 
 TEST_F(Playlists, EntryIdsOfPlaylistsTheOwnerCannotReadAreLeftOut) {
