@@ -3,6 +3,9 @@
 // later account.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <fstream>
 #include <string>
 
@@ -58,6 +61,37 @@ TEST_F(UserRemovalTest, ADeletedUsersLibraryIsGoneAndTheirIdNeverReturns) {
   EXPECT_TRUE(PersonalTitles(again).empty());
   std::string zed = instance.AddUser("zed", true);
   EXPECT_TRUE(PersonalTitles(zed).empty());
+}
+
+// What the user kept in files goes with the account: a new account of the
+// same name finds none of the old one's playlists, smart playlists or
+// random playlist.
+TEST_F(UserRemovalTest, ADeletedUsersFilesGoWithTheAccount) {
+  const std::string prefs = instance.Path("preferences/anna");
+  const std::string random = instance.Path("tmp/anna==DynaRandom100==.m3u");
+  ASSERT_EQ(instance.Admin({"smart", "add", "--user", "anna"}, R"({"name": "Hers"})").status, 0);
+  std::ofstream(prefs + "/playlists/Diary.m3u") << "a.mp3\n";
+  ASSERT_TRUE(harness::Enumerate(instance, anna, "action=playlist_song_enum&pls_id=-3&username=anna")
+                  .has_json);
+  ASSERT_EQ(access(random.c_str(), F_OK), 0);
+  // A link planted in the folder is removed, not what it names.
+  const std::string outside = instance.Path("keep.txt");
+  std::ofstream(outside) << "kept\n";
+  ASSERT_EQ(symlink(outside.c_str(), (prefs + "/playlists/link.m3u").c_str()), 0);
+
+  ASSERT_EQ(instance.Admin({"user", "del", "anna"}).status, 0);
+  EXPECT_NE(access(prefs.c_str(), F_OK), 0);
+  EXPECT_NE(access(random.c_str(), F_OK), 0);
+  EXPECT_EQ(access(outside.c_str(), F_OK), 0);
+  EXPECT_EQ(harness::Run({"/bin/ls", "-A", instance.Path("preferences")}).out, "");
+
+  std::string again = instance.AddUser("anna", true);
+  harness::CgiResult all = harness::Enumerate(instance, again, "action=all_playlist_enum");
+  ASSERT_TRUE(all.has_json) << all.out;
+  std::vector<std::string> names = Column(all.json, "name");
+  EXPECT_EQ(std::count(names.begin(), names.end(), "Diary"), 0);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "Hers"), 0);
+  EXPECT_EQ(instance.Admin({"smart", "list", "--user", "anna"}).out, "");
 }
 
 TEST_F(UserRemovalTest, SwitchingAPersonalLibraryOffHidesItAtOnce) {

@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "platform/auth/account.h"
+#include "platform/playlist/user_files.h"
 #include "tools/admin/command.h"
 
 namespace {
@@ -31,6 +32,22 @@ bool ReadLine(std::istream& in, std::string* line) {
   if (!std::getline(in, *line)) return false;
   if (!line->empty() && line->back() == '\r') line->pop_back();
   return true;
+}
+
+// Deletes the account and what it kept in files (its preference folder,
+// its random playlist): a later account of the same name starts afresh.
+bool DeleteUserAndFiles(sqlite::Database& db, const std::string& name, std::string* error) {
+  if (!cantora::IsValidUserName(name)) {
+    *error = "no user '" + name + "'";
+    return false;
+  }
+  cantora::UserFilesRemoval files(name);
+  if (!files.Begin(error)) return false;
+  if (!cantora::DeleteUser(db, name, error)) {
+    files.Undo();
+    return false;
+  }
+  return files.Finish(error);
 }
 
 // The password from stdin (--password-stdin) or asked twice on the terminal.
@@ -118,7 +135,7 @@ int RunUser(const AdminArgs& args) {
     if (state != "on" && state != "off") return Fail("user personal: say on or off");
     ok = cantora::SetPersonalLibrary(db, name, state == "on", &error);
   } else {
-    ok = cantora::DeleteUser(db, name, &error);
+    ok = DeleteUserAndFiles(db, name, &error);
   }
   return ok ? 0 : Fail("user " + cmd + ": " + error);
 }
