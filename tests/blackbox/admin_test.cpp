@@ -1,5 +1,10 @@
 // cantora-admin: set-up commands, and one clear line for every error.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
 
 #include "tests/support/admin_errors.h"
 #include "tests/support/harness.h"
@@ -33,6 +38,39 @@ TEST(Admin, InitMakesASelfContainedInstance) {
   CommandResult r = harness::Run({"/bin/cat", instance.config()});
   EXPECT_NE(r.out.find("root = " + instance.dir() + "\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("database = " + instance.dir() + "/"), std::string::npos);
+}
+
+// init runs as root in a folder that may hold entries already: a link in
+// it must not have another folder of the box given to the web server's user.
+TEST(Admin, InitFollowsNoLinkInItsFolder) {
+  char base[] = "/tmp/cantora-init-XXXXXX";
+  ASSERT_NE(mkdtemp(base), nullptr);
+  const std::string victim = std::string(base) + "/victim";
+  ASSERT_EQ(mkdir(victim.c_str(), 0750), 0);
+  for (const char* planted : {"tmp", "preferences", "data", "data/cantora.db", "var/packages",
+                              "cache"}) {
+    SCOPED_TRACE(planted);
+    const std::string dir = std::string(base) + "/inst-" + std::to_string(std::rand());
+    const std::string link = dir + "/" + planted;
+    harness::Run({"/bin/mkdir", "-p", link.substr(0, link.rfind('/'))});
+    ASSERT_EQ(symlink(victim.c_str(), link.c_str()), 0);
+    ExpectOneLineError(
+        harness::Run({harness::Bin("cantora-admin"), "init", dir, "--web-user", "nobody"}));
+    struct stat st;
+    ASSERT_EQ(stat(victim.c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, 0u);
+    EXPECT_EQ(st.st_gid, 0u);
+    EXPECT_EQ(st.st_mode & 07777, 0750u);
+    EXPECT_EQ(harness::Run({"/bin/ls", "-A", victim}).out, "");
+  }
+  // A plain file where a folder is to be is refused as well.
+  const std::string dir = std::string(base) + "/with-file";
+  harness::Run({"/bin/mkdir", "-p", dir});
+  harness::Run({"/usr/bin/touch", dir + "/tmp"});
+  CommandResult file = harness::Run({harness::Bin("cantora-admin"), "init", dir});
+  ExpectOneLineError(file);
+  EXPECT_NE(file.err.find(dir + "/tmp exists and is not a folder"), std::string::npos) << file.err;
+  harness::Run({"/bin/rm", "-rf", base});
 }
 
 TEST(Admin, Users) {

@@ -1,4 +1,5 @@
 // cantora-admin init DIR: a self-contained instance in one folder.
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -6,7 +7,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <fstream>
+#include <sstream>
+#include <utility>
 
 #include "platform/auth/account.h"
 #include "platform/config/config.h"
@@ -43,6 +45,74 @@ bool MakeDirs(const std::string& path, std::string* error) {
   return true;
 }
 
+// Closes a descriptor when it goes.
+class Folder {
+ public:
+  explicit Folder(int fd = -1) : fd_(fd) {}
+  ~Folder() {
+    if (fd_ >= 0) close(fd_);
+  }
+  Folder(Folder&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+  Folder& operator=(Folder&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  int fd() const { return fd_; }
+  bool ok() const { return fd_ >= 0; }
+
+ private:
+  int fd_;
+};
+
+// The folder rel (relative, '/'-separated) below the folder open as top,
+// made where missing (mode 0755) and opened, never through a link: init
+// runs as root, and an entry already in the instance's folder, a link to
+// another folder of the box say, must not have that folder given to the web
+// server's user. An existing entry that is not a plain folder is refused.
+Folder MakeFolderBeneath(int top, const std::string& top_path, const std::string& rel,
+                         std::string* error) {
+  Folder at(fcntl(top, F_DUPFD_CLOEXEC, 0));
+  std::string path = top_path;
+  size_t start = 0;
+  while (at.ok() && start < rel.size()) {
+    size_t slash = rel.find('/', start);
+    if (slash == std::string::npos) slash = rel.size();
+    const std::string part = rel.substr(start, slash - start);
+    start = slash + 1;
+    if (part.empty()) continue;
+    path += "/" + part;
+    if (mkdirat(at.fd(), part.c_str(), 0755) != 0 && errno != EEXIST) {
+      *error = "cannot create " + path + ": " + std::strerror(errno);
+      return Folder();
+    }
+    Folder next(openat(at.fd(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!next.ok()) {
+      *error = errno == ELOOP || errno == ENOTDIR
+                   ? path + " exists and is not a folder"
+                   : "cannot open " + path + ": " + std::strerror(errno);
+      return Folder();
+    }
+    at = std::move(next);
+  }
+  return at;
+}
+
+// Creates name in the folder open as folder with text, mode 0644; a name
+// that exists already (a link among them) is refused, never written through.
+bool WriteNewFile(int folder, const std::string& folder_path, const std::string& name,
+                  const std::string& text, std::string* error) {
+  int fd = openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+  if (fd < 0) {
+    *error = "cannot create " + folder_path + "/" + name + ": " + std::strerror(errno);
+    return false;
+  }
+  bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+            fchmod(fd, 0644) == 0;
+  ok = close(fd) == 0 && ok;
+  if (!ok) *error = "cannot write " + folder_path + "/" + name;
+  return ok;
+}
+
 std::string SelfDirectory() {
   char buf[PATH_MAX];
   ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
@@ -51,17 +121,16 @@ std::string SelfDirectory() {
   return path.substr(0, path.rfind('/'));
 }
 
-// The shipped UI texts: <texts>/<language>/strings.
-bool InstallTexts(const std::string& texts, std::string* error) {
+// The shipped UI texts: <texts>/<language>/strings, texts relative to the
+// instance open as top.
+bool InstallTexts(int top, const std::string& top_path, const std::string& texts,
+                  std::string* error) {
   for (const DeployText* t = kDeployTexts; t->language != nullptr; ++t) {
-    std::string folder = texts + "/" + t->language;
-    if (!MakeDirs(folder, error)) return false;
-    std::ofstream out(folder + "/strings", std::ios::binary);
-    out << t->strings;
-    if (!out) {
-      *error = "cannot write " + folder + "/strings";
+    Folder folder = MakeFolderBeneath(top, top_path, texts + "/" + t->language, error);
+    if (!folder.ok()) return false;
+    if (!WriteNewFile(folder.fd(), top_path + "/" + texts + "/" + t->language, "strings",
+                      t->strings, error))
       return false;
-    }
   }
   return true;
 }
@@ -81,13 +150,17 @@ int Init(const AdminArgs& args) {
   }
   if (dir.empty()) return Fail("init: which folder? (cantora-admin init DIR)");
   std::string error;
+  // DIR itself is the administrator's choice, links and all; what lies in
+  // it is looked at without following any.
   if (!MakeDirs(dir, &error)) return Fail("init: " + error);
   char real[PATH_MAX];
   if (realpath(dir.c_str(), real) == nullptr) return Fail("init: cannot resolve " + dir);
   dir = real;
-  std::string conf = dir + "/cantora.conf";
+  Folder top(open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!top.ok()) return Fail("init: cannot open " + dir + ": " + std::strerror(errno));
   struct stat st;
-  if (stat(conf.c_str(), &st) == 0) return Fail("init: " + dir + " already holds an instance");
+  if (fstatat(top.fd(), "cantora.conf", &st, AT_SYMLINK_NOFOLLOW) == 0)
+    return Fail("init: " + dir + " already holds an instance");
 
   uid_t web_uid = static_cast<uid_t>(-1);
   gid_t web_gid = static_cast<gid_t>(-1);
@@ -108,65 +181,67 @@ int Init(const AdminArgs& args) {
   c.cache = dir + "/cache";
   c.libexec = SelfDirectory();
   c.lyrics_folder = dir + "/lyrics";
-  const std::string radio = dir + "/usr/zarn/etc/radio";
+  const std::string texts = "var/packages/Cantora/target/app/texts";
+  for (const char* rel : {"home", "lyrics"})
+    if (!MakeFolderBeneath(top.fd(), dir, rel, &error).ok()) return Fail("init: " + error);
+  // The gateway writes the radio lists, caches, new shared playlists and
+  // users' own playlists with the web server's identity; tmp is everyone's.
+  for (const char* rel : {"cache", "usr/zarn/etc/radio", "tmp", "data/playlists", "preferences"}) {
+    Folder folder = MakeFolderBeneath(top.fd(), dir, rel, &error);
+    if (!folder.ok()) return Fail("init: " + error);
+    if (!web_user.empty() && fchown(folder.fd(), web_uid, web_gid) != 0)
+      return Fail("init: cannot give " + dir + "/" + rel + " to " + web_user + ": " +
+                  std::strerror(errno));
+    if (std::strcmp(rel, "tmp") == 0 && fchmod(folder.fd(), 01777) != 0)
+      return Fail("init: cannot open " + dir + "/tmp to everyone: " + std::strerror(errno));
+  }
   // The database folder stays root's: a setuid gateway reads only a
   // database that nobody but root and the web server's group can have
   // written (platform/config/trust.h). The group may write, and files made
   // in the folder keep its group (set-group-id folder).
-  const std::string data = dir + "/data";
-  // The gateway writes new shared playlists and users' own playlists with
-  // the web server's identity.
-  const std::string writable[] = {c.cache, radio, dir + "/tmp", c.shared_playlists,
-                                  c.preferences};
-  for (const std::string& d : {c.homes, c.lyrics_folder,
-                               dir + "/var/packages/Cantora/target/app/texts"})
-    if (!MakeDirs(d, &error)) return Fail("init: " + error);
-  for (const std::string& d : writable) {
-    if (!MakeDirs(d, &error)) return Fail("init: " + error);
-    if (!web_user.empty() && chown(d.c_str(), web_uid, web_gid) != 0)
-      return Fail("init: cannot give " + d + " to " + web_user + ": " + std::strerror(errno));
-  }
-  chmod((dir + "/tmp").c_str(), 01777);
-  if (!MakeDirs(data, &error)) return Fail("init: " + error);
-  if (!web_user.empty() &&
-      (chown(data.c_str(), 0, web_gid) != 0 || chmod(data.c_str(), 02770) != 0))
-    return Fail("init: cannot give " + data + " to the group of " + web_user + ": " +
+  Folder data = MakeFolderBeneath(top.fd(), dir, "data", &error);
+  if (!data.ok()) return Fail("init: " + error);
+  if (!web_user.empty() && (fchown(data.fd(), 0, web_gid) != 0 || fchmod(data.fd(), 02770) != 0))
+    return Fail("init: cannot give " + dir + "/data to the group of " + web_user + ": " +
                 std::strerror(errno));
 
-  if (!InstallTexts(dir + "/var/packages/Cantora/target/app/texts", &error))
-    return Fail("init: " + error);
+  if (!InstallTexts(top.fd(), dir, texts, &error)) return Fail("init: " + error);
 
+  // SQLite follows links: the files it is to make must not be there yet.
+  for (const char* name : {"cantora.db", "cantora.db-wal", "cantora.db-shm"})
+    if (fstatat(data.fd(), name, &st, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(st.st_mode))
+      return Fail("init: " + dir + "/data/" + name + " exists and is not a file");
   sqlite::Database db;
   if (!cantora::OpenPlatformDatabase(c.database, true, &db, &error) ||
       !cantora::CreateAccountSchema(db, &error) || !cantora::CreateIndexSchema(db, &error))
     return Fail("init: database " + c.database + ": " + error);
   db.Close();
   if (!web_user.empty()) {
-    for (const char* suffix : {"", "-wal", "-shm"}) {
-      std::string f = c.database + suffix;
-      if (stat(f.c_str(), &st) == 0 &&
-          (chown(f.c_str(), 0, web_gid) != 0 || chmod(f.c_str(), 0660) != 0))
-        return Fail("init: cannot give " + f + " to the group of " + web_user);
+    for (const char* name : {"cantora.db", "cantora.db-wal", "cantora.db-shm"}) {
+      Folder f(openat(data.fd(), name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+      if (!f.ok()) continue;
+      if (fstat(f.fd(), &st) != 0 || !S_ISREG(st.st_mode) || fchown(f.fd(), 0, web_gid) != 0 ||
+          fchmod(f.fd(), 0660) != 0)
+        return Fail("init: cannot give " + dir + "/data/" + name + " to the group of " + web_user);
     }
   }
 
-  std::ofstream out(conf);
-  out << "# Cantora instance, made by cantora-admin init.\n"
-      << "root = " << c.root << "\n"
-      << "database = " << c.database << "\n"
-      << "homes = " << c.homes << "\n"
-      << "personal_folder = " << c.personal_folder << "\n"
-      << "preferences = " << c.preferences << "\n"
-      << "shared_playlists = " << c.shared_playlists << "\n"
-      << "smart_playlists = " << c.smart_playlists << "\n"
-      << "cache = " << c.cache << "\n"
-      << "libexec = " << c.libexec << "\n"
-      << "lyrics_folder = " << c.lyrics_folder << "\n"
-      << "session_lifetime = " << c.session_lifetime << "\n"
-      << "max_body_bytes = " << c.max_body_bytes << "\n";
-  out.close();
-  if (!out || chmod(conf.c_str(), 0644) != 0) return Fail("init: cannot write " + conf);
-  std::printf("%s\n", conf.c_str());
+  std::ostringstream conf;
+  conf << "# Cantora instance, made by cantora-admin init.\n"
+       << "root = " << c.root << "\n"
+       << "database = " << c.database << "\n"
+       << "homes = " << c.homes << "\n"
+       << "personal_folder = " << c.personal_folder << "\n"
+       << "preferences = " << c.preferences << "\n"
+       << "shared_playlists = " << c.shared_playlists << "\n"
+       << "smart_playlists = " << c.smart_playlists << "\n"
+       << "cache = " << c.cache << "\n"
+       << "libexec = " << c.libexec << "\n"
+       << "lyrics_folder = " << c.lyrics_folder << "\n"
+       << "session_lifetime = " << c.session_lifetime << "\n"
+       << "max_body_bytes = " << c.max_body_bytes << "\n";
+  if (!WriteNewFile(top.fd(), dir, "cantora.conf", conf.str(), &error)) return Fail("init: " + error);
+  std::printf("%s/cantora.conf\n", dir.c_str());
   return 0;
 }
 
