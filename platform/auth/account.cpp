@@ -152,6 +152,20 @@ std::string DecoyHash(sqlite::Database& db) {
   return hash;
 }
 
+// A password SignIn could accept: not empty, and no longer than it reads.
+bool IsUsablePassword(const std::string& password, std::string* error) {
+  if (password.empty()) {
+    *error = "empty password";
+    return false;
+  }
+  if (password.size() > kMaxPasswordBytes) {
+    *error = "password longer than " + std::to_string(kMaxPasswordBytes) +
+             " bytes: sign-in would never accept it";
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool CreateAccountSchema(sqlite::Database& db, std::string* error) {
@@ -176,10 +190,7 @@ bool AddUser(sqlite::Database& db, const std::string& name, const std::string& p
     *error = "invalid user name '" + name + "' (letters, digits, '.', '_', '-'; at most 64)";
     return false;
   }
-  if (password.empty()) {
-    *error = "empty password";
-    return false;
-  }
+  if (!IsUsablePassword(password, error)) return false;
   User existing;
   if (UserByName(db, name, &existing)) {
     *error = "user '" + name + "' exists";
@@ -213,8 +224,9 @@ bool SetPassword(sqlite::Database& db, const std::string& name, const std::strin
     return false;
   }
   std::string hash;
-  if (password.empty() || !crypto::HashPassword(password, &hash)) {
-    *error = password.empty() ? "empty password" : "cannot hash the password";
+  if (!IsUsablePassword(password, error)) return false;
+  if (!crypto::HashPassword(password, &hash)) {
+    *error = "cannot hash the password";
     return false;
   }
   sqlite::Transaction tx(db);

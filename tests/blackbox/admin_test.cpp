@@ -90,6 +90,12 @@ TEST(Admin, Users) {
   ExpectOneLineError(instance.Admin({"user", "add", "x", "--bogus"}));
   ExpectOneLineError(instance.Admin({"session", "new", "nobody-here"}));
   ExpectOneLineError(instance.Admin({"nosuchcommand"}));
+  // A password sign-in would never accept is refused, not stored.
+  const std::string longest(1024, 'p'), too_long(1025, 'p');
+  ExpectOneLineError(instance.Admin({"user", "add", "carol", "--password-stdin"}, too_long + "\n"));
+  EXPECT_EQ(instance.Admin({"user", "list"}).out.find("carol"), std::string::npos);
+  ExpectOneLineError(instance.Admin({"user", "passwd", "alice", "--password-stdin"}, too_long + "\n"));
+  EXPECT_EQ(instance.Admin({"user", "add", "carol", "--password-stdin"}, longest + "\n").status, 0);
   EXPECT_EQ(instance.Admin({"user", "passwd", "alice", "--password-stdin"}, "new\n").status, 0);
   EXPECT_EQ(instance.Admin({"user", "del", "alice"}).status, 0);
   EXPECT_EQ(instance.Admin({"user", "list"}).out.find("alice"), std::string::npos);

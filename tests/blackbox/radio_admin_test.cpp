@@ -104,6 +104,18 @@ TEST_F(RadioAdminTest, BadInputIsOneLineAndFailure) {
   ExpectRefused(instance.Admin({"radio", "add", "favorite"}, "[{\"name\": "), "malformed JSON");
   ExpectRefused(instance.Admin({"radio", "add", "favorite"}, "[1]"), "not a JSON object");
   ExpectRefused(instance.Admin({"radio", "add", "favorite"}, std::string(2000, '[')), "malformed JSON");
+  // Clients show a station's name and play its url: both must be texts.
+  ExpectRefused(instance.Admin({"radio", "add", "favorite"}, R"([{"name": 42, "url": "http://a/"}])"),
+                "station 0: \"name\" must be a text");
+  ExpectRefused(instance.Admin({"radio", "add", "favorite"}, R"([{"name": "A"}])"),
+                "station 0: \"url\" must be a text");
+  ExpectRefused(instance.Admin({"radio", "add", "favorite"},
+                               R"([{"name": "A", "url": "http://a/", "desc": ["x"]}])"),
+                "\"desc\" must be a text when given");
+  ExpectRefused(instance.Admin({"radio", "update", "favorite", "0"}, R"({"name": 7})"),
+                "\"name\" must be a text");
+  ExpectRefused(instance.Admin({"radio", "replace", "favorite", "0", "1"}, R"([{"title": 1.5, "url": "u"}])"),
+                "item 0: \"title\" must be a text");
   ExpectRefused(instance.Admin({"radio", "replace", "favorite", "0", "1"}, std::string(2000, '[')),
                 "malformed JSON");
   ExpectRefused(instance.Admin({"radio", "add", "favorite", "/nonexistent.json"}), "cannot read");

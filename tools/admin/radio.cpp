@@ -5,6 +5,7 @@
 // deletes station 0).
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -87,18 +88,37 @@ bool ReadJson(const std::string& source, Json::Value* value, std::string* error)
   return true;
 }
 
-// An array whose elements are all objects; what names them goes in errors.
-bool IsArrayOfObjects(const Json::Value& value, const char* what, std::string* error) {
+// Where a station's display name is: "name" in the lists, "title" in the
+// items of a replace (the store renames it).
+enum class NameKey { kName, kTitle };
+
+// A station as clients show and play it: its name and "url" texts, "desc"
+// a text when given. Other members are the store's to keep.
+bool IsStation(const Json::Value& station, NameKey name, const std::string& what,
+               std::string* error) {
+  if (!station.isObject()) {
+    *error = what + " is not a JSON object";
+    return false;
+  }
+  for (const char* key : {name == NameKey::kName ? "name" : "title", "url", "desc"}) {
+    const bool required = std::strcmp(key, "desc") != 0;
+    const Json::Value& value = station[key];
+    if (value.isString() || (!required && value.isNull())) continue;
+    *error = what + ": \"" + key + "\" must be " + (required ? "a text" : "a text when given");
+    return false;
+  }
+  return true;
+}
+
+// An array whose elements are all stations; what names them goes in errors.
+bool IsArrayOfStations(const Json::Value& value, NameKey name, const char* what,
+                       std::string* error) {
   if (!value.isArray()) {
     *error = std::string("expected a JSON array of ") + what;
     return false;
   }
-  for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
-    if (!value[i].isObject()) {
-      *error = std::string(what) + " " + std::to_string(i) + " is not a JSON object";
-      return false;
-    }
-  }
+  for (Json::ArrayIndex i = 0; i < value.size(); ++i)
+    if (!IsStation(value[i], name, std::string(what) + " " + std::to_string(i), error)) return false;
   return true;
 }
 
@@ -180,7 +200,7 @@ int Add(const AdminArgs& args) {
   const Json::Value& stations =
       edit.input.isObject() ? edit.input["stations"] : edit.input;
   std::string error;
-  if (!IsArrayOfObjects(stations, "station", &error)) return Fail("radio add: " + error);
+  if (!IsArrayOfStations(stations, NameKey::kName, "station", &error)) return Fail("radio add: " + error);
   const Json::ArrayIndex count = edit.Count() + stations.size();
   bool saved = false;
   if (RadioListAdd(edit.kind, stations, &saved) != 0)
@@ -201,6 +221,8 @@ int Update(const AdminArgs& args) {
   const Json::Value& current = edit.list["stations"][index];
   for (const char* key : {"name", "url", "desc"})
     if (!edit.input.isMember(key)) edit.input[key] = current[key];
+  std::string error;
+  if (!IsStation(edit.input, NameKey::kName, "the station", &error)) return Fail("radio update: " + error);
   bool saved = false;
   if (RadioListUpdate(edit.kind, index, edit.input, &saved) != 0)
     return Fail("radio update: failed (see the system log)");
@@ -235,7 +257,7 @@ int Replace(const AdminArgs& args) {
     return Fail("radio replace: START and COUNT must be numbers");
   if (!ReadInput(args, 4, &edit)) return 1;
   std::string error;
-  if (!IsArrayOfObjects(edit.input, "item", &error)) return Fail("radio replace: " + error);
+  if (!IsArrayOfStations(edit.input, NameKey::kTitle, "item", &error)) return Fail("radio replace: " + error);
   const Json::ArrayIndex size = edit.Count();
   const Json::ArrayIndex replaced = start >= size ? 0 : std::min<Json::ArrayIndex>(count, size - start);
   bool saved = false;
