@@ -113,6 +113,51 @@ bool WriteNewFile(int folder, const std::string& folder_path, const std::string&
   return ok;
 }
 
+// Creates (or brings up to date) the platform database name in the folder
+// open as folder, whose path is folder_path. With a group (not -1) the
+// files become root's, readable and writable by that group, as a setuid
+// gateway requires of the database it trusts.
+bool CreateDatabase(int folder, const std::string& folder_path, const std::string& name,
+                    gid_t group, std::string* error) {
+  const std::string names[] = {name, name + "-wal", name + "-shm"};
+  struct stat st;
+  // SQLite follows links: the files it is to make must not be links.
+  for (const std::string& n : names) {
+    if (fstatat(folder, n.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(st.st_mode)) {
+      *error = folder_path + "/" + n + " exists and is not a file";
+      return false;
+    }
+  }
+  const std::string path = folder_path + "/" + name;
+  sqlite::Database db;
+  if (!cantora::OpenPlatformDatabase(path, true, &db, error) ||
+      !cantora::CreateAccountSchema(db, error) || !cantora::CreateIndexSchema(db, error)) {
+    *error = "database " + path + ": " + *error;
+    return false;
+  }
+  db.Close();
+  if (group == static_cast<gid_t>(-1)) return true;
+  for (const std::string& n : names) {
+    Folder f(openat(folder, n.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!f.ok()) continue;
+    if (fstat(f.fd(), &st) != 0 || !S_ISREG(st.st_mode) || fchown(f.fd(), 0, group) != 0 ||
+        fchmod(f.fd(), 0660) != 0) {
+      *error = "cannot give " + folder_path + "/" + n + " to the web server's group";
+      return false;
+    }
+  }
+  return true;
+}
+
+// The user and group ids of user; false when there is no such user.
+bool WebUserIds(const std::string& user, uid_t* uid, gid_t* gid) {
+  struct passwd* pw = getpwnam(user.c_str());
+  if (pw == nullptr) return false;
+  *uid = pw->pw_uid;
+  *gid = pw->pw_gid;
+  return true;
+}
+
 std::string SelfDirectory() {
   char buf[PATH_MAX];
   ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
@@ -164,12 +209,8 @@ int Init(const AdminArgs& args) {
 
   uid_t web_uid = static_cast<uid_t>(-1);
   gid_t web_gid = static_cast<gid_t>(-1);
-  if (!web_user.empty()) {
-    struct passwd* pw = getpwnam(web_user.c_str());
-    if (pw == nullptr) return Fail("init: no user " + web_user);
-    web_uid = pw->pw_uid;
-    web_gid = pw->pw_gid;
-  }
+  if (!web_user.empty() && !WebUserIds(web_user, &web_uid, &web_gid))
+    return Fail("init: no user " + web_user);
 
   cantora::Config c;
   c.root = dir;
@@ -207,24 +248,8 @@ int Init(const AdminArgs& args) {
 
   if (!InstallTexts(top.fd(), dir, texts, &error)) return Fail("init: " + error);
 
-  // SQLite follows links: the files it is to make must not be there yet.
-  for (const char* name : {"cantora.db", "cantora.db-wal", "cantora.db-shm"})
-    if (fstatat(data.fd(), name, &st, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(st.st_mode))
-      return Fail("init: " + dir + "/data/" + name + " exists and is not a file");
-  sqlite::Database db;
-  if (!cantora::OpenPlatformDatabase(c.database, true, &db, &error) ||
-      !cantora::CreateAccountSchema(db, &error) || !cantora::CreateIndexSchema(db, &error))
-    return Fail("init: database " + c.database + ": " + error);
-  db.Close();
-  if (!web_user.empty()) {
-    for (const char* name : {"cantora.db", "cantora.db-wal", "cantora.db-shm"}) {
-      Folder f(openat(data.fd(), name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-      if (!f.ok()) continue;
-      if (fstat(f.fd(), &st) != 0 || !S_ISREG(st.st_mode) || fchown(f.fd(), 0, web_gid) != 0 ||
-          fchmod(f.fd(), 0660) != 0)
-        return Fail("init: cannot give " + dir + "/data/" + name + " to the group of " + web_user);
-    }
-  }
+  if (!CreateDatabase(data.fd(), dir + "/data", "cantora.db", web_gid, &error))
+    return Fail("init: " + error);
 
   std::ostringstream conf;
   conf << "# Cantora instance, made by cantora-admin init.\n"
@@ -244,6 +269,43 @@ int Init(const AdminArgs& args) {
   std::printf("%s/cantora.conf\n", dir.c_str());
   return 0;
 }
+
+constexpr const char* kSetupUsage =
+    "usage: cantora-admin setup [--web-user USER]\n"
+    "\n"
+    "Creates the database the configuration names, or brings its schema up to\n"
+    "date; nothing in it is lost. With --web-user, its files become root's,\n"
+    "readable and writable by USER's group, as the setuid gateway requires.\n"
+    "The installed package runs it; an instance made by init needs it not.\n";
+
+int Setup(const AdminArgs& args) {
+  std::string web_user;
+  if (args.size() == 2 && args[0] == "--web-user") {
+    web_user = args[1];
+  } else if (!args.empty()) {
+    return Fail("setup: usage: cantora-admin setup [--web-user USER]");
+  }
+  uid_t web_uid = static_cast<uid_t>(-1);
+  gid_t web_gid = static_cast<gid_t>(-1);
+  if (!web_user.empty() && !WebUserIds(web_user, &web_uid, &web_gid))
+    return Fail("setup: no user " + web_user);
+  if (!LoadAdminConfig()) return 1;
+  const std::string& database = cantora::GetConfig().database;
+  const size_t slash = database.rfind('/');
+  if (slash == std::string::npos || slash + 1 == database.size())
+    return Fail("setup: the database must be an absolute file name, not " + database);
+  const std::string folder_path = slash == 0 ? "/" : database.substr(0, slash);
+  Folder folder(open(folder_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.ok()) return Fail("setup: cannot open " + folder_path + ": " + std::strerror(errno));
+  std::string error;
+  if (!CreateDatabase(folder.fd(), folder_path, database.substr(slash + 1), web_gid, &error))
+    return Fail("setup: " + error);
+  std::printf("%s\n", database.c_str());
+  return 0;
+}
+
+AdminCommand setup_command("setup", "create the configured database (the package's set-up)",
+                           kSetupUsage, Setup);
 
 AdminCommand init_command("init", "create a self-contained instance in a folder", kInitUsage, Init);
 
