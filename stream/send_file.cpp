@@ -36,13 +36,13 @@ std::string PathForWebServer(int fd) {
 
 }  // namespace
 
-void StreamHandler::SendAsItIs(int fd, const struct stat& st, const char* type) {
+void StreamHandler::SendAsItIs(int fd, const struct stat& st, const char* type, bool may_hand_over) {
   FILE* out = web_.Output();
   const std::string tag = cantora::EntityTag(st);
   const std::string modified = cantora::HttpDate(st.st_mtim.tv_sec);
   const std::string validators = "ETag: " + tag + "\r\nLast-Modified: " + modified +
                                  "\r\nCache-Control: private\r\n";
-  if (cantora::GetConfig().x_sendfile != 0) {
+  if (may_hand_over && cantora::GetConfig().x_sendfile != 0) {
     std::string path = PathForWebServer(fd);
     if (!path.empty()) {
       // The web server answers ranges and conditions itself.

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -497,6 +498,36 @@ TEST(StreamLimitTest, OverTheLimitAnswersServiceUnavailable) {
   EXPECT_TRUE(EndsWithin(ffmpeg, 1000));
   request.query = "id=" + SongId(instance, instance.music() + "/song.mp3") + "&format=opus";
   EXPECT_EQ(harness::RunCgi(instance, request).headers["Content-Type"], "audio/ogg");
+}
+
+// With x_sendfile, a shared song is handed to the web server by the path of
+// the file opened beneath its library; a personal one is sent by the CGI.
+TEST(StreamSendfileTest, SharedSongsAreHandedOverByPathPersonalOnesSent) {
+  LibraryInstance instance;
+  instance.AddSongs({Tune("album/song.flac", "Song", "Album", "Streamer")});
+  CgiRequest request;
+  request.program = "stream.cgi";
+  request.session = instance.AddUser("alice", true);
+  harness::Run({"/bin/mkdir", "-p", instance.PersonalFolder("alice")});
+  instance.AddSongs({Tune("mine.mp3", "Mine", "Mine", "alice")}, instance.PersonalFolder("alice"));
+  // A link to the song, inside the library: the web server gets the file's
+  // own path, with no link in it.
+  ASSERT_EQ(symlink("album/song.flac", (instance.music() + "/linked.flac").c_str()), 0);
+  instance.Index();
+  std::ofstream(instance.config(), std::ios::app) << "x_sendfile = 1\n";
+  char real[PATH_MAX];
+  ASSERT_NE(realpath((instance.music() + "/album/song.flac").c_str(), real), nullptr);
+  for (const std::string& path : {"/album/song.flac", "/linked.flac"}) {
+    request.query = "id=" + SongId(instance, instance.music() + path);
+    CgiResult shared = harness::RunCgi(instance, request);
+    EXPECT_EQ(shared.headers["X-Sendfile"], real) << path;
+    EXPECT_EQ(shared.headers["Content-Type"], "audio/flac");
+    EXPECT_EQ(shared.body, "");
+  }
+  request.query = "id=personal_" + SongId(instance, instance.PersonalFolder("alice") + "/mine.mp3");
+  CgiResult personal = harness::RunCgi(instance, request);
+  EXPECT_EQ(personal.headers.count("X-Sendfile"), 0u);
+  EXPECT_TRUE(personal.body == ReadBytes(instance.PersonalFolder("alice") + "/mine.mp3"));
 }
 
 // Installed setuid root and started by the web server's user: the song is
