@@ -469,6 +469,24 @@ TEST_F(StreamTest, AReaderThatLeavesEndsTheTranscoder) {
   EXPECT_TRUE(EndsWithin(ffmpeg, 1000));
 }
 
+TEST_F(StreamTest, TheWebServersTerminateEndsTheTranscoderToo) {
+  CgiRequest request;
+  request.program = "stream.cgi";
+  request.query = "id=" + Id("long/two-minutes.wav") + "&format=opus";
+  request.session = *session_;
+  harness::LiveCgi cgi = harness::StartCgi(*instance_, request);
+  ASSERT_NE(harness::ReadCgiHeader(cgi).find("audio/ogg"), std::string::npos);
+  pid_t ffmpeg = TranscoderOf(cgi);
+  ASSERT_GT(ffmpeg, 0);
+  // lighttpd sends SIGTERM when its client goes; the reader is still there.
+  kill(cgi.pid, SIGTERM);
+  EXPECT_TRUE(EndsWithin(cgi.pid, 2000));
+  EXPECT_TRUE(EndsWithin(ffmpeg, 1000));
+  // It ended by itself, having reaped the transcoder.
+  EXPECT_EQ(harness::FinishCgi(&cgi, 1000), 0);
+  EXPECT_NE(kill(ffmpeg, 0), 0);
+}
+
 // Limits need an instance of their own: its configuration allows one
 // transcode at a time.
 TEST(StreamLimitTest, OverTheLimitAnswersServiceUnavailable) {
@@ -504,7 +522,8 @@ TEST(StreamLimitTest, OverTheLimitAnswersServiceUnavailable) {
 // the file opened beneath its library; a personal one is sent by the CGI.
 TEST(StreamSendfileTest, SharedSongsAreHandedOverByPathPersonalOnesSent) {
   LibraryInstance instance;
-  instance.AddSongs({Tune("album/song.flac", "Song", "Album", "Streamer")});
+  instance.AddSongs({Tune("album/song.flac", "Song", "Album", "Streamer"),
+                     Tune("100%41 Hits/song.mp3", "Hit", "Hits", "Streamer")});
   CgiRequest request;
   request.program = "stream.cgi";
   request.session = instance.AddUser("alice", true);
@@ -524,6 +543,11 @@ TEST(StreamSendfileTest, SharedSongsAreHandedOverByPathPersonalOnesSent) {
     EXPECT_EQ(shared.headers["Content-Type"], "audio/flac");
     EXPECT_EQ(shared.body, "");
   }
+  // lighttpd percent-decodes the path it is given: a name that looks
+  // encoded must reach it as it is.
+  request.query = "id=" + SongId(instance, instance.music() + "/100%41 Hits/song.mp3");
+  EXPECT_EQ(harness::RunCgi(instance, request).headers["X-Sendfile"],
+            std::string(real).substr(0, std::string(real).rfind("/album/")) + "/100%2541%20Hits/song.mp3");
   request.query = "id=personal_" + SongId(instance, instance.PersonalFolder("alice") + "/mine.mp3");
   CgiResult personal = harness::RunCgi(instance, request);
   EXPECT_EQ(personal.headers.count("X-Sendfile"), 0u);
