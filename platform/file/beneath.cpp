@@ -42,7 +42,7 @@ bool Fold(std::string_view text, std::vector<std::string_view>* parts) {
 
 int OpenBeneath(int root_fd, const char* path, int flags) {
   open_how how{};
-  how.flags = static_cast<uint64_t>(flags | O_PATH | O_CLOEXEC);
+  how.flags = static_cast<uint64_t>(flags | O_CLOEXEC);
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
   return static_cast<int>(syscall(SYS_openat2, root_fd, path, &how, sizeof how));
 }
@@ -65,15 +65,20 @@ std::optional<std::string> LinkTargetBeneath(std::string_view link_folder, std::
   return path;
 }
 
-bool LinkedFileBeneath(int root_fd, const RootNames& root, int folder_fd,
-                       std::string_view link_folder, const char* name, struct stat* st) {
+int OpenLinkTargetBeneath(int root_fd, const RootNames& root, int folder_fd,
+                          std::string_view link_folder, const char* name, int flags) {
   char target[PATH_MAX];
   ssize_t n = readlinkat(folder_fd, name, target, sizeof target);
-  if (n <= 0 || n >= static_cast<ssize_t>(sizeof target)) return false;
+  if (n <= 0 || n >= static_cast<ssize_t>(sizeof target)) return -1;
   std::optional<std::string> path =
       LinkTargetBeneath(link_folder, std::string_view(target, static_cast<size_t>(n)), root);
-  if (!path || path->empty()) return false;
-  int fd = OpenBeneath(root_fd, path->c_str(), 0);
+  if (!path || path->empty()) return -1;
+  return OpenBeneath(root_fd, path->c_str(), flags);
+}
+
+bool LinkedFileBeneath(int root_fd, const RootNames& root, int folder_fd,
+                       std::string_view link_folder, const char* name, struct stat* st) {
+  int fd = OpenLinkTargetBeneath(root_fd, root, folder_fd, link_folder, name, O_PATH);
   if (fd < 0) return false;
   bool regular = fstat(fd, st) == 0 && S_ISREG(st->st_mode);
   close(fd);

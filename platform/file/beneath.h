@@ -19,8 +19,9 @@
 namespace cantora {
 
 // Opens path, relative, beneath the folder open as root_fd: ".." and links
-// that would leave it fail (EXDEV), and so do absolute links. flags are added
-// to O_PATH | O_CLOEXEC. Returns the descriptor, or -1 with errno set.
+// that would leave it fail (EXDEV), and so do absolute links. O_CLOEXEC is
+// added to flags (O_PATH for a handle that reads nothing). Returns the
+// descriptor, or -1 with errno set.
 int OpenBeneath(int root_fd, const char* path, int flags);
 
 // The names of one root: as configured, and with its links resolved (either
@@ -37,6 +38,13 @@ struct RootNames {
 // names. "" names the root itself.
 std::optional<std::string> LinkTargetBeneath(std::string_view link_folder, std::string_view target,
                                              const RootNames& root);
+
+// Opens, with flags (see OpenBeneath), what the link name in folder_fd (the
+// folder link_folder of the root open as root_fd) names, when its text stays
+// inside the root; -1 otherwise. Needs the rights to read the folders on
+// the way.
+int OpenLinkTargetBeneath(int root_fd, const RootNames& root, int folder_fd,
+                          std::string_view link_folder, const char* name, int flags);
 
 // Whether the link name, in folder_fd (the folder link_folder of the root
 // open as root_fd), leads to a regular file inside the root; *st then holds

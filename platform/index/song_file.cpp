@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -28,6 +30,11 @@ class Fd {
     fd_ = fd;
   }
   int get() const { return fd_; }
+  int Release() {
+    int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
 
  private:
   int fd_ = -1;
@@ -91,6 +98,39 @@ class SongFiles {
   }
 
   bool Exists() {
+    if (!OpenFolder()) return false;
+    struct stat st;
+    if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (S_ISREG(st.st_mode)) return true;
+    if (!S_ISLNK(st.st_mode)) return false;
+    // A link counts when its target lies inside the library, judged by its
+    // text and then looked up beneath the root: never followed as root.
+    return LinkedFileBeneath(root_fd_.get(), Names(), folder_fd_.get(), Folder(), name_, &st);
+  }
+
+  int Open() {
+    if (!OpenFolder()) return -1;
+    Fd file;
+    file.Reset(OpenBeneath(folder_fd_.get(), name_, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
+    if (file.get() < 0 && errno == ELOOP) {
+      // A link as the last component: followed when its text stays inside,
+      // and opened beneath the root, so that no link on the way (one swapped
+      // in meanwhile included) can lead out either.
+      file.Reset(OpenLinkTargetBeneath(root_fd_.get(), Names(), folder_fd_.get(), Folder(), name_,
+                                       O_RDONLY | O_NOCTTY | O_NONBLOCK));
+    }
+    struct stat st;
+    if (file.get() < 0 || fstat(file.get(), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+    // Reads block as usual from here on; O_NONBLOCK only kept a FIFO from
+    // holding the open.
+    int flags = fcntl(file.get(), F_GETFL);
+    if (flags < 0 || fcntl(file.get(), F_SETFL, flags & ~O_NONBLOCK) != 0) return -1;
+    return file.Release();
+  }
+
+ private:
+  // The folder of the located file, held open beneath its root.
+  bool OpenFolder() {
     if (!located_) return false;
     if (root_fd_.get() < 0) {
       // A root that is itself a link is not followed: a personal folder
@@ -102,22 +142,20 @@ class SongFiles {
     }
     if (folder_fd_.get() < 0 || folder_ != folder_wanted_) {
       folder_.clear();
-      folder_fd_.Reset(OpenBeneath(root_fd_.get(), std::string(folder_wanted_).c_str(), O_DIRECTORY));
+      folder_fd_.Reset(OpenBeneath(root_fd_.get(), std::string(folder_wanted_).c_str(), O_PATH | O_DIRECTORY));
       if (folder_fd_.get() < 0) return false;
       folder_ = std::string(folder_wanted_);
     }
-    struct stat st;
-    if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    if (S_ISREG(st.st_mode)) return true;
-    if (!S_ISLNK(st.st_mode)) return false;
-    // A link counts when its target lies inside the library, judged by its
-    // text and then looked up beneath the root: never followed as root.
-    return LinkedFileBeneath(root_fd_.get(), {root_path_, real_root_}, folder_fd_.get(),
-                             folder_ == "." ? std::string_view() : std::string_view(folder_),
-                             name_, &st);
+    return true;
   }
 
- private:
+  // The root's names, as its links' texts may name it.
+  RootNames Names() const { return {root_path_, real_root_}; }
+  // The located file's folder below the root ("" for the root itself).
+  std::string_view Folder() const {
+    return folder_ == "." ? std::string_view() : std::string_view(folder_);
+  }
+
   // The root of the library whose files info's path names, or null.
   const std::string* RootOf(int library, std::string_view path) {
     if (!roots_) {
@@ -162,5 +200,7 @@ void SetLibraryRoots(const LibraryRoots& roots) { Files().SetRoots(roots); }
 bool LocateSongFile(const MediaInfo& info) { return Files().Locate(info); }
 
 bool LocatedSongFileExists() { return Files().Exists(); }
+
+int OpenLocatedSongFile() { return Files().Open(); }
 
 }  // namespace cantora
