@@ -5,64 +5,31 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/cgi/http_validators.h"
 #include "platform/config/config.h"
 
 namespace cantora {
-namespace {
 
-std::string EntityTag(const struct stat& st) {
-  char tag[96];
-  std::snprintf(tag, sizeof tag, "\"%llx-%llx-%llx\"", static_cast<unsigned long long>(st.st_ino),
-                static_cast<unsigned long long>(st.st_size),
-                static_cast<unsigned long long>(st.st_mtim.tv_sec) * 1000000000ull +
-                    static_cast<unsigned long long>(st.st_mtim.tv_nsec));
-  return tag;
-}
-
-// True when the If-None-Match list names tag, weakly compared, or is "*".
-bool TagListMatches(const char* list, const std::string& tag) {
-  std::string text = list;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find(',', start);
-    if (end == std::string::npos) end = text.size();
-    std::string item = text.substr(start, end - start);
-    size_t b = item.find_first_not_of(" \t"), e = item.find_last_not_of(" \t");
-    item = b == std::string::npos ? "" : item.substr(b, e - b + 1);
-    if (item.compare(0, 2, "W/") == 0) item.erase(0, 2);
-    if (item == "*" || item == tag) return true;
-    start = end + 1;
-  }
-  return false;
-}
-
-bool NotModified(const HTTPFileOutputer::Conditions& c, const struct stat& st,
-                 const std::string& tag) {
-  if (c.if_none_match != nullptr) return TagListMatches(c.if_none_match, tag);
-  if (c.if_modified_since == nullptr) return false;
-  time_t since = ParseHttpDate(c.if_modified_since);
-  return since != -1 && st.st_mtim.tv_sec <= since;
-}
-
-bool CopyBody(int fd, FILE* out, off_t size) {
+bool CopyFileBytes(int fd, off_t offset, off_t length, FILE* out) {
   std::fflush(out);
-  off_t offset = 0;
+  const off_t end = offset + length;
   if (out == stdout) {
-    while (offset < size) {
-      ssize_t n = sendfile(fileno(out), fd, &offset, static_cast<size_t>(size - offset));
+    while (offset < end) {
+      ssize_t n = sendfile(fileno(out), fd, &offset, static_cast<size_t>(end - offset));
       if (n < 0 && errno == EINTR) continue;
       if (n <= 0) break;
     }
-    if (offset == size) return true;
-    if (lseek(fd, offset, SEEK_SET) < 0) return false;
+    if (offset == end) return true;
   }
   char buffer[1 << 16];
-  while (offset < size) {
-    ssize_t n = read(fd, buffer, sizeof buffer);
+  while (offset < end) {
+    size_t want = static_cast<size_t>(std::min<off_t>(end - offset, sizeof buffer));
+    ssize_t n = pread(fd, buffer, want, offset);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return false;
     if (std::fwrite(buffer, 1, static_cast<size_t>(n), out) != static_cast<size_t>(n)) return false;
@@ -70,8 +37,6 @@ bool CopyBody(int fd, FILE* out, off_t size) {
   }
   return std::fflush(out) == 0;
 }
-
-}  // namespace
 
 const char* ContentTypeOfBytes(const unsigned char* h, size_t n) {
   if (n >= 3 && h[0] == 0xFF && h[1] == 0xD8 && h[2] == 0xFF) return "image/jpeg";
@@ -129,7 +94,7 @@ int HTTPFileOutputer::OutputTo(FILE* out, const char* path, const char* content_
                          : cantora::ContentTypeOfBytes(head, static_cast<size_t>(head_length));
   const char* cache_control = "Cache-Control: private, max-age=86400\r\n";
   int result = 0;
-  if (cantora::NotModified(conditions, st, tag)) {
+  if (cantora::NotModified(conditions.if_none_match, conditions.if_modified_since, st, tag)) {
     std::fprintf(out, "Status: 304 Not Modified\r\nETag: %s\r\nLast-Modified: %s\r\n%s\r\n",
                  tag.c_str(), modified.c_str(), cache_control);
     std::fflush(out);
@@ -144,7 +109,7 @@ int HTTPFileOutputer::OutputTo(FILE* out, const char* path, const char* content_
                  "%s\r\n",
                  type, static_cast<long long>(st.st_size), tag.c_str(), modified.c_str(),
                  cache_control);
-    if (!cantora::CopyBody(fd, out, st.st_size)) result = -1;
+    if (!cantora::CopyFileBytes(fd, 0, st.st_size, out)) result = -1;
   }
   close(fd);
   return result;

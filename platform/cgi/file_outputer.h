@@ -16,6 +16,8 @@
 #ifndef CANTORA_PLATFORM_CGI_FILE_OUTPUTER_H
 #define CANTORA_PLATFORM_CGI_FILE_OUTPUTER_H
 
+#include <sys/types.h>
+
 #include <cstdio>
 #include <ctime>
 #include <string>
@@ -39,6 +41,10 @@ class HTTPFileOutputer {
 };
 
 namespace cantora {
+
+// Copies length bytes of fd from offset to out (sendfile when out is stdout,
+// else read and write). False when the file ended early or out failed.
+bool CopyFileBytes(int fd, off_t offset, off_t length, FILE* out);
 
 // The MIME type of a file from its first bytes.
 const char* ContentTypeOfBytes(const unsigned char* head, size_t length);

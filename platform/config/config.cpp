@@ -48,6 +48,7 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
       {"shoutcast_tune_url", &Config::shoutcast_tune_url},
       {"lyrics_folder", &Config::lyrics_folder},
       {"lyrics_url", &Config::lyrics_url},
+      {"ffmpeg", &Config::ffmpeg},
   };
   static const Number numbers[] = {
       {"session_lifetime", &Config::session_lifetime},
@@ -60,6 +61,9 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
       {"lyrics_max_bytes", &Config::lyrics_max_bytes},
       {"cover_size", &Config::cover_size},
       {"x_sendfile", &Config::x_sendfile},
+      {"transcode_slots", &Config::transcode_slots},
+      {"transcode_bitrate", &Config::transcode_bitrate},
+      {"transcode_max_bitrate", &Config::transcode_max_bitrate},
   };
   for (const Text& t : texts)
     if (key == t.key) { c->*t.field = value; return true; }

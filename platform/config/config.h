@@ -55,6 +55,13 @@ struct Config {
   // Non-zero when the web server takes "X-Sendfile" from the CGIs (lighttpd's
   // cgi.x-sendfile): files are then handed over by path instead of copied.
   long x_sendfile = 0;
+  // The stream CGI's transcoder: the program (run without a shell), how many
+  // may run at once on the machine, the bitrate of a transcode nobody chose
+  // one for and the largest one a client may ask, in kbit/s.
+  std::string ffmpeg = "/usr/bin/ffmpeg";
+  long transcode_slots = 4;
+  long transcode_bitrate = 192;
+  long transcode_max_bitrate = 320;
 };
 
 // Parses the file at path into *out (defaults for absent keys).

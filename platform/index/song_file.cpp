@@ -6,8 +6,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -20,7 +22,7 @@ namespace {
 
 int OpenBeneath(int root, const char* path, int flags) {
   open_how how{};
-  how.flags = static_cast<uint64_t>(flags | O_PATH | O_CLOEXEC);
+  how.flags = static_cast<uint64_t>(flags | O_CLOEXEC);
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
   return static_cast<int>(syscall(SYS_openat2, root, path, &how, sizeof how));
 }
@@ -36,6 +38,11 @@ class Fd {
     fd_ = fd;
   }
   int get() const { return fd_; }
+  int Release() {
+    int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
 
  private:
   int fd_ = -1;
@@ -100,6 +107,42 @@ class SongFiles {
   }
 
   bool Exists() {
+    if (!OpenFolder()) return false;
+    struct stat st;
+    if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (S_ISREG(st.st_mode)) return true;
+    if (!S_ISLNK(st.st_mode)) return false;
+    std::string target;
+    return LinkTargetInside(&target) && stat(target.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+  }
+
+  int Open() {
+    if (!OpenFolder()) return -1;
+    Fd file;
+    file.Reset(OpenBeneath(folder_fd_.get(), name_, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
+    if (file.get() < 0 && errno == ELOOP) {
+      // A link as the last component: followed when its target lies inside,
+      // then opened beneath the root by its path inside, so that a link
+      // swapped in meanwhile cannot lead out either.
+      std::string target;
+      if (!LinkTargetInside(&target)) return -1;
+      std::string inside = target.substr(real_root_.size());
+      inside.erase(0, inside.find_first_not_of('/'));
+      if (inside.empty()) return -1;
+      file.Reset(OpenBeneath(root_fd_.get(), inside.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
+    }
+    struct stat st;
+    if (file.get() < 0 || fstat(file.get(), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+    // Reads block as usual from here on; O_NONBLOCK only kept a FIFO from
+    // holding the open.
+    int flags = fcntl(file.get(), F_GETFL);
+    if (flags < 0 || fcntl(file.get(), F_SETFL, flags & ~O_NONBLOCK) != 0) return -1;
+    return file.Release();
+  }
+
+ private:
+  // The folder of the located file, held open beneath its root.
+  bool OpenFolder() {
     if (!located_) return false;
     if (root_fd_.get() < 0) {
       // A root that is itself a link is not followed: a personal folder
@@ -111,23 +154,25 @@ class SongFiles {
     }
     if (folder_fd_.get() < 0 || folder_ != folder_wanted_) {
       folder_.clear();
-      folder_fd_.Reset(OpenBeneath(root_fd_.get(), std::string(folder_wanted_).c_str(), O_DIRECTORY));
+      folder_fd_.Reset(OpenBeneath(root_fd_.get(), std::string(folder_wanted_).c_str(), O_PATH | O_DIRECTORY));
       if (folder_fd_.get() < 0) return false;
       folder_ = std::string(folder_wanted_);
     }
-    struct stat st;
-    if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    if (S_ISREG(st.st_mode)) return true;
-    if (!S_ISLNK(st.st_mode)) return false;
-    // A link counts when its target lies inside the library.
-    char target[PATH_MAX];
-    std::string path = root_path_ + "/" + std::string(rel_);
-    return !real_root_.empty() && realpath(path.c_str(), target) != nullptr &&
-           IsSameOrBelow(target, real_root_) &&
-           stat(target, &st) == 0 && S_ISREG(st.st_mode);
+    return true;
   }
 
- private:
+  // A link counts when its target lies inside the library: *target is then
+  // its real path, below real_root_.
+  bool LinkTargetInside(std::string* target) {
+    char real[PATH_MAX];
+    std::string path = root_path_ + "/" + std::string(rel_);
+    if (real_root_.empty() || realpath(path.c_str(), real) == nullptr ||
+        !IsSameOrBelow(real, real_root_) || real_root_.size() >= std::strlen(real))
+      return false;
+    *target = real;
+    return true;
+  }
+
   // The root of the library whose files info's path names, or null.
   const std::string* RootOf(int library, std::string_view path) {
     if (!roots_) {
@@ -172,5 +217,7 @@ void SetLibraryRoots(const LibraryRoots& roots) { Files().SetRoots(roots); }
 bool LocateSongFile(const MediaInfo& info) { return Files().Locate(info); }
 
 bool LocatedSongFileExists() { return Files().Exists(); }
+
+int OpenLocatedSongFile() { return Files().Open(); }
 
 }  // namespace cantora

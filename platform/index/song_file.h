@@ -41,6 +41,14 @@ bool LocateSongFile(const MediaInfo& info);
 // privileges that reading the libraries needs (under IF_RUN_AS).
 bool LocatedSongFileExists();
 
+// Opens the file last located for reading (O_RDONLY, close-on-exec), by the
+// same confinement as LocatedSongFileExists: looked up beneath its library's
+// root, a link followed only when its target lies inside the library, and
+// only a regular file. -1 when any of that fails. Made with the privileges
+// that reading the libraries needs (under IF_RUN_AS); the descriptor then
+// reads the file whatever ids are in force later.
+int OpenLocatedSongFile();
+
 }  // namespace cantora
 
 #endif
