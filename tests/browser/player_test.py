@@ -2,7 +2,7 @@
 instance served by lighttpd on 127.0.0.1.
 
 Usage: player_test.py BUILD_DIR   (screenshots land in BUILD_DIR/screenshots)
-The steps run in order (test_01 ... test_12), one browser for all of them,
+The steps run in order (test_01 ... test_14), one browser for all of them,
 as a person would go through the player."""
 import os
 import sys
@@ -212,7 +212,22 @@ class PlayerTest(unittest.TestCase):
         link.click()
         self.browser.wait(lambda d: len(d.find_elements(By.CSS_SELECTOR, 'li.song')) >= 8, 10, 'its songs')
 
-    def test_11_every_control_is_named(self):
+    def test_11_folders_and_radio(self):
+        Select(self.d.find_element(By.ID, 'library')).select_by_value('all')
+        self.go('#/folders')
+        home = self.browser.wait(lambda d: d.find_elements(By.CSS_SELECTOR, 'a[aria-label="Folder demo (home)"]'),
+                                 15, 'the personal root in the "all" view')[0]
+        self.shot('folders')
+        home.click()
+        self.browser.wait(lambda d: d.find_elements(By.CSS_SELECTOR, 'a[aria-label="Folder Home Recordings"]'),
+                          15, 'a folder of the personal library')
+        Select(self.d.find_element(By.ID, 'library')).select_by_value('shared')
+        self.go('#/radio?id=inetradio_favorite')
+        stations = self.browser.wait(lambda d: d.find_elements(By.CSS_SELECTOR, 'li.song .song-main'), 15, 'stations')
+        self.assertTrue(stations[0].get_attribute('aria-label').startswith('Play station '))
+        self.shot('radio')
+
+    def test_12_every_control_is_named(self):
         unnamed = self.browser.js("""
           return [...document.querySelectorAll('button, a[href], input, select')]
             .filter((e) => e.offsetParent !== null || e.id === 'audio')
@@ -220,7 +235,7 @@ class PlayerTest(unittest.TestCase):
             .map((e) => e.outerHTML.slice(0, 80));""")
         self.assertEqual(unnamed, [])
 
-    def test_12_phone_screen(self):
+    def test_13_phone_screen(self):
         self.browser.viewport(360, 740, mobile=True)
         try:
             for hash_, shot in [('#/albums', 'phone-albums'), (f'#/album?name={ALBUM.replace(" ", "%20")}', 'phone-album'),
@@ -239,7 +254,7 @@ class PlayerTest(unittest.TestCase):
         finally:
             self.d.execute_cdp_cmd('Emulation.clearDeviceMetricsOverride', {})
 
-    def test_13_sign_out(self):
+    def test_14_sign_out(self):
         self.d.find_element(By.ID, 'signout').click()
         self.browser.wait(lambda d: d.find_element(By.ID, 'signin').is_displayed(), 10, 'the sign-in form')
         self.d.refresh()

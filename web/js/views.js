@@ -95,9 +95,11 @@ export class Views {
   }
 
   markPlaying() {
+    // The queue marks its playing entry by position (a song may be queued twice).
+    if (this.route === 'queue') return;
     const id = this.player.current ? this.player.current.id : null;
     for (const row of this.root.querySelectorAll('li.song')) {
-      const on = id !== null && row.dataset.id === id && this.route !== 'queue';
+      const on = id !== null && row.dataset.id === id;
       row.classList.toggle('playing', on);
     }
   }
@@ -142,12 +144,17 @@ export class Views {
               this.albumGrid(names));
   }
 
-  async artists() {
-    const signal = this.begin('artists', 'Artists');
-    const answer = await this.ask({ action: 'artist_enum', library: this.library }, signal);
+  artists() { return this.facet('artists', 'artist_enum', 'Artists', 'artist'); }
+  genres() { return this.facet('genres', 'genre_enum', 'Genres', 'genre'); }
+
+  // The names of one facet of the library, each a link to its screen.
+  async facet(route, action, title, what) {
+    const signal = this.begin(route, title);
+    const answer = await this.ask({ action, library: this.library }, signal);
     const names = (answer.items || []).map((i) => i.name);
-    this.show(this.heading('Artists', count(names.length, 'artist')),
-              this.nameList(names, (n) => `#/artist?${new URLSearchParams({ name: n })}`, 'Artist'));
+    const label = what[0].toUpperCase() + what.slice(1);
+    this.show(this.heading(title, count(names.length, what)),
+              this.nameList(names, (n) => `#/${what}?${new URLSearchParams({ name: n })}`, label));
   }
 
   nameList(names, href, what) {
@@ -157,34 +164,21 @@ export class Views {
                     h('span', { text: n || 'Unknown' })))));
   }
 
-  async artist(name) {
-    const signal = this.begin('artist', name);
-    const answer = await this.ask({ action: 'album_enum', library: this.library, artist_name: name }, signal);
-    const songsAnswer = await this.ask({ action: 'song_enum', library: this.library, artist_name: name }, signal);
+  artist(name) { return this.albumsOf('artist', 'artist_name', name, 'Unknown artist', `all songs of ${name}`); }
+  genre(name) { return this.albumsOf('genre', 'genre_name', name, 'Unknown genre', `the genre ${name}`); }
+
+  // The albums of an artist or a genre, and all its songs for the buttons.
+  async albumsOf(route, key, name, unknown, label) {
+    const signal = this.begin(route, name);
+    const [answer, songsAnswer] = await Promise.all([
+      this.ask({ action: 'album_enum', library: this.library, [key]: name }, signal),
+      this.ask({ action: 'song_enum', library: this.library, [key]: name }, signal)]);
     const albums = (answer.items || []).map((i) => i.name);
     const songs = (songsAnswer.items || []).map(toSong);
-    this.show(this.heading(name || 'Unknown artist', `${count(albums.length, 'album')} · ${count(songs.length, 'song')}`,
-                           this.songActions(songs, `all songs of ${name}`)),
-              this.albumGrid(albums, { artist: name }));
-  }
-
-  async genres() {
-    const signal = this.begin('genres', 'Genres');
-    const answer = await this.ask({ action: 'genre_enum', library: this.library }, signal);
-    const names = (answer.items || []).map((i) => i.name);
-    this.show(this.heading('Genres', count(names.length, 'genre')),
-              this.nameList(names, (n) => `#/genre?${new URLSearchParams({ name: n })}`, 'Genre'));
-  }
-
-  async genre(name) {
-    const signal = this.begin('genre', name);
-    const answer = await this.ask({ action: 'album_enum', library: this.library, genre_name: name }, signal);
-    const songsAnswer = await this.ask({ action: 'song_enum', library: this.library, genre_name: name }, signal);
-    const albums = (answer.items || []).map((i) => i.name);
-    const songs = (songsAnswer.items || []).map(toSong);
-    this.show(this.heading(name || 'Unknown genre', `${count(albums.length, 'album')} · ${count(songs.length, 'song')}`,
-                           this.songActions(songs, `the genre ${name}`)),
-              this.albumGrid(albums, { genre: name }));
+    const filter = key === 'artist_name' ? { artist: name } : { genre: name };
+    this.show(this.heading(name || unknown, `${count(albums.length, 'album')} · ${count(songs.length, 'song')}`,
+                           this.songActions(songs, label)),
+              this.albumGrid(albums, filter));
   }
 
   async album(name, artist, genre) {
@@ -210,8 +204,9 @@ export class Views {
     const folders = items.filter((i) => i.folder === true);
     const songs = items.filter((i) => i.folder !== true).map(toSong);
     const title = this.settings.folderTitle(id);
+    const art = id ? cover(coverOfFolder(id), `Cover of ${title}`, 'cover big') : null;
     const nodes = [this.heading(title || 'Folders', `${count(folders.length, 'folder')} · ${count(songs.length, 'song')}`,
-                                this.songActions(songs, `the songs of ${title || 'this folder'}`))];
+                                this.songActions(songs, `the songs of ${title || 'this folder'}`), art)];
     if (folders.length) {
       nodes.push(h('ul', { class: 'grid folders', 'aria-label': 'Folders' }, folders.map((f) => {
         const q = new URLSearchParams({ id: f.id });
@@ -288,7 +283,10 @@ export class Views {
     songs.push(...(answer.items || []).map(toSong));
     const list = h('div');
     const more = h('button', { type: 'button', class: 'ghost more', 'aria-label': 'Load more songs' }, 'Load more');
-    const head = this.heading(name, count(songs.length, 'song'), this.songActions(songs, `playlist ${name}`));
+    // A playlist shows the cover of its first song.
+    const art = songs.length && !songs[0].id.startsWith('PLSID')
+      ? cover(coverOfSong(songs[0].id), `Cover of ${name}`, 'cover big') : null;
+    const head = this.heading(name, count(songs.length, 'song'), this.songActions(songs, `playlist ${name}`), art);
     const draw = () => {
       clear(list).append(this.songList(songs));
       head.querySelector('p').textContent = count(songs.length, 'song');
@@ -380,4 +378,3 @@ export class Views {
   }
 }
 
-export { coverOfSong };
