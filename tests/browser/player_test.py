@@ -51,6 +51,8 @@ class PlayerTest(unittest.TestCase):
     # ---- helpers ----
 
     def shot(self, name):
+        self.browser.js('document.getElementById("toast").classList.remove("show")')
+        time.sleep(0.25)
         self.d.save_screenshot(os.path.join(SHOTS, f'{name}.png'))
 
     def go(self, hash_):

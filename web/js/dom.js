@@ -47,9 +47,9 @@ export function formatTime(seconds) {
 // A cover that is fetched only when it scrolls near the screen (the
 // browser's own lazy loading) and gives way to a drawn placeholder when the
 // gateway has none (it answers 500).
-export function cover(src, label, cls = 'cover') {
+export function cover(src, label, cls = 'cover', placeholder = 'disc') {
   const box = h('div', { class: `${cls} placeholder`, role: 'img', 'aria-label': label || 'cover' },
-                icon('disc'));
+                icon(placeholder));
   if (src) {
     const img = h('img', { src, alt: '', loading: 'lazy', decoding: 'async' });
     img.addEventListener('load', () => { box.classList.remove('placeholder'); box.classList.add('loaded'); });

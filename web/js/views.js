@@ -22,6 +22,13 @@ export function toSong(item) {
   };
 }
 
+// A station's bit rate, given in bit/s (or kbit/s by older lists).
+function kbits(value) {
+  const n = Number(value);
+  if (!Number.isFinite(n) || n <= 0) return '';
+  return `${n >= 1000 ? Math.round(n / 1000) : n} kbit/s`;
+}
+
 export class Views {
   constructor(root, player, settings) {
     this.root = root;
@@ -213,7 +220,7 @@ export class Views {
         return h('li', { class: 'card' },
           h('a', { href: `#/folders?${q}`, class: 'card-link', 'aria-label': `Folder ${f.title}`,
                    onclick: () => this.settings.rememberFolder(f.id, f.title) },
-            cover(coverOfFolder(f.id), '', 'cover'),
+            cover(coverOfFolder(f.id), '', 'cover', 'folder'),
             h('span', { class: 'card-title', text: f.title })));
       })));
     }
@@ -312,7 +319,7 @@ export class Views {
     const items = answer.items || [];
     const stations = items.filter((i) => !i.is_container).map((i) => ({
       kind: 'radio', id: String(i.id), title: i.title || 'Station', artist: i.desc || 'Internet radio',
-      album: '', url: String(i.path || ''), duration: 0,
+      album: '', url: String(i.path || ''), duration: 0, bitrate: kbits(i.bitrate),
     }));
     const labels = { inetradio_sc: 'SHOUTcast', inetradio_userdefined: 'My stations', inetradio_favorite: 'Favourites' };
     const title = id ? (labels[id] || (id.startsWith('inetradio_genre_') ? id.slice(16) : 'Radio')) : 'Internet radio';
@@ -330,7 +337,7 @@ export class Views {
                         onclick: () => this.player.playList(stations, i) },
             h('span', { class: 'song-no muted' }, icon('radio')),
             h('span', { class: 'song-text' }, h('span', { class: 'song-title', text: s.title }),
-              h('span', { class: 'song-by muted', text: [s.artist, items[i] && items[i].bitrate ? `${items[i].bitrate}` : ''].filter(Boolean).join(' · ') })),
+              h('span', { class: 'song-by muted', text: [s.artist, s.bitrate].filter(Boolean).join(' · ') })),
             h('span', { class: 'song-len muted' }))))));
     }
     if (!containers.length && !stations.length) nodes.push(h('p', { class: 'empty muted', text: 'No stations.' }));
