@@ -33,6 +33,7 @@
 
 #include "bench/folder_lyrics.h"
 #include "bench/process_timer.h"
+#include "bench/stream_songs.h"
 #include "platform/lib/image/image.h"
 #include "tests/support/fixture.h"
 #include "tests/support/url_encode.h"
@@ -344,6 +345,63 @@ bool BenchCovers(const std::string& floor, const std::vector<std::string>& cgi,
   return Report(first, m, f) && ok;
 }
 
+// ---- Stream ----------------------------------------------------------------
+// stream.cgi, timed from its start to the first byte of the song: a song
+// sent as it is, a range at the start and near the end of a 100 MB file,
+// and transcodes, whose reader leaves at that byte. The peak memory is that
+// of a whole answer, the transcoder's included (the CGI reaps it).
+
+Measured MeasureFirstByte(const std::string& floor, const std::vector<std::string>& argv,
+                          const std::vector<std::string>& env, int runs, bool leave) {
+  Measured m;
+  m.ok = bench::TimeFirstBodyByte(argv, env, leave).ok;
+  std::vector<double> times;
+  for (int r = 0; r < runs; ++r) {
+    bench::Timing t = bench::TimeFirstBodyByte(argv, env, leave);
+    m.ok = m.ok && t.ok;
+    times.push_back(t.millis);
+  }
+  m.median = bench::Median(times);
+  m.peak_kb = PeakKb(floor, argv, env, &m.ok);
+  return m;
+}
+
+bool BenchStream(const std::string& floor, const std::string& bin, const std::string& session,
+                 const std::string& config, const std::string& instance, const std::string& music,
+                 const Options& o, double f) {
+  bench::StreamSongs songs;
+  std::string error;
+  if (!bench::AddStreamSongs(bin + "/cantora-admin", instance + "/data/cantora.db", music, &songs,
+                             &error))
+    Die(error);
+  struct Case {
+    Action action;
+    std::vector<std::string> extra;
+    bool leave;
+  };
+  const std::string near_end = std::to_string(songs.big_size - 65536);
+  const std::vector<Case> cases = {
+      {{"stream as it is", "id=" + songs.plain_id, Action::kFloorPlus, 3}, {}, false},
+      {{"stream 100 MB, range at start", "id=" + songs.big_id, Action::kFloorPlus, 3},
+       {"HTTP_RANGE=bytes=0-65535"}, false},
+      {{"stream 100 MB, range near end", "id=" + songs.big_id, Action::kFloorPlus, 3},
+       {"HTTP_RANGE=bytes=" + near_end + "-"}, false},
+      {{"stream transcoded (mp3 192)", "id=" + songs.transcode_id, Action::kAbsolute, 300}, {}, true},
+      {{"stream transcoded (opus 128)", "id=" + songs.transcode_id + "&format=opus&bitrate=128",
+        Action::kAbsolute, 300}, {}, true},
+      {{"stream transcoded, offset 150 s", "id=" + songs.transcode_id + "&offset=150",
+        Action::kAbsolute, 300}, {}, true},
+  };
+  std::printf("stream.cgi, run as root: start to the first byte of the song\n");
+  const std::vector<std::string> cgi = {bin + "/stream.cgi"};
+  bool ok = true;
+  for (const Case& c : cases) {
+    Measured m = MeasureFirstByte(floor, cgi, CgiEnvironment(c.action.query, session, config, c.extra),
+                                  o.runs, c.leave);
+    ok = Report(c.action, m, f) && ok;
+  }
+  return ok;
+}
 
 // ---- Playlists ----
 
@@ -625,6 +683,8 @@ int main(int argc, char** argv) {
   const std::vector<std::string> cgi = {bin + "/enumerate.cgi"};
   all_ok = BenchCovers(floor_program, cgi, session, config, instance, music, o, f) && all_ok;
   all_ok = TimePlaylistCreate(cgi, session, config, o.runs) && all_ok;
+  std::printf("\n");
+  all_ok = BenchStream(floor_program, bin, session, config, instance, music, o, f) && all_ok;
   RemoveCreatedPlaylists(admin);
   std::printf("\npeak memory target: < 64 MB per request (answers larger than that excepted)\n");
   if (!o.keep && !o.reuse)

@@ -33,7 +33,33 @@ struct Streams {
   std::string stdin_path = "/dev/null";
   bool keep_stderr = false;       // share this program's stderr
   std::string* errors = nullptr;  // else collect it here, or drop it
+  // When set, the time the first byte after the CGI header arrived is noted
+  // here; with leave, the output is not read further (a client that goes).
+  std::chrono::steady_clock::time_point* first_body_byte = nullptr;
+  bool leave = false;
 };
+
+// Reads the output until its end, or, when watching for the first byte of
+// the body and asked to leave, until that byte.
+void ReadOutput(int fd, std::string* into, const Streams& streams) {
+  if (streams.first_body_byte == nullptr) return ReadAll(fd, into);
+  std::string seen;
+  char buf[65536];
+  ssize_t n;
+  while ((n = read(fd, buf, sizeof buf)) > 0) {
+    seen.append(buf, static_cast<size_t>(n));
+    size_t header = seen.find("\r\n\r\n");
+    if (header != std::string::npos && seen.size() > header + 4) {
+      *streams.first_body_byte = std::chrono::steady_clock::now();
+      if (streams.leave) break;
+      ReadAll(fd, &seen);
+      fd = -1;
+      break;
+    }
+  }
+  if (fd >= 0) close(fd);
+  if (into) *into = std::move(seen);
+}
 
 // Spawns argv with stdout on a pipe; reads the output to its end (then the
 // collected stderr) and reaps the child. Returns the wait status, or -1.
@@ -65,7 +91,7 @@ int SpawnAndRead(const std::vector<std::string>& argv, char** envp, std::string*
     if (err[0] >= 0) close(err[0]);
     return -1;
   }
-  ReadAll(out[0], output);
+  ReadOutput(out[0], output, streams);
   if (err[0] >= 0) ReadAll(err[0], streams.errors);
   int status = 0;
   if (waitpid(pid, &status, 0) != pid) return -1;
@@ -85,6 +111,21 @@ Timing TimeProcess(const std::vector<std::string>& argv, const std::vector<std::
   t.millis =
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   t.ok = status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  return t;
+}
+
+Timing TimeFirstBodyByte(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                         bool leave) {
+  std::vector<char*> envp = Pointers(env);
+  Timing t;
+  auto start = std::chrono::steady_clock::now();
+  auto first = start;
+  Streams streams;
+  streams.first_body_byte = &first;
+  streams.leave = leave;
+  int status = SpawnAndRead(argv, envp.data(), &t.output, streams);
+  t.millis = std::chrono::duration<double, std::milli>(first - start).count();
+  t.ok = first != start && status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
   return t;
 }
 

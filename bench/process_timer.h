@@ -19,6 +19,14 @@ struct Timing {
 Timing TimeProcess(const std::vector<std::string>& argv, const std::vector<std::string>& env,
                    std::string* errors = nullptr);
 
+// Runs argv like TimeProcess, timed from the moment before it is started to
+// the first byte of its body (after the CGI header's blank line). With
+// leave, the output is closed at that byte, as by a client that goes, and
+// the program must still end by itself (status 0). output holds what was
+// read.
+Timing TimeFirstBodyByte(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                         bool leave);
+
 // Runs argv to completion with the current environment, stdin from the file
 // stdin_path (default /dev/null) and stderr shared with this program; stdout
 // is returned in *output when given. True when it exited with status 0.

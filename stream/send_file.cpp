@@ -3,46 +3,66 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "platform/cgi/byte_range.h"
 #include "platform/cgi/file_outputer.h"
 #include "platform/cgi/http_validators.h"
 #include "platform/config/config.h"
+#include "platform/text/utf8.h"
 #include "stream/stream_handler.h"
 
 namespace {
 
-// The path the web server may open the song by: the opened file's own path,
-// when the web server's user (the ids in force outside the guard) can open
-// it and the path fits in a header line. Empty otherwise: the CGI then sends
-// the bytes itself.
+// lighttpd percent-decodes the X-Sendfile path, and takes only UTF-8, so
+// every byte but the plainest is written as %XX ("100%41" stays itself).
+std::string PercentEncodedPath(const std::string& path) {
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (unsigned char c : path) {
+    if (std::isalnum(c) || std::strchr("/._-~", c) != nullptr) {
+      out.push_back(static_cast<char>(c));
+    } else {
+      out.push_back('%');
+      out.push_back(kHex[c >> 4]);
+      out.push_back(kHex[c & 15]);
+    }
+  }
+  return out;
+}
+
+// The path the web server may open the song by, as X-Sendfile gives it: the
+// opened file's own path, when the web server's user (the ids in force
+// outside the guard) can open it and the path is UTF-8. Empty otherwise:
+// the CGI then sends the bytes itself.
 std::string PathForWebServer(int fd) {
   std::string link = "/proc/self/fd/" + std::to_string(fd);
   char path[4096];
   ssize_t n = readlink(link.c_str(), path, sizeof path);
   if (n <= 0 || static_cast<size_t>(n) >= sizeof path || path[0] != '/') return "";
   std::string text(path, static_cast<size_t>(n));
-  if (text.find_first_of("\r\n") != std::string::npos) return "";
+  if (!TryUTF8ToUTF16(text.c_str())) return "";
   int probe = open(text.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (probe < 0) return "";
   struct stat a, b;
   bool same = fstat(probe, &a) == 0 && fstat(fd, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
   close(probe);
-  return same ? text : "";
+  return same ? PercentEncodedPath(text) : "";
 }
 
 }  // namespace
 
-void StreamHandler::SendAsItIs(int fd, const struct stat& st, const char* type) {
+void StreamHandler::SendAsItIs(int fd, const struct stat& st, const char* type, bool may_hand_over) {
   FILE* out = web_.Output();
   const std::string tag = cantora::EntityTag(st);
   const std::string modified = cantora::HttpDate(st.st_mtim.tv_sec);
   const std::string validators = "ETag: " + tag + "\r\nLast-Modified: " + modified +
                                  "\r\nCache-Control: private\r\n";
-  if (cantora::GetConfig().x_sendfile != 0) {
+  if (may_hand_over && cantora::GetConfig().x_sendfile != 0) {
     std::string path = PathForWebServer(fd);
     if (!path.empty()) {
       // The web server answers ranges and conditions itself.

@@ -58,7 +58,8 @@ void StreamHandler::Run() {
     BareStatus("400 Bad Request");
     return;
   }
-  FileCloser file{OpenSong(request, GetUserIdFromName(user.name))};
+  bool shared = false;
+  FileCloser file{OpenSong(request, GetUserIdFromName(user.name), &shared)};
   struct stat st;
   if (file.fd < 0 || fstat(file.fd, &st) != 0) {
     BareStatus("404 Not Found");
@@ -68,11 +69,14 @@ void StreamHandler::Run() {
   if (request.transcode || format.playable_type == nullptr) {
     Transcode(file.fd, request, format.name);
   } else {
-    SendAsItIs(file.fd, st, format.playable_type);
+    // Only the administrator's folders are handed over by path: a personal
+    // library's owner could swap a file for a link between the CGI's check
+    // and the web server's open.
+    SendAsItIs(file.fd, st, format.playable_type, shared);
   }
 }
 
-int StreamHandler::OpenSong(const cantora::StreamRequest& request, int uid) {
+int StreamHandler::OpenSong(const cantora::StreamRequest& request, int uid, bool* shared) {
   if (request.id <= 0 || uid < 0) return -1;
   // The id is a validated number; the scope keeps the lookup among the
   // shared songs, or among the user's own personal ones.
@@ -84,6 +88,7 @@ int StreamHandler::OpenSong(const cantora::StreamRequest& request, int uid) {
       song.head == nullptr) {
     return -1;
   }
+  *shared = song.head->library == 0;
   if (!cantora::LocateSongFile(*song.head)) {
     syslog(LOG_ERR, "%s:%d song %lld lies in no library", kStreamSource, __LINE__,
            static_cast<long long>(request.id));

@@ -27,10 +27,11 @@ class StreamHandler : public ServerFormHandler {
   void Run() override;
 
  private:
-  // The song's file, opened for reading; -1 (logged) when it is none of the
-  // user's, or gone.
-  int OpenSong(const cantora::StreamRequest& request, int uid);
-  void SendAsItIs(int fd, const struct stat& st, const char* type);
+  // The song's file, opened for reading, and in *shared whether it lies in
+  // a shared library; -1 (logged) when it is none of the user's, or gone.
+  int OpenSong(const cantora::StreamRequest& request, int uid, bool* shared);
+  // may_hand_over: the web server may be given the file's path (X-Sendfile).
+  void SendAsItIs(int fd, const struct stat& st, const char* type, bool may_hand_over);
   void Transcode(int fd, const cantora::StreamRequest& request, const char* source_name);
   // "Status: <status>" and any extra lines, then the blank line.
   void BareStatus(const char* status, const std::string& extra = "");

@@ -68,11 +68,19 @@ std::vector<std::string> Arguments(const cantora::StreamRequest& request, const 
   return args;
 }
 
-// Writes all of data to fd; false when the reader is gone.
+// Set when the web server asks the CGI to end (lighttpd sends SIGTERM when
+// its client has gone): the transcoder is then killed and reaped here,
+// rather than left to its parent-death signal and to whoever adopts it.
+volatile sig_atomic_t asked_to_end = 0;
+
+void OnTerminate(int) { asked_to_end = 1; }
+
+// Writes all of data to fd; false when the reader is gone or the CGI is
+// asked to end.
 bool WriteAll(int fd, const char* data, size_t size) {
   while (size > 0) {
     ssize_t n = write(fd, data, size);
-    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && errno == EINTR && !asked_to_end) continue;
     if (n <= 0) return false;
     data += n;
     size -= static_cast<size_t>(n);
@@ -81,10 +89,11 @@ bool WriteAll(int fd, const char* data, size_t size) {
 }
 
 ssize_t ReadSome(int fd, char* buffer, size_t size) {
-  while (true) {
+  while (!asked_to_end) {
     ssize_t n = read(fd, buffer, size);
     if (n >= 0 || errno != EINTR) return n;
   }
+  return -1;
 }
 
 }  // namespace
@@ -108,8 +117,13 @@ void StreamHandler::Transcode(int fd, const cantora::StreamRequest& request, con
     return;
   }
   // A client that leaves makes the next write fail instead of killing us
-  // before the transcoder is ended.
+  // before the transcoder is ended; so does the web server's SIGTERM, which
+  // interrupts a blocked read or write (no SA_RESTART).
   signal(SIGPIPE, SIG_IGN);
+  struct sigaction terminate {};
+  terminate.sa_handler = OnTerminate;
+  sigemptyset(&terminate.sa_mask);
+  sigaction(SIGTERM, &terminate, nullptr);
   cantora::StreamingChild ffmpeg;
   if (!ffmpeg.Start(config.ffmpeg, Arguments(request, output, InputOf(fd)), fd, kStreamSource)) {
     BareStatus("500 Internal Server Error");
@@ -119,6 +133,7 @@ void StreamHandler::Transcode(int fd, const cantora::StreamRequest& request, con
   // The header goes with the first bytes, so that a song ffmpeg cannot read
   // still gets a status that says so.
   ssize_t n = ReadSome(ffmpeg.output(), buffer, sizeof buffer);
+  if (asked_to_end) return;  // the child is killed and reaped on the way out
   if (n <= 0) {
     int status = ffmpeg.Wait();
     syslog(LOG_ERR, "%s:%d transcoding a %s file gave nothing (ffmpeg status %d)", kStreamSource,
@@ -135,6 +150,10 @@ void StreamHandler::Transcode(int fd, const cantora::StreamRequest& request, con
       return;
     }
     n = ReadSome(ffmpeg.output(), buffer, sizeof buffer);
+  }
+  if (asked_to_end) {
+    ffmpeg.Kill();
+    return;
   }
   ffmpeg.Wait();
 }

@@ -8,9 +8,11 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -211,17 +213,20 @@ std::string Instance::NewSession(const std::string& name) const {
   return r.out.substr(0, r.out.find('\n'));
 }
 
-std::string InstallGatewayCopy(const Instance& instance, bool setuid) {
+std::string InstallGatewayCopy(const Instance& instance, bool setuid, const std::string& program) {
   std::string dir = instance.Path(setuid ? "cgi-suid" : "cgi-plain");
   mkdir(dir.c_str(), 0755);
-  std::string path = dir + "/enumerate.cgi";
-  Run({"/bin/cp", Bin("enumerate.cgi"), path});
+  std::string path = dir + "/" + program;
+  Run({"/bin/cp", Bin(program), path});
   if (chown(path.c_str(), 0, 0) != 0 || chmod(path.c_str(), setuid ? 04755 : 0755) != 0)
     throw std::runtime_error("cannot install " + path);
   return path;
 }
 
-CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
+namespace {
+
+// The environment a web server gives the CGI for request.
+std::vector<std::string> CgiEnvironment(const Instance& instance, const CgiRequest& request) {
   std::map<std::string, std::string> vars = {
       {"GATEWAY_INTERFACE", "CGI/1.1"},
       {"SERVER_PROTOCOL", "HTTP/1.1"},
@@ -241,8 +246,18 @@ CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
   for (const auto& kv : request.env) vars[kv.first] = kv.second;
   std::vector<std::string> env = BaseEnvironment();
   for (const auto& kv : vars) env.push_back(kv.first + "=" + kv.second);
+  return env;
+}
 
-  std::string program = request.program[0] == '/' ? request.program : Bin(request.program);
+std::string ProgramOf(const CgiRequest& request) {
+  return request.program[0] == '/' ? request.program : Bin(request.program);
+}
+
+}  // namespace
+
+CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
+  std::vector<std::string> env = CgiEnvironment(instance, request);
+  std::string program = ProgramOf(request);
   LogCapture capture;
   CgiResult result;
   std::string err;
@@ -270,6 +285,63 @@ CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
     result.has_json = Json::parseFromStream(builder, body, &result.json, &errors);
   }
   return result;
+}
+
+LiveCgi StartCgi(const Instance& instance, const CgiRequest& request) {
+  std::vector<std::string> env = CgiEnvironment(instance, request);
+  std::string program = ProgramOf(request);
+  int fds[2];
+  if (pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+  LiveCgi cgi;
+  cgi.pid = fork();
+  if (cgi.pid == 0) {
+    int in = open("/dev/null", O_RDONLY);
+    if (in < 0 || dup2(in, 0) < 0 || dup2(fds[1], 1) < 0) _exit(126);
+    if (!request.run_as.empty() && !BecomeUser(request.run_as)) _exit(126);
+    std::vector<char*> envp;
+    for (const std::string& v : env) envp.push_back(const_cast<char*>(v.c_str()));
+    envp.push_back(nullptr);
+    char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
+    execve(argv[0], argv, envp.data());
+    _exit(127);
+  }
+  close(fds[1]);
+  if (cgi.pid < 0) {
+    close(fds[0]);
+    throw std::runtime_error("fork failed");
+  }
+  cgi.out = fds[0];
+  return cgi;
+}
+
+std::string ReadCgiHeader(const LiveCgi& cgi) {
+  std::string text;
+  char c;
+  while (text.size() < 4 || text.compare(text.size() - 4, 4, "\r\n\r\n") != 0) {
+    ssize_t n = read(cgi.out, &c, 1);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    text.push_back(c);
+  }
+  return text;
+}
+
+int FinishCgi(LiveCgi* cgi, int timeout_ms) {
+  if (cgi->out >= 0) close(cgi->out);
+  cgi->out = -1;
+  int status = 0;
+  for (int waited = 0; waited <= timeout_ms; waited += 10) {
+    pid_t done = waitpid(cgi->pid, &status, WNOHANG);
+    if (done == cgi->pid) {
+      cgi->pid = -1;
+      return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    usleep(10000);
+  }
+  kill(cgi->pid, SIGKILL);
+  waitpid(cgi->pid, &status, 0);
+  cgi->pid = -1;
+  return -1;
 }
 
 CgiResult Enumerate(const Instance& instance, const std::string& session, const std::string& query) {

@@ -9,6 +9,7 @@
 #define CANTORA_TESTS_SUPPORT_HARNESS_H
 
 #include <json/json.h>
+#include <sys/types.h>
 #include <syslog.h>
 
 #include <map>
@@ -88,13 +89,29 @@ struct CgiResult {
   std::vector<LogLine> log;            // syslog lines, in order
 };
 
-// A copy of enumerate.cgi in a folder of the instance that a web user can
-// reach, owned by root, with the setuid bit when asked: the gateway as it
-// is installed on a box. Returns its path.
-std::string InstallGatewayCopy(const Instance& instance, bool setuid);
+// A copy of a CGI (enumerate.cgi unless named) in a folder of the instance
+// that a web user can reach, owned by root, with the setuid bit when asked:
+// the gateway as it is installed on a box. Returns its path.
+std::string InstallGatewayCopy(const Instance& instance, bool setuid,
+                               const std::string& program = "enumerate.cgi");
 
 // Runs a CGI program of the instance.
 CgiResult RunCgi(const Instance& instance, const CgiRequest& request);
+
+// A CGI started and left running, its stdout a pipe the test reads at its
+// own pace: a client that reads slowly, or leaves early. Its stdin is empty;
+// syslog is not captured.
+struct LiveCgi {
+  pid_t pid = -1;
+  int out = -1;  // the read end of its stdout
+};
+LiveCgi StartCgi(const Instance& instance, const CgiRequest& request);
+// Reads from the live CGI until its header's blank line (or its end), and
+// returns what was read.
+std::string ReadCgiHeader(const LiveCgi& cgi);
+// Waits up to timeout_ms for the program to end (then kills it); its exit
+// status, or 128 + signal, or -1 when it had to be killed. Closes out.
+int FinishCgi(LiveCgi* cgi, int timeout_ms);
 
 // Shorthand: GET enumerate.cgi?<query> with a session.
 CgiResult Enumerate(const Instance& instance, const std::string& session, const std::string& query);
