@@ -38,8 +38,13 @@ bool StationsFromDirectoryAnswer(const std::string& body, const std::string& tun
   std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value answer;
   std::string problem;
-  if (body.empty() ||
-      !reader->parse(body.data(), body.data() + body.size(), &answer, &problem)) {
+  bool parsed = false;
+  try {
+    parsed = !body.empty() && reader->parse(body.data(), body.data() + body.size(), &answer, &problem);
+  } catch (const Json::Exception&) {
+    // Nesting past the parser's depth limit throws: malformed all the same.
+  }
+  if (!parsed) {
     *error = "malformed directory answer";
     return false;
   }

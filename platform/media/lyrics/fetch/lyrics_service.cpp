@@ -34,7 +34,13 @@ ServiceAnswer ReadServiceAnswer(long status, const std::string& body, std::strin
   Json::CharReaderBuilder builder;
   std::string parse_error;
   std::istringstream in(body);
-  if (!Json::parseFromStream(builder, in, &answer, &parse_error) || !answer.isObject()) {
+  bool parsed = false;
+  try {
+    parsed = Json::parseFromStream(builder, in, &answer, &parse_error);
+  } catch (const Json::Exception&) {
+    // Nesting past the parser's depth limit throws: unparsable all the same.
+  }
+  if (!parsed || !answer.isObject()) {
     *error = "the lyrics service's answer is not a JSON object";
     return ServiceAnswer::kFailed;
   }
