@@ -16,8 +16,6 @@ namespace {
 constexpr const char kOkHead[] =
     "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n";
 
-void SleepOneSecond() { sleep(1); }
-
 // Sends piece again and again until the peer goes.
 void SendForever(int fd, const std::string& piece) {
   while (SendAll(fd, piece)) {
@@ -28,7 +26,7 @@ void SendForever(int fd, const std::string& piece) {
 void Drip(int fd, const std::string& text) {
   for (char c : text) {
     if (!SendAll(fd, std::string(1, c))) return;
-    SleepOneSecond();
+    sleep(1);
   }
 }
 
