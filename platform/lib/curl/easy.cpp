@@ -111,8 +111,8 @@ bool Easy::Perform(const Request& request, Response* response, std::string* erro
     return false;
   }
   // One deadline for the whole exchange, redirects included.
-  const auto deadline = std::chrono::steady_clock::now() +
-                        std::chrono::seconds(std::max(1L, request.timeout_seconds));
+  const long timeout_seconds = std::max(1L, request.timeout_seconds);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeout_seconds);
   std::string url = request.url;
   bool post = request.post;
   for (int redirects = 0;; ++redirects) {
@@ -120,7 +120,7 @@ bool Easy::Perform(const Request& request, Response* response, std::string* erro
                                                deadline - std::chrono::steady_clock::now())
                                                .count());
     if (left_ms <= 0) {
-      *error = "Operation timed out after " + std::to_string(request.timeout_seconds) + " s";
+      *error = "Operation timed out after " + std::to_string(timeout_seconds) + " s";
       return false;
     }
     if (!PerformOne(request, url, post, left_ms, response, error)) return false;
