@@ -14,32 +14,17 @@
 #ifndef CANTORA_TESTS_SUPPORT_RECORDED_SERVER_H
 #define CANTORA_TESTS_SUPPORT_RECORDED_SERVER_H
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
 
+#include "tests/support/local_http.h"
+
 namespace testserver {
 
-class RecordedServer {
+// ok(), port(), Url(path) and Requests() are ServerProcess's.
+class RecordedServer : public ServerProcess {
  public:
   explicit RecordedServer(const std::string& folder, int slow_seconds = 5);
-  ~RecordedServer();
-  RecordedServer(const RecordedServer&) = delete;
-  RecordedServer& operator=(const RecordedServer&) = delete;
-
-  // False when the server could not be started.
-  bool ok() const { return pid_ > 0; }
-  int port() const { return port_; }
-  // "http://127.0.0.1:<port><path>"; path starts with "/".
-  std::string Url(const std::string& path) const;
-  // The requests received so far, each its head and body as sent.
-  std::vector<std::string> Requests() const;
-
- private:
-  pid_t pid_ = -1;
-  int port_ = 0;
-  std::string log_dir_;
 };
 
 // A port on 127.0.0.1 that nothing listens on (bound, then released).

@@ -32,6 +32,15 @@ TEST(LyricsService, NoneAndFailures) {
   EXPECT_EQ(ServiceAnswer::kFailed, Read(200, "<html>", &lyrics));
 }
 
+TEST(LyricsService, NestingPastTheParsersLimitIsAFailure) {
+  std::string lyrics, error;
+  const std::string deep = std::string(5000, '[') + std::string(5000, ']');
+  EXPECT_EQ(ServiceAnswer::kFailed, ReadServiceAnswer(200, deep, &lyrics, &error));
+  EXPECT_EQ(ServiceAnswer::kFailed,
+            ReadServiceAnswer(200, "{\"plainLyrics\":" + deep + "}", &lyrics, &error));
+  EXPECT_NE(std::string::npos, error.find("not a JSON object")) << error;
+}
+
 TEST(PlainText, Utf8KeptLatin1ConvertedBomDropped) {
   EXPECT_EQ("caf\xC3\xA9", PlainTextToUtf8("caf\xC3\xA9"));
   EXPECT_EQ("caf\xC3\xA9", PlainTextToUtf8("caf\xE9"));

@@ -150,6 +150,10 @@ TEST(RadioDirectoryAnswer, ShapesOtherThanAListAreMalformed) {
   EXPECT_FALSE(cantora::StationsFromDirectoryAnswer("[1, 2]", "t=", &list, &error));
   EXPECT_FALSE(cantora::StationsFromDirectoryAnswer("[] trailing", "t=", &list, &error));
   EXPECT_FALSE(cantora::StationsFromDirectoryAnswer("", "t=", &list, &error));
+  // Nesting past the parser's depth limit is malformed, not an exception.
+  EXPECT_FALSE(cantora::StationsFromDirectoryAnswer(
+      std::string(5000, '[') + std::string(5000, ']'), "t=", &list, &error));
+  EXPECT_NE(error.find("malformed"), std::string::npos) << error;
   ASSERT_TRUE(cantora::StationsFromDirectoryAnswer(
       R"([{"ID": 7, "Name": "N", "Bitrate": 56.0}, {"ID": -1, "Name": "negative"},
           {"ID": 8, "Name": ""}, {"ID": "9x", "Name": "bad id"}])",

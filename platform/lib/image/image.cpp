@@ -39,7 +39,8 @@ void FitWithin(int w, int h, int max_side, int* out_w, int* out_h) {
 }
 
 bool AcceptableSize(int w, int h, std::string* error) {
-  if (w <= 0 || h <= 0 || w > kMaxSide || h > kMaxSide) {
+  if (w <= 0 || h <= 0 || w > kMaxSide || h > kMaxSide ||
+      static_cast<int64_t>(w) * h > kMaxPixels) {
     *error = "unacceptable image size " + std::to_string(w) + "x" + std::to_string(h);
     return false;
   }

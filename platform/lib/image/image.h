@@ -37,8 +37,19 @@ struct Pixels {
   bool HasTransparency() const;
 };
 
-// Images wider or taller than this are refused before decoding.
+// Images wider or taller than this, or of more pixels, are refused from
+// their header, before decoding: a cover needs no more, and some decoders
+// hold a whole picture (libwebp a lossless one, 4 bytes a pixel), so that a
+// file of a few bytes declaring a huge picture of one colour would otherwise
+// be a decompression bomb.
 constexpr int kMaxSide = 30000;
+constexpr int64_t kMaxPixels = int64_t{48} << 20;
+// A progressive JPEG is held whole (2 bytes a coefficient) until its last
+// scan; one that needs more memory than this to decode is refused before
+// it is allocated, and so is one of more scans than kMaxJpegScans (each
+// scan passes over the whole picture).
+constexpr long kMaxJpegMemory = 128L << 20;
+constexpr int kMaxJpegScans = 500;
 
 // The size of a w x h picture whose longest side is brought down to
 // max_side, keeping its proportions (at least 1 x 1); never enlarged.

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include <jpeglib.h>
+#include <jerror.h>
 
 #include <csetjmp>
 #include <memory>
@@ -24,7 +25,22 @@ struct ErrorManager {
 
 void ErrorExit(j_common_ptr cinfo) {
   auto* e = reinterpret_cast<ErrorManager*>(cinfo->err);
-  (*cinfo->err->format_message)(cinfo, e->message);
+  if (cinfo->err->msg_code == JERR_NO_BACKING_STORE) {
+    // The memory manager found the picture's arrays over max_memory_to_use.
+    std::snprintf(e->message, sizeof e->message, "needs more memory than %ld MiB to decode",
+                  kMaxJpegMemory >> 20);
+  } else {
+    (*cinfo->err->format_message)(cinfo, e->message);
+  }
+  longjmp(e->jump, 1);
+}
+
+// Called as the decoder goes, also at the start of each scan.
+void LimitScans(j_common_ptr cinfo) {
+  auto* d = reinterpret_cast<j_decompress_ptr>(cinfo);
+  if (d->input_scan_number <= kMaxJpegScans) return;
+  auto* e = reinterpret_cast<ErrorManager*>(cinfo->err);
+  std::snprintf(e->message, sizeof e->message, "more than %d scans", kMaxJpegScans);
   longjmp(e->jump, 1);
 }
 
@@ -65,6 +81,10 @@ bool DecodeJpeg(std::string_view bytes, int max_side, Pixels* out, int* w, int* 
     return false;
   }
   jpeg_create_decompress(&cinfo);
+  cinfo.mem->max_memory_to_use = kMaxJpegMemory;
+  jpeg_progress_mgr progress{};
+  progress.progress_monitor = LimitScans;
+  cinfo.progress = &progress;
   jpeg_mem_src(&cinfo, reinterpret_cast<const unsigned char*>(bytes.data()),
                static_cast<unsigned long>(bytes.size()));
   jpeg_read_header(&cinfo, TRUE);
@@ -94,7 +114,9 @@ bool DecodeJpeg(std::string_view bytes, int max_side, Pixels* out, int* w, int* 
   scaler.emplace(ow, oh, dst_w, dst_h, 3, out);
   row.resize(static_cast<size_t>(ow) * cinfo.output_components);
   rgb.resize(static_cast<size_t>(ow) * 3);
-  while (cinfo.output_scanline < cinfo.output_height) {
+  // A damaged file is refused at its first warning: libjpeg would go on
+  // making up the rest of a picture (of up to kMaxPixels) from nothing.
+  while (cinfo.output_scanline < cinfo.output_height && cinfo.err->num_warnings == 0) {
     JSAMPROW rows[1] = {row.data()};
     if (jpeg_read_scanlines(&cinfo, rows, 1) != 1) break;
     if (cmyk) {
@@ -104,7 +126,7 @@ bool DecodeJpeg(std::string_view bytes, int max_side, Pixels* out, int* w, int* 
       scaler->AddRow(row.data());
     }
   }
-  jpeg_finish_decompress(&cinfo);
+  if (scaler->Done() && cinfo.err->num_warnings == 0) jpeg_finish_decompress(&cinfo);
   const bool damaged = cinfo.err->num_warnings > 0 || !scaler->Done();
   jpeg_destroy_decompress(&cinfo);
   if (damaged) {

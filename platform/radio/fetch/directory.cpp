@@ -1,6 +1,5 @@
 #include "platform/radio/fetch/directory.h"
 
-#include <memory>
 
 #include "platform/lib/curl/easy.h"
 #include "platform/text/json_parse.h"

@@ -3,7 +3,6 @@
 #include <json/json.h>
 #include <unistd.h>
 
-#include <sstream>
 
 #include "platform/lib/curl/easy.h"
 #include "platform/media/lyrics/lyrics_cache.h"
