@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/config/platform_db.h"
 #include "tests/support/library_instance.h"
 
 namespace {
@@ -141,6 +142,24 @@ TEST_F(Search, EmptyOrMissingKeyIsAnError) {
     EXPECT_TRUE(harness::Logged(r.log, kErr, "enumerate (1391) Should provide a search key."))
         << query;
   }
+}
+
+// A writer (the indexer, a sign-in) holding the database does not hold up
+// the lists: the index is read beside it, and the answer is whole.
+TEST_F(Search, AWriterHoldingTheDatabaseDoesNotStopTheLists) {
+  sqlite::Database writer;
+  std::string error;
+  ASSERT_TRUE(cantora::OpenPlatformDatabase(instance_->Path("data/cantora.db"), false, &writer, &error))
+      << error;
+  ASSERT_TRUE(writer.Exec("BEGIN IMMEDIATE; INSERT INTO sign_in_failures VALUES ('held', 1, 1)", &error))
+      << error;
+  EXPECT_EQ((Names{"Rock 'n' Roll Heaven"}), Titles("'n'"));
+  CgiResult songs = harness::Enumerate(*instance_, *session_, "action=song_enum&album_name=Words");
+  ASSERT_TRUE(songs.has_json) << songs.out;
+  EXPECT_TRUE(songs.json["success"].asBool());
+  Names titles = Column(songs.json, "title");
+  EXPECT_NE(std::find(titles.begin(), titles.end(), "Rock 'n' Roll Heaven"), titles.end());
+  writer.Exec("ROLLBACK");
 }
 
 TEST_F(Search, NoMatchIsASuccess) { EXPECT_EQ((Names{}), Titles("nothing like this anywhere")); }
