@@ -774,12 +774,20 @@ bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* e
   return true;
 }
 
+// The query as the index answers it now (whether its facets are current),
+// translated into *f and planned; false when it is refused.
+bool PlanOn(sqlite::Database& db, const BrowseQuery& asked, BrowseQuery* query, Fragments* f,
+            Plan* plan) {
+  *query = asked;
+  query->facets_current = asked.facets_current && FacetsCurrent(db);
+  return PlanQuery(*query, f, plan);
+}
+
 int MusicBrowseEach(sqlite::Database& db, const BrowseQuery& asked, const RecordSink& each) {
-  BrowseQuery query = asked;
-  query.facets_current = asked.facets_current && FacetsCurrent(db);
+  BrowseQuery query;
   Fragments fragments;
   Plan plan;
-  if (!PlanQuery(query, &fragments, &plan)) return -1;
+  if (!PlanOn(db, asked, &query, &fragments, &plan)) return -1;
   if (plan.empty) return 0;
   if (plan.may_walk_order) {
     // A limited list: at most its limit of records, held.
@@ -818,11 +826,10 @@ int MusicBrowseIds(sqlite::Database& db, const BrowseQuery& asked,
 int MusicBrowse(sqlite::Database& db, const BrowseQuery& asked, MediaInfo** head) {
   if (head == nullptr) return -1;
   *head = nullptr;
-  BrowseQuery query = asked;
-  query.facets_current = asked.facets_current && FacetsCurrent(db);
+  BrowseQuery query;
   Fragments fragments;
   Plan plan;
-  if (!PlanQuery(query, &fragments, &plan)) return -1;
+  if (!PlanOn(db, asked, &query, &fragments, &plan)) return -1;
   if (plan.empty) return 0;
   if (!plan.may_walk_order) return Run(db, plan, head);
   // Twice the rows wanted: then the walk meets its limit well before the

@@ -16,8 +16,6 @@
 #include <iterator>
 #include <string>
 
-#include "platform/config/platform_db.h"
-#include "platform/index/sql_functions.h"
 #include "tests/support/library_instance.h"
 
 namespace {
@@ -79,11 +77,7 @@ class RequestMemory : public LibrarySuite {
       ASSERT_EQ(0, link(copy.c_str(), path.c_str())) << path;
     }
     sqlite::Database db;
-    std::string error;
-    ASSERT_TRUE(cantora::OpenPlatformDatabase(instance_->Path("data/cantora.db"), false, &db,
-                                              &error))
-        << error;
-    ASSERT_TRUE(cantora::RegisterIndexFunctions(db.get()));
+    instance_->OpenIndex(&db);
     sqlite::Statement st = db.Prepare(
         "WITH RECURSIVE n(i) AS (SELECT ?1 UNION ALL SELECT i + 1 FROM n WHERE i + 1 < ?2)"
         " INSERT INTO song(library, path, folder_id, title, album, artist, album_artist, genre,"

@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -467,6 +468,114 @@ TEST_F(BrowseTest, WholeListsAreInTheSameOrderAsPagedOnes) {
   q.limit = 10;
   ASSERT_TRUE(cantora::BuildBrowseStatement(q, &statement, &empty));
   EXPECT_NE(std::string::npos, statement.sql.find("ORDER BY")) << statement.sql;
+}
+
+// MusicBrowseEach hands out what MusicBrowse lists, in its order, one
+// record at a time: a whole list read as keys and then records by id
+// breaks ties of album, disc and track by path as SongOrder does.
+TEST_F(BrowseTest, RecordsHandedOutOneByOneComeInTheListsOrder) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "ALPHA", "", "\xC3\xA4rger",
+                          "Stra\xC3\x9F" "e", "STRASSE", "Zulu", "zulu ", "a\\b"};
+  for (int i = 0; i < 1500; ++i) {
+    Song s;
+    s.library = i % 5 == 0 ? kUser : i % 7 == 0 ? kOtherUser : 0;
+    s.path = "/m/o/" + std::to_string((i * 7919) % 1500) + (i % 4 ? ".mp3" : ".flac");
+    s.album = albums[i % 12];
+    s.title = i % 3 ? "Song" : "Other";
+    s.disc = i % 3 == 0 ? 2147483647 : i % 2;
+    s.track = (i * 31) % 7 - 2;
+    Add(s);
+  }
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  auto paths_each = [this](const BrowseQuery& q, int* rc) {
+    std::vector<std::string> paths;
+    *rc = cantora::MusicBrowseEach(db_, q, [&](const MediaInfo& m) {
+      paths.push_back(std::string(m.path) + "|" + m.album + "|" + std::to_string(m.library));
+      return true;
+    });
+    return paths;
+  };
+  auto paths_list = [this](const BrowseQuery& q) {
+    Result r = Browse(q);
+    std::vector<std::string> paths;
+    for (size_t i = 0; i < r.paths.size(); ++i)
+      paths.push_back(r.paths[i] + "|" + r.albums[i] + "|" + std::to_string(r.libraries[i]));
+    return paths;
+  };
+  for (const char* library : {"shared", "all", "personal"}) {
+    for (const char* condition : {"title = 'Song'", "", "album = 'alpha' or disc = 1"}) {
+      for (const char* order : {kSongOrder, "", "path desc"}) {
+        for (int limit : {-1, 7, 1000}) {
+          BrowseQuery q;
+          q.library = library;
+          q.uid = kUser;
+          q.columns = "*";
+          q.condition = condition;
+          q.order = order;
+          q.limit = limit;
+          int rc = -1;
+          std::vector<std::string> each = paths_each(q, &rc);
+          std::vector<std::string> list = paths_list(q);
+          EXPECT_EQ(static_cast<int>(list.size()), rc) << library << condition << order << limit;
+          EXPECT_EQ(list, each) << library << " / " << condition << " / " << order << " / " << limit;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(BrowseTest, HandingOutStopsWhenAskedAndLeavesTheConnectionFree) {
+  for (int i = 0; i < 700; ++i)
+    AddSimple(0, "/m/s/" + std::to_string(i) + ".mp3", "Song", "Album " + std::to_string(i % 9),
+              "A", "Rock");
+  BrowseQuery q;
+  q.columns = "*";
+  q.order = kSongOrder;
+  int seen = 0;
+  int64_t tables = -1;
+  int rc = cantora::MusicBrowseEach(db_, q, [&](const MediaInfo&) {
+    // Outside the query's confinement, which reads no schema.
+    tables = Count("SELECT count(*) FROM sqlite_master WHERE type = 'table'");
+    return ++seen < 300;
+  });
+  EXPECT_EQ(300, rc);
+  EXPECT_EQ(300, seen);
+  EXPECT_GT(tables, 0);
+  // Whatever happened inside, the connection is as it was.
+  EXPECT_EQ(0, Count("PRAGMA query_only"));
+  EXPECT_TRUE(sqlite3_get_autocommit(db_.get()));
+  q.condition = "no_such_column = 1";
+  EXPECT_EQ(-1, cantora::MusicBrowseEach(db_, q, [](const MediaInfo&) { return true; }));
+}
+
+TEST_F(BrowseTest, IdsOfASelectionWithoutRecords) {
+  AddLibrary();
+  auto ids = [this](const char* library, const char* condition) {
+    BrowseQuery q;
+    q.library = library;
+    q.uid = kUser;
+    q.condition = condition;
+    std::vector<int64_t> out;
+    int rc = cantora::MusicBrowseIds(db_, q, [&](int64_t id) { out.push_back(id); });
+    EXPECT_EQ(static_cast<int>(out.size()), rc);
+    std::sort(out.begin(), out.end());
+    return out;
+  };
+  auto expected = [this](const std::string& where) {
+    std::vector<int64_t> out;
+    sqlite::Statement st = db_.Prepare("SELECT id FROM song WHERE " + where + " ORDER BY id");
+    while (st.Step() == SQLITE_ROW) out.push_back(st.Int(0));
+    return out;
+  };
+  EXPECT_EQ(expected("library = 0"), ids("shared", nullptr));
+  EXPECT_EQ(expected("library IN (0, 1001)"), ids("all", nullptr));
+  EXPECT_EQ(expected("library = 0 AND genre = 'Rock'"), ids("shared", "genre = 'Rock'"));
+  // Another user's songs stay out whatever the condition names.
+  EXPECT_EQ(expected("library = 1001"), ids("personal", "library = 1002 or title <> ''"));
+  BrowseQuery grouped;
+  grouped.grouping = "genre";
+  EXPECT_EQ(-1, cantora::MusicBrowseIds(db_, grouped, [](int64_t) {}));
 }
 
 TEST_F(BrowseTest, FoldersOneLevelBelowARoot) {
