@@ -35,6 +35,15 @@ MediaInfo* SongOrder::Sorted() {
   return head;
 }
 
+void SongOrder::MoveKeysTo(SongKeys* keys) {
+  for (Entry& e : entries_) {
+    keys->Add(e.album_key, e.disc, e.track, static_cast<int64_t>(e.record->id));
+    e.record->next = nullptr;
+    ZARNPlaylistRecFree(e.record);
+  }
+  entries_.clear();
+}
+
 void SongKeys::Add(std::string_view album_key, int64_t disc, int64_t track, int64_t id) {
   if (album_starts_.empty() || Album(static_cast<uint32_t>(album_starts_.size() - 1)) != album_key) {
     album_starts_.push_back(static_cast<uint32_t>(albums_.size()));

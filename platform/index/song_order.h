@@ -30,6 +30,10 @@ class SongOrder {
   // none). Ties cannot remain: paths are unique.
   MediaInfo* Sorted();
 
+  // Adds the keys and id of every record added to keys, in the order they
+  // were added, and frees the records.
+  void MoveKeysTo(class SongKeys* keys);
+
  private:
   struct Entry {
     std::string album_key;

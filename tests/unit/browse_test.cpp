@@ -525,10 +525,50 @@ TEST_F(BrowseTest, RecordsHandedOutOneByOneComeInTheListsOrder) {
   }
 }
 
+// A whole list longer than what is read in one pass (8,192 songs) is read
+// as keys, then its records by id: still the same list.
+TEST_F(BrowseTest, LongWholeListsHandedOutAreTheSameList) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "ALPHA", "", "\xC3\xA4rger",
+                          "Stra\xC3\x9F" "e", "STRASSE", "Zulu", "zulu ", "a\\b"};
+  for (int i = 0; i < 12000; ++i) {
+    Song s;
+    s.library = i % 5 == 0 ? kUser : 0;
+    s.path = "/m/l/" + std::to_string((i * 7919) % 12000) + (i % 4 ? ".mp3" : ".flac");
+    s.album = albums[(i / 3) % 12];
+    s.title = i % 11 ? "Song" : "Other";
+    s.disc = i % 3 == 0 ? 2147483647 : i % 2;
+    s.track = (i * 31) % 7 - 2;
+    Add(s);
+  }
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  for (const char* library : {"shared", "all"}) {
+    for (const char* condition : {"title = 'Song'", ""}) {
+      BrowseQuery q;
+      q.library = library;
+      q.uid = kUser;
+      q.columns = "*";
+      q.condition = condition;
+      q.order = kSongOrder;
+      Result list = Browse(q);
+      ASSERT_GT(list.rc, 8192);
+      std::vector<std::string> each;
+      int rc = cantora::MusicBrowseEach(db_, q, [&](const MediaInfo& m) {
+        each.push_back(m.path);
+        return true;
+      });
+      EXPECT_EQ(list.rc, rc);
+      EXPECT_EQ(list.paths, each) << library << " / " << condition;
+    }
+  }
+}
+
 TEST_F(BrowseTest, HandingOutStopsWhenAskedAndLeavesTheConnectionFree) {
-  for (int i = 0; i < 700; ++i)
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  for (int i = 0; i < 9000; ++i)
     AddSimple(0, "/m/s/" + std::to_string(i) + ".mp3", "Song", "Album " + std::to_string(i % 9),
               "A", "Rock");
+  ASSERT_TRUE(db_.Exec("COMMIT"));
   BrowseQuery q;
   q.columns = "*";
   q.order = kSongOrder;
@@ -547,6 +587,10 @@ TEST_F(BrowseTest, HandingOutStopsWhenAskedAndLeavesTheConnectionFree) {
   EXPECT_TRUE(sqlite3_get_autocommit(db_.get()));
   q.condition = "no_such_column = 1";
   EXPECT_EQ(-1, cantora::MusicBrowseEach(db_, q, [](const MediaInfo&) { return true; }));
+  // The shorter list read in one pass stops alike.
+  q.condition = "album = 'Album 1'";
+  seen = 0;
+  EXPECT_EQ(5, cantora::MusicBrowseEach(db_, q, [&](const MediaInfo&) { return ++seen < 5; }));
 }
 
 TEST_F(BrowseTest, IdsOfASelectionWithoutRecords) {
