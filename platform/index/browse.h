@@ -85,9 +85,11 @@ int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head
 // false to stop. The records are read under the confinement a batch at a
 // time and handed out outside it, so each may use the connection (to look
 // up a library's folder, say). A whole song list in the song lists' order
-// (every column, no paging: the one SongOrder sorts) is read in two steps,
-// in one read transaction: the sort keys and ids of its songs, put in order
-// (SongKeys, about 32 bytes a song), then its records by id.
+// (every column, no paging: the one SongOrder sorts) of up to 8,192 songs
+// is read in one pass and its records sorted, as MusicBrowse does; a longer
+// one keeps only the sort keys and ids of its songs (SongKeys, about 32
+// bytes a song), puts them in order and reads the records again by id, in
+// the same read transaction.
 // Returns the number of records handed out, or -1 when the query is refused
 // or fails (records may have been handed out by then).
 using RecordSink = std::function<bool(const MediaInfo&)>;
