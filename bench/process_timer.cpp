@@ -137,6 +137,49 @@ bool Run(const std::vector<std::string>& argv, std::string* output, const std::s
   return status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
+AtOnce RunAtOnce(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                 int count) {
+  std::vector<char*> envp = Pointers(env);
+  std::vector<char*> args = Pointers(argv);
+  std::vector<pid_t> pids;
+  std::vector<int> errs;
+  AtOnce r;
+  auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < count; ++i) {
+    int err[2];
+    if (pipe2(err, O_CLOEXEC) != 0) break;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    pid_t pid;
+    int rc = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    close(err[1]);
+    if (rc != 0) {
+      close(err[0]);
+      break;
+    }
+    pids.push_back(pid);
+    errs.push_back(err[0]);
+  }
+  r.ok = static_cast<int>(pids.size()) == count;
+  for (size_t i = 0; i < pids.size(); ++i) {
+    std::string errors;
+    ReadAll(errs[i], &errors);
+    int status = 0;
+    bool exited = waitpid(pids[i], &status, 0) == pids[i] && WIFEXITED(status) &&
+                  WEXITSTATUS(status) == 0;
+    r.ok = r.ok && exited;
+    size_t line = errors.find_last_of('\n', errors.size() >= 2 ? errors.size() - 2 : 0);
+    r.last_lines.push_back(errors.substr(line == std::string::npos ? 0 : line + 1));
+  }
+  r.millis =
+      std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  return r;
+}
+
 double Median(std::vector<double> values) {
   if (values.empty()) return 0;
   std::sort(values.begin(), values.end());

@@ -33,6 +33,16 @@ Timing TimeFirstBodyByte(const std::vector<std::string>& argv, const std::vector
 bool Run(const std::vector<std::string>& argv, std::string* output = nullptr,
          const std::string& stdin_path = "/dev/null");
 
+// Starts count copies of argv at once, their stdout discarded, and waits for
+// them all. last_lines holds the last line each wrote on stderr.
+struct AtOnce {
+  bool ok = false;  // all started and exited with status 0
+  double millis = 0;  // until the last ended
+  std::vector<std::string> last_lines;
+};
+AtOnce RunAtOnce(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                 int count);
+
 double Median(std::vector<double> values);
 
 }  // namespace bench

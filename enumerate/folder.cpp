@@ -101,16 +101,10 @@ bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf fac
 // The songs of condition after the folders: "success" true once listed,
 // none when the browse or the switch to root failed.
 std::optional<bool> AddSongs(const FolderRequest& r, const std::string& condition) {
-  const char* actual = ChangeToActualLib(r.library);
-  MediaInfo* list = nullptr;
-  if (ZARNMusicBrowse(actual, r.uid, cantora::kBrowseSongs, &list, 0, "*", condition.c_str(),
-                      nullptr, kSongOrder, 0, -1, 0, 0) < 0) {
-    ZARNPlaylistRecFree(list);
+  if (!AppendSongList(ChangeToActualLib(r.library), r.uid, condition.c_str(), kSongOrder, -1, 1059,
+                      1065, r.answer)) {
     return std::nullopt;
   }
-  bool admitted = AppendSongItems(list, actual, 1059, 1065, r.answer);
-  ZARNPlaylistRecFree(list);
-  if (!admitted) return std::nullopt;
   return true;
 }
 

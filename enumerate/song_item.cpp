@@ -11,6 +11,7 @@
 
 #include "enumerate/enumerate.h"
 #include "enumerate/guard/run_as.h"
+#include "platform/index/browse.h"
 #include "platform/index/library.h"
 #include "platform/index/song_file.h"
 
@@ -158,18 +159,43 @@ Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) 
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }
 
+bool AppendAdmittedSongItem(const MediaInfo& info, const char* library, int guard_line,
+                            int fail_line, ListAnswer* answer) {
+  switch (AdmitSongRecord(info, guard_line, fail_line)) {
+    case Admission::kNoRoot:
+      return false;
+    case Admission::kSkipped:
+      break;
+    case Admission::kAdmitted:
+      AppendSongItem(info, library, answer->NextItem());
+      break;
+  }
+  return true;
+}
+
+bool AppendSongList(const char* library, int uid, const char* condition, const char* order,
+                    int limit, int guard_line, int fail_line, ListAnswer* answer) {
+  sqlite::Database* db = cantora::IndexDatabase();
+  if (db == nullptr) return false;
+  cantora::BrowseQuery query;
+  query.library = library;
+  query.uid = uid;
+  query.columns = "*";
+  query.condition = condition;
+  query.order = order;
+  query.limit = limit;
+  bool admitted = true;
+  int n = cantora::MusicBrowseEach(*db, query, [&](const MediaInfo& info) {
+    admitted = AppendAdmittedSongItem(info, library, guard_line, fail_line, answer);
+    return admitted;
+  });
+  return n >= 0 && admitted;
+}
+
 bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,
                      ListAnswer* answer) {
   for (const MediaInfo* info = list; info != nullptr; info = info->next) {
-    switch (AdmitSongRecord(*info, guard_line, fail_line)) {
-      case Admission::kNoRoot:
-        return false;
-      case Admission::kSkipped:
-        break;
-      case Admission::kAdmitted:
-        AppendSongItem(*info, library, answer->NextItem());
-        break;
-    }
+    if (!AppendAdmittedSongItem(*info, library, guard_line, fail_line, answer)) return false;
   }
   return true;
 }

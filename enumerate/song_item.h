@@ -46,6 +46,19 @@ enum class Admission { kAdmitted, kSkipped, kNoRoot };
 // as "<source>:<fail_line> Failed to run as root.".
 Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line);
 
+// Adds the item of info to answer when AdmitSongRecord admits it. False
+// when the switch to root failed.
+bool AppendAdmittedSongItem(const MediaInfo& info, const char* library, int guard_line,
+                            int fail_line, ListAnswer* answer);
+
+// The songs of condition in order (at most limit; -1: all) from library
+// (the ChangeToActualLib result in force) as uid sees it, each admitted
+// record's item added to answer as it is read (cantora::MusicBrowseEach):
+// a list of a fifth of the library is never held whole. False when the
+// browse or the switch to root failed; the items added until then stay.
+bool AppendSongList(const char* library, int uid, const char* condition, const char* order,
+                    int limit, int guard_line, int fail_line, ListAnswer* answer);
+
 // Adds the item of every admitted record of list to answer, in list order.
 // False when the switch to root failed; the items added until then stay.
 bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,

@@ -22,20 +22,13 @@ constexpr const char* kSongOrder = "lower(album) asc, disc asc, track asc, path 
 constexpr int kSearchLimit = 1000;
 
 // The browse and the admission loop that both lists end in. The success
-// flag to answer, or none when the browse or the switch to root failed. The
-// items are written by the time the records are freed.
+// flag to answer, or none when the browse or the switch to root failed.
 std::optional<bool> ListSongs(const char* library, int uid, const char* condition, int limit,
                               int guard_line, int fail_line, ListAnswer* answer) {
-  const char* actual = ChangeToActualLib(library);
-  MediaInfo* list = nullptr;
-  if (ZARNMusicBrowse(actual, uid, 0, &list, 0, "*", condition, nullptr, kSongOrder, 0, limit, 0,
-                      0) < 0) {
-    ZARNPlaylistRecFree(list);
+  if (!AppendSongList(ChangeToActualLib(library), uid, condition, kSongOrder, limit, guard_line,
+                      fail_line, answer)) {
     return std::nullopt;
   }
-  bool admitted = AppendSongItems(list, actual, guard_line, fail_line, answer);
-  ZARNPlaylistRecFree(list);
-  if (!admitted) return std::nullopt;
   return true;
 }
 

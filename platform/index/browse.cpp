@@ -3,12 +3,14 @@
 #include <strings.h>
 
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "platform/config/platform_db.h"
 #include "platform/index/candidates.h"
 #include "platform/index/facets.h"
 #include "platform/index/folder_condition.h"
+#include "platform/index/heap_vector.h"
 #include "platform/index/library.h"
 #include "platform/index/song_order.h"
 #include "platform/index/song_walk.h"
@@ -521,22 +523,33 @@ bool Prepare(sqlite::Database& db, const Plan& plan, sqlite::Statement* stmt) {
   return true;
 }
 
-int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
+// Prepares the plan's statement under the confinement and hands each row
+// to row until it returns false. SQLITE_DONE when every row was read or row
+// stopped, else the failing code.
+template <typename RowFn>
+int StepRows(sqlite::Database& db, const Plan& plan, RowFn&& row) {
   Confinement confinement(db.get(), plan.UsesTrigrams());
   sqlite::Statement stmt;
-  if (!Prepare(db, plan, &stmt)) return -1;
-  sqlite3_stmt* raw = stmt.get();
+  if (!Prepare(db, plan, &stmt)) return SQLITE_ERROR;
+  int rc;
+  while ((rc = stmt.Step()) == SQLITE_ROW) {
+    if (!row(stmt.get())) return SQLITE_DONE;
+  }
+  return rc;
+}
+
+int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
   MediaInfo** link = head;
   MediaInfoAllocator records;
   SongOrder order;
   const int key = static_cast<int>(plan.outputs.size());  // the sort key's first column
   int count = 0;
-  int rc;
-  while ((rc = stmt.Step()) == SQLITE_ROW) {
+  bool no_memory = false;
+  int rc = StepRows(db, plan, [&](sqlite3_stmt* raw) {
     MediaInfo* info = ReadRecord(raw, plan, &records);
     if (info == nullptr) {
-      rc = SQLITE_NOMEM;
-      break;
+      no_memory = true;
+      return false;
     }
     if (plan.sort_records) {
       order.Add(TextColumn(raw, key), sqlite3_column_int64(raw, key + 1),
@@ -546,14 +559,190 @@ int Run(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
       link = &info->next;
     }
     ++count;
-  }
+    return true;
+  });
   if (plan.sort_records) *head = order.Sorted();
-  if (rc != SQLITE_DONE) {
+  if (rc != SQLITE_DONE || no_memory) {
     ZARNPlaylistRecFree(*head);
     *head = nullptr;
     return -1;
   }
   return count;
+}
+
+// ---- Records handed out one at a time ----
+
+// Holds one read transaction over the statements of a list read in several
+// steps, so that they all see one state of the index. Nothing when the
+// connection is already in a transaction.
+class ReadTransaction {
+ public:
+  explicit ReadTransaction(sqlite3* db)
+      : db_(db),
+        began_(sqlite3_get_autocommit(db) != 0 &&
+               sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK) {}
+  ~ReadTransaction() {
+    if (began_) sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr);
+  }
+  ReadTransaction(const ReadTransaction&) = delete;
+  ReadTransaction& operator=(const ReadTransaction&) = delete;
+
+ private:
+  sqlite3* db_;
+  bool began_;
+};
+
+// Records read under the confinement and not yet handed out.
+constexpr size_t kBatchRecords = 256;
+
+class RecordBatch {
+ public:
+  RecordBatch() {
+    records_.reserve(kBatchRecords);
+    allocator_.emplace();
+  }
+  ~RecordBatch() { Clear(); }
+  RecordBatch(const RecordBatch&) = delete;
+  RecordBatch& operator=(const RecordBatch&) = delete;
+
+  bool full() const { return records_.size() >= kBatchRecords; }
+  size_t size() const { return records_.size(); }
+  // Reads the statement's row; false when memory runs out.
+  bool Add(sqlite3_stmt* stmt, const Plan& plan) {
+    MediaInfo* info = ReadRecord(stmt, plan, &*allocator_);
+    if (info != nullptr) records_.push_back(info);
+    return info != nullptr;
+  }
+  MediaInfo** at(size_t i) { return records_.data() + i; }
+
+  // Hands the records to each, in order, and frees them; false when each
+  // stopped. *handed counts the records handed out.
+  bool HandOut(const RecordSink& each, int* handed) {
+    bool go_on = true;
+    for (MediaInfo* info : records_) {
+      if (!go_on) break;
+      ++*handed;
+      go_on = each(*info);
+    }
+    Clear();
+    return go_on;
+  }
+
+ private:
+  void Clear() {
+    for (MediaInfo* info : records_) ZARNPlaylistRecFree(info);
+    records_.clear();
+    // A new allocator for the next batch: the blocks of this one go back
+    // with its last record, and the next starts again with small ones.
+    allocator_.emplace();
+  }
+  // Records are unlinked (next is null), so each is freed alone.
+  std::optional<MediaInfoAllocator> allocator_;
+  HeapVector<MediaInfo*> records_;
+};
+
+// The rows of the plan, in the statement's order.
+int EachRow(sqlite::Database& db, const Plan& plan, const RecordSink& each) {
+  sqlite::Statement stmt;
+  {
+    Confinement confinement(db.get(), plan.UsesTrigrams());
+    if (!Prepare(db, plan, &stmt)) return -1;
+  }
+  int handed = 0;
+  RecordBatch batch;
+  for (;;) {
+    int rc;
+    {
+      Confinement confinement(db.get(), plan.UsesTrigrams());
+      while ((rc = stmt.Step()) == SQLITE_ROW) {
+        if (!batch.Add(stmt.get(), plan)) return -1;
+        if (batch.full()) break;
+      }
+    }
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) return -1;
+    if (!batch.HandOut(each, &handed) || rc == SQLITE_DONE) return handed;
+  }
+}
+
+// A whole song list of up to this many songs is read in one pass and its
+// records sorted (SongOrder), the fastest way; a longer one keeps only the
+// keys of its songs (SongKeys) and reads the records again by id, so that
+// a genre of a fifth of the library holds a few megabytes, not hundreds.
+constexpr int kHeldRecords = 8192;
+
+// A whole song list in the song lists' order (a plan with sort_records,
+// whose first output is the id).
+int EachInSongOrder(sqlite::Database& db, const BrowseQuery& q, const Fragments& f,
+                    const Plan& plan, const RecordSink& each) {
+  MediaInfoAllocator records;
+  SongOrder held;
+  SongKeys keys;
+  const int key = static_cast<int>(plan.outputs.size());  // the sort key's first column
+  int count = 0;
+  bool no_memory = false;
+  int rc = StepRows(db, plan, [&](sqlite3_stmt* raw) {
+    std::string_view album = TextColumn(raw, key);
+    int64_t disc = sqlite3_column_int64(raw, key + 1);
+    int64_t track = sqlite3_column_int64(raw, key + 2);
+    if (count < kHeldRecords) {
+      MediaInfo* info = ReadRecord(raw, plan, &records);
+      if (info == nullptr) {
+        no_memory = true;
+        return false;
+      }
+      held.Add(album, disc, track, info);
+    } else {
+      if (count == kHeldRecords) held.MoveKeysTo(&keys);
+      keys.Add(album, disc, track, sqlite3_column_int64(raw, 0));
+    }
+    ++count;
+    return true;
+  });
+  MediaInfo* list = held.Sorted();
+  if (rc != SQLITE_DONE || no_memory) {
+    ZARNPlaylistRecFree(list);
+    return -1;
+  }
+  if (count <= kHeldRecords) {
+    int handed = 0;
+    for (const MediaInfo* info = list; info != nullptr; info = info->next) {
+      ++handed;
+      if (!each(*info)) break;
+    }
+    ZARNPlaylistRecFree(list);
+    return handed;
+  }
+  keys.Sort();
+
+  // The scope and condition are asked again of each song: the same rows in
+  // this transaction, and no more whatever the ids.
+  Plan probe = ProbePlan(q, f);
+  sqlite::Statement stmt;
+  {
+    Confinement confinement(db.get(), false);
+    if (!Prepare(db, probe, &stmt)) return -1;
+  }
+  int handed = 0;
+  RecordBatch batch;
+  for (size_t next = 0; next < keys.size();) {
+    {
+      Confinement confinement(db.get(), false);
+      while (next < keys.size() && !batch.full()) {
+        size_t run = batch.size();
+        size_t end = keys.RunEnd(next);
+        for (; next < end; ++next) {
+          stmt.Rewind();
+          stmt.Bind(1, keys.id(next));
+          rc = stmt.Step();
+          if (rc == SQLITE_DONE) continue;
+          if (rc != SQLITE_ROW || !batch.Add(stmt.get(), probe)) return -1;
+        }
+        if (batch.size() - run > 1) SortRunByPath(batch.at(run), batch.at(batch.size()));
+      }
+    }
+    if (!batch.HandOut(each, &handed)) return handed;
+  }
+  return handed;
 }
 
 constexpr int kNoSongWalk = -2;
@@ -613,14 +802,62 @@ bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* e
   return true;
 }
 
-int MusicBrowse(sqlite::Database& db, const BrowseQuery& asked, MediaInfo** head) {
-  if (head == nullptr) return -1;
-  *head = nullptr;
+// The query as the index answers it now (whether its facets are current),
+// translated into *f and planned; false when it is refused.
+bool PlanOn(sqlite::Database& db, const BrowseQuery& asked, BrowseQuery* query, Fragments* f,
+            Plan* plan) {
+  *query = asked;
+  query->facets_current = asked.facets_current && FacetsCurrent(db);
+  return PlanQuery(*query, f, plan);
+}
+
+int MusicBrowseEach(sqlite::Database& db, const BrowseQuery& asked, const RecordSink& each) {
+  BrowseQuery query;
+  Fragments fragments;
+  Plan plan;
+  if (!PlanOn(db, asked, &query, &fragments, &plan)) return -1;
+  if (plan.empty) return 0;
+  if (plan.may_walk_order) {
+    // A limited list: at most its limit of records, held.
+    MediaInfo* list = nullptr;
+    int n = MusicBrowse(db, asked, &list);
+    int handed = 0;
+    for (MediaInfo* info = list; info != nullptr && each(*info); info = info->next) ++handed;
+    ZARNPlaylistRecFree(list);
+    return n < 0 ? -1 : handed;
+  }
+  ReadTransaction transaction(db.get());
+  return plan.sort_records ? EachInSongOrder(db, query, fragments, plan, each)
+                           : EachRow(db, plan, each);
+}
+
+int MusicBrowseIds(sqlite::Database& db, const BrowseQuery& asked,
+                   const std::function<void(int64_t)>& each) {
+  if (asked.mode != kBrowseRows || !IsBlank(asked.grouping)) return -1;
   BrowseQuery query = asked;
-  query.facets_current = asked.facets_current && FacetsCurrent(db);
+  query.columns = "id";
   Fragments fragments;
   Plan plan;
   if (!PlanQuery(query, &fragments, &plan)) return -1;
+  if (plan.empty) return 0;
+  // The plan's own statement holds the whole condition; a walk along the
+  // song order would only serve a limit.
+  int count = 0;
+  int rc = StepRows(db, plan, [&](sqlite3_stmt* raw) {
+    each(sqlite3_column_int64(raw, 0));
+    ++count;
+    return true;
+  });
+  return rc == SQLITE_DONE ? count : -1;
+}
+
+int MusicBrowse(sqlite::Database& db, const BrowseQuery& asked, MediaInfo** head) {
+  if (head == nullptr) return -1;
+  *head = nullptr;
+  BrowseQuery query;
+  Fragments fragments;
+  Plan plan;
+  if (!PlanOn(db, asked, &query, &fragments, &plan)) return -1;
   if (plan.empty) return 0;
   if (!plan.may_walk_order) return Run(db, plan, head);
   // Twice the rows wanted: then the walk meets its limit well before the

@@ -35,6 +35,8 @@
 #ifndef CANTORA_PLATFORM_INDEX_BROWSE_H
 #define CANTORA_PLATFORM_INDEX_BROWSE_H
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -76,6 +78,29 @@ bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* e
 // ZARNMusicBrowse on a given connection, which must have the index's SQL
 // functions registered.
 int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head);
+
+// The same records handed to each one at a time, in the list's order, and
+// freed when it returns; the list is never held whole, so that the memory a
+// long list takes beside its answer is a few hundred records. each returns
+// false to stop. The records are read under the confinement a batch at a
+// time and handed out outside it, so each may use the connection (to look
+// up a library's folder, say). A whole song list in the song lists' order
+// (every column, no paging: the one SongOrder sorts) of up to 8,192 songs
+// is read in one pass and its records sorted, as MusicBrowse does; a longer
+// one keeps only the sort keys and ids of its songs (SongKeys, about 32
+// bytes a song), puts them in order and reads the records again by id, in
+// the same read transaction.
+// Returns the number of records handed out, or -1 when the query is refused
+// or fails (records may have been handed out by then).
+using RecordSink = std::function<bool(const MediaInfo&)>;
+int MusicBrowseEach(sqlite::Database& db, const BrowseQuery& query, const RecordSink& each);
+
+// The ids of the rows the query selects (its columns are not used), handed
+// to each in the query's order while the statement runs, under the
+// confinement: each must not use the connection. No record is made and none
+// is kept. Returns their number, or -1 as MusicBrowse.
+int MusicBrowseIds(sqlite::Database& db, const BrowseQuery& query,
+                   const std::function<void(int64_t)>& each);
 
 // The platform database ready for MusicBrowse (the index's functions
 // registered, read settings made), prepared once per connection; null when

@@ -35,4 +35,51 @@ MediaInfo* SongOrder::Sorted() {
   return head;
 }
 
+void SongOrder::MoveKeysTo(SongKeys* keys) {
+  for (Entry& e : entries_) {
+    keys->Add(e.album_key, e.disc, e.track, static_cast<int64_t>(e.record->id));
+    e.record->next = nullptr;
+    ZARNPlaylistRecFree(e.record);
+  }
+  entries_.clear();
+}
+
+void SongKeys::Add(std::string_view album_key, int64_t disc, int64_t track, int64_t id) {
+  if (album_starts_.empty() || Album(static_cast<uint32_t>(album_starts_.size() - 1)) != album_key) {
+    album_starts_.push_back(static_cast<uint32_t>(albums_.size()));
+    albums_.insert(albums_.end(), album_key.begin(), album_key.end());
+  }
+  keys_.push_back({static_cast<uint32_t>(album_starts_.size() - 1), disc, track, id});
+}
+
+std::string_view SongKeys::Album(uint32_t index) const {
+  size_t begin = album_starts_[index];
+  size_t end = index + 1 < album_starts_.size() ? album_starts_[index + 1] : albums_.size();
+  return std::string_view(albums_.data() + begin, end - begin);
+}
+
+int SongKeys::Compare(const Key& a, const Key& b) const {
+  // string_view compares as memcmp does, then the shorter first: BINARY.
+  int c = a.album == b.album ? 0 : Album(a.album).compare(Album(b.album));
+  if (c == 0) c = cantora::Compare(a.disc, b.disc);
+  if (c == 0) c = cantora::Compare(a.track, b.track);
+  return c;
+}
+
+void SongKeys::Sort() {
+  std::sort(keys_.begin(), keys_.end(),
+            [this](const Key& a, const Key& b) { return Compare(a, b) < 0; });
+}
+
+size_t SongKeys::RunEnd(size_t i) const {
+  size_t end = i + 1;
+  while (end < keys_.size() && Compare(keys_[i], keys_[end]) == 0) ++end;
+  return end;
+}
+
+void SortRunByPath(MediaInfo** first, MediaInfo** last) {
+  std::sort(first, last,
+            [](const MediaInfo* a, const MediaInfo* b) { return std::strcmp(a->path, b->path) < 0; });
+}
+
 }  // namespace cantora

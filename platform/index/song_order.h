@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/index/heap_vector.h"
 #include "platform/index/media_info.h"
 
 namespace cantora {
@@ -29,6 +30,10 @@ class SongOrder {
   // none). Ties cannot remain: paths are unique.
   MediaInfo* Sorted();
 
+  // Adds the keys and id of every record added to keys, in the order they
+  // were added, and frees the records.
+  void MoveKeysTo(class SongKeys* keys);
+
  private:
   struct Entry {
     std::string album_key;
@@ -38,6 +43,45 @@ class SongOrder {
   };
   std::vector<Entry> entries_;
 };
+
+// The same order over song ids, for a list too long to hold its records:
+// its sort keys are read first and put in order, then its records one run at
+// a time. About 32 bytes a song: the album key is kept once for each stretch
+// of songs of one album (a query reads an album's songs one after another,
+// as they were indexed), and the path is left to the records.
+class SongKeys {
+ public:
+  // Adds a song with its keys, as SongOrder::Add takes them.
+  void Add(std::string_view album_key, int64_t disc, int64_t track, int64_t id);
+
+  // Puts the songs in order of album key, disc and track. Songs equal in all
+  // three (a run) are left in no particular order: their paths decide, once
+  // their records are read (SortRunByPath).
+  void Sort();
+
+  size_t size() const { return keys_.size(); }
+  int64_t id(size_t i) const { return keys_[i].id; }
+  // The end of the run that starts at i (after Sort).
+  size_t RunEnd(size_t i) const;
+
+ private:
+  struct Key {
+    uint32_t album;  // index into album_starts_
+    int64_t disc;
+    int64_t track;
+    int64_t id;
+  };
+  std::string_view Album(uint32_t index) const;
+  int Compare(const Key& a, const Key& b) const;
+
+  HeapVector<Key> keys_;
+  HeapVector<char> albums_;            // the album keys, back to back
+  HeapVector<uint32_t> album_starts_;  // where each begins in albums_
+};
+
+// Puts records [first, last) of one run in order of path, as SongOrder
+// breaks the ties of its keys.
+void SortRunByPath(MediaInfo** first, MediaInfo** last);
 
 }  // namespace cantora
 

@@ -13,8 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/config/platform_db.h"
-#include "platform/index/sql_functions.h"
 #include "tests/support/library_instance.h"
 
 namespace {
@@ -119,11 +117,8 @@ class SmartPlaylists : public LibrarySuite {
   // unchanged, and the gateway must hold whatever the index holds.
   static void BreakUtf8() {
     sqlite::Database db;
+    instance_->OpenIndex(&db);
     std::string error;
-    ASSERT_TRUE(cantora::OpenPlatformDatabase(instance_->Path("data/cantora.db"), false, &db,
-                                              &error))
-        << error;
-    ASSERT_TRUE(cantora::RegisterIndexFunctions(db.get()));
     for (const char* column : {"title", "album", "artist", "genre"}) {
       ASSERT_TRUE(db.Exec(std::string("UPDATE song SET ") + column +
                               " = CAST(X'4272ff6b656e' AS TEXT) WHERE title = 'Broken " + column +

@@ -262,10 +262,17 @@ CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
   CgiResult result;
   std::string err;
   std::string run_as = request.run_as;
-  result.status = Spawn({program}, env, request.body, &result.out, &err, [&] {
+  std::vector<std::string> argv = {program};
+  if (request.measure_peak) argv = {Bin("cantora-bench-floor"), "--rss", program};
+  result.status = Spawn(argv, env, request.body, &result.out, &err, [&] {
     return capture.EnterInChild() && (run_as.empty() || BecomeUser(run_as));
   });
   result.log = capture.Drain();
+  if (request.measure_peak) {
+    // The last line of stderr, written by the parent once the program ended.
+    size_t line = err.find_last_of('\n', err.size() >= 2 ? err.size() - 2 : 0);
+    result.peak_kb = std::atol(err.c_str() + (line == std::string::npos ? 0 : line + 1));
+  }
   size_t split = result.out.find("\r\n\r\n");
   if (split != std::string::npos) {
     std::istringstream head(result.out.substr(0, split));

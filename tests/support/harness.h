@@ -77,6 +77,10 @@ struct CgiRequest {
   // When set, the program runs under this user (and its group), as a web
   // server's CGI does; otherwise as the test's own user.
   std::string run_as;
+  // Measures the program's peak resident memory (CgiResult::peak_kb). It is
+  // then started by a small parent (cantora-bench-floor --rss), since a
+  // process keeps the high-water mark of the one it was forked from.
+  bool measure_peak = false;
 };
 
 struct CgiResult {
@@ -87,6 +91,7 @@ struct CgiResult {
   bool has_json = false;
   Json::Value json;                    // body parsed, when it is JSON
   std::vector<LogLine> log;            // syslog lines, in order
+  long peak_kb = -1;                   // ru_maxrss, when measured
 };
 
 // A copy of a CGI (enumerate.cgi unless named) in a folder of the instance

@@ -4,6 +4,9 @@
 
 #include <stdexcept>
 
+#include "platform/config/platform_db.h"
+#include "platform/index/sql_functions.h"
+
 namespace harness {
 
 LibraryInstance::LibraryInstance() {
@@ -31,6 +34,14 @@ CommandResult LibraryInstance::Sql(const std::string& sql) const {
   CommandResult r = Run({"/usr/bin/sqlite3", Path("data/cantora.db"), sql});
   if (r.status != 0) throw std::runtime_error("sqlite3 failed: " + r.err);
   return r;
+}
+
+void LibraryInstance::OpenIndex(sqlite::Database* db) const {
+  std::string error;
+  if (!cantora::OpenPlatformDatabase(Path("data/cantora.db"), false, db, &error))
+    throw std::runtime_error("cannot open the index: " + error);
+  if (!cantora::RegisterIndexFunctions(db->get()))
+    throw std::runtime_error("cannot register the index's functions");
 }
 
 LibraryInstance* LibrarySuite::instance_ = nullptr;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/lib/sqlite/database.h"
 #include "tests/support/fixture.h"
 #include "tests/support/harness.h"
 
@@ -32,6 +33,9 @@ class LibraryInstance : public Instance {
   CommandResult Index(bool full = false) const;
   // Runs SQL on the instance's database with the sqlite3 shell.
   CommandResult Sql(const std::string& sql) const;
+  // Opens the instance's database with the index's SQL functions, which
+  // its triggers call, to write rows directly. Throws on failure.
+  void OpenIndex(sqlite::Database* db) const;
 };
 
 // A test suite whose tests share one indexed library and one signed-in user,

@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,7 @@ class BrowseTest : public ::testing::Test {
   }
 
   void Reopen() {
+    insert_ = sqlite::Statement();
     db_.Close();
     std::string error;
     ASSERT_TRUE(cantora::OpenPlatformDatabase(dir_ + "/index.db", false, &db_, &error)) << error;
@@ -57,17 +59,23 @@ class BrowseTest : public ::testing::Test {
   }
 
   void TearDown() override {
+    insert_ = sqlite::Statement();
     db_.Close();
     nftw(dir_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); },
          16, FTW_DEPTH | FTW_PHYS);
   }
 
   void Add(const Song& s) {
-    sqlite::Statement st = db_.Prepare(
-        "INSERT INTO song(library, path, title, album, artist, album_artist, genre, track, disc, "
-        "create_date, artist_sort, artist_search, album_artist_search, duration, filesize) "
-        "VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+    // Prepared once: some tests add thousands of songs.
+    if (!insert_.IsValid()) {
+      insert_ = db_.Prepare(
+          "INSERT INTO song(library, path, title, album, artist, album_artist, genre, track, "
+          "disc, create_date, artist_sort, artist_search, album_artist_search, duration, "
+          "filesize) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+    }
+    sqlite::Statement& st = insert_;
     ASSERT_TRUE(st.IsValid()) << db_.ErrorMessage();
+    st.Rewind();
     st.Bind(1, s.library).Bind(2, s.path).Bind(3, s.title).Bind(4, s.album).Bind(5, s.artist);
     st.Bind(6, s.album_artist).Bind(7, s.genre).Bind(8, s.track).Bind(9, s.disc);
     st.Bind(10, static_cast<int64_t>(s.create_date)).Bind(11, s.artist_sort);
@@ -117,6 +125,27 @@ class BrowseTest : public ::testing::Test {
     AddSimple(kOtherUser, "/home/v/music/1.mp3", "Other Love", "Hidden", "Them", "Metal", 60);
   }
 
+  // n songs over albums that differ in case, accents and trailing spaces,
+  // many equal in album, disc and track (their path decides), every
+  // other_every-th titled "Other", the rest "Song"; in three libraries, or
+  // all shared.
+  void AddTiedSongs(int n, int songs_an_album, int other_every, bool libraries) {
+    ASSERT_TRUE(db_.Exec("BEGIN"));
+    const char* albums[] = {"beta", "Alpha", "\xC3\x84rger", "alpha", "ALPHA", "", "\xC3\xA4rger",
+                            "Stra\xC3\x9F" "e", "STRASSE", "Zulu", "zulu ", "a\\b"};
+    for (int i = 0; i < n; ++i) {
+      Song s;
+      s.library = !libraries ? 0 : i % 5 == 0 ? kUser : i % 7 == 0 ? kOtherUser : 0;
+      s.path = "/m/t/" + std::to_string((i * 7919) % n) + (i % 4 ? ".mp3" : ".flac");
+      s.album = albums[(i / songs_an_album) % 12];
+      s.title = i % other_every ? "Song" : "Other";
+      s.disc = i % 3 == 0 ? 2147483647 : i % 2;
+      s.track = (i * 31) % 7 - 2;
+      Add(s);
+    }
+    ASSERT_TRUE(db_.Exec("COMMIT"));
+  }
+
   struct Result {
     int rc = -1;
     std::vector<std::string> titles;
@@ -147,7 +176,8 @@ class BrowseTest : public ::testing::Test {
     return r;
   }
 
-  Result Songs(const char* library, int uid, const char* condition, int limit = -1) {
+  static BrowseQuery SongList(const char* library, int uid, const char* condition,
+                              int limit = -1) {
     BrowseQuery q;
     q.library = library;
     q.uid = uid;
@@ -155,7 +185,11 @@ class BrowseTest : public ::testing::Test {
     q.condition = condition;
     q.order = kSongOrder;
     q.limit = limit;
-    return Browse(q);
+    return q;
+  }
+
+  Result Songs(const char* library, int uid, const char* condition, int limit = -1) {
+    return Browse(SongList(library, uid, condition, limit));
   }
 
   int64_t Count(const std::string& sql) {
@@ -195,6 +229,7 @@ class BrowseTest : public ::testing::Test {
 
   std::string dir_;
   sqlite::Database db_;
+  sqlite::Statement insert_;
 };
 
 TEST_F(BrowseTest, SongsOfAnAlbumInOrder) {
@@ -467,6 +502,112 @@ TEST_F(BrowseTest, WholeListsAreInTheSameOrderAsPagedOnes) {
   q.limit = 10;
   ASSERT_TRUE(cantora::BuildBrowseStatement(q, &statement, &empty));
   EXPECT_NE(std::string::npos, statement.sql.find("ORDER BY")) << statement.sql;
+}
+
+// MusicBrowseEach hands out what MusicBrowse lists, in its order, one
+// record at a time: a whole list read as keys and then records by id
+// breaks ties of album, disc and track by path as SongOrder does.
+TEST_F(BrowseTest, RecordsHandedOutOneByOneComeInTheListsOrder) {
+  AddTiedSongs(1500, 1, 3, true);
+  auto paths_each = [this](const BrowseQuery& q, int* rc) {
+    std::vector<std::string> paths;
+    *rc = cantora::MusicBrowseEach(db_, q, [&](const MediaInfo& m) {
+      paths.push_back(std::string(m.path) + "|" + m.album + "|" + std::to_string(m.library));
+      return true;
+    });
+    return paths;
+  };
+  auto paths_list = [this](const BrowseQuery& q) {
+    Result r = Browse(q);
+    std::vector<std::string> paths;
+    for (size_t i = 0; i < r.paths.size(); ++i)
+      paths.push_back(r.paths[i] + "|" + r.albums[i] + "|" + std::to_string(r.libraries[i]));
+    return paths;
+  };
+  for (const char* library : {"shared", "all", "personal"}) {
+    for (const char* condition : {"title = 'Song'", "", "album = 'alpha' or disc = 1"}) {
+      for (const char* order : {kSongOrder, "", "path desc"}) {
+        for (int limit : {-1, 7, 1000}) {
+          BrowseQuery q = SongList(library, kUser, condition, limit);
+          q.order = order;
+          int rc = -1;
+          std::vector<std::string> each = paths_each(q, &rc);
+          std::vector<std::string> list = paths_list(q);
+          EXPECT_EQ(static_cast<int>(list.size()), rc) << library << condition << order << limit;
+          EXPECT_EQ(list, each) << library << " / " << condition << " / " << order << " / " << limit;
+        }
+      }
+    }
+  }
+}
+
+// A whole list longer than what is read in one pass (8,192 songs) is read
+// as keys, then its records by id: still the same list. Either way the
+// handing out stops when asked and leaves the connection as it was.
+TEST_F(BrowseTest, LongWholeListsHandedOutAreTheSameList) {
+  AddTiedSongs(9000, 3, 100, false);
+  for (const auto& [library, condition] :
+       {std::pair<const char*, const char*>{"shared", ""}, {"all", "title = 'Song'"}}) {
+    BrowseQuery q = SongList(library, kUser, condition);
+    Result list = Browse(q);
+    ASSERT_GT(list.rc, 8192);
+    std::vector<std::string> each;
+    int rc = cantora::MusicBrowseEach(db_, q, [&](const MediaInfo& m) {
+      each.push_back(m.path);
+      return true;
+    });
+    EXPECT_EQ(list.rc, rc);
+    EXPECT_EQ(list.paths, each) << library << " / " << condition;
+  }
+  BrowseQuery q = SongList("shared", 0, nullptr);
+  int seen = 0;
+  int64_t tables = -1;
+  int rc = cantora::MusicBrowseEach(db_, q, [&](const MediaInfo&) {
+    // Outside the query's confinement, which reads no schema.
+    tables = Count("SELECT count(*) FROM sqlite_master WHERE type = 'table'");
+    return ++seen < 300;
+  });
+  EXPECT_EQ(300, rc);
+  EXPECT_EQ(300, seen);
+  EXPECT_GT(tables, 0);
+  // Whatever happened inside, the connection is as it was.
+  EXPECT_EQ(0, Count("PRAGMA query_only"));
+  EXPECT_TRUE(sqlite3_get_autocommit(db_.get()));
+  q.condition = "no_such_column = 1";
+  EXPECT_EQ(-1, cantora::MusicBrowseEach(db_, q, [](const MediaInfo&) { return true; }));
+  // The shorter list read in one pass stops alike.
+  q.condition = "album = 'Alpha'";
+  seen = 0;
+  EXPECT_EQ(5, cantora::MusicBrowseEach(db_, q, [&](const MediaInfo&) { return ++seen < 5; }));
+}
+
+TEST_F(BrowseTest, IdsOfASelectionWithoutRecords) {
+  AddLibrary();
+  auto ids = [this](const char* library, const char* condition) {
+    BrowseQuery q;
+    q.library = library;
+    q.uid = kUser;
+    q.condition = condition;
+    std::vector<int64_t> out;
+    int rc = cantora::MusicBrowseIds(db_, q, [&](int64_t id) { out.push_back(id); });
+    EXPECT_EQ(static_cast<int>(out.size()), rc);
+    std::sort(out.begin(), out.end());
+    return out;
+  };
+  auto expected = [this](const std::string& where) {
+    std::vector<int64_t> out;
+    sqlite::Statement st = db_.Prepare("SELECT id FROM song WHERE " + where + " ORDER BY id");
+    while (st.Step() == SQLITE_ROW) out.push_back(st.Int(0));
+    return out;
+  };
+  EXPECT_EQ(expected("library = 0"), ids("shared", nullptr));
+  EXPECT_EQ(expected("library IN (0, 1001)"), ids("all", nullptr));
+  EXPECT_EQ(expected("library = 0 AND genre = 'Rock'"), ids("shared", "genre = 'Rock'"));
+  // Another user's songs stay out whatever the condition names.
+  EXPECT_EQ(expected("library = 1001"), ids("personal", "library = 1002 or title <> ''"));
+  BrowseQuery grouped;
+  grouped.grouping = "genre";
+  EXPECT_EQ(-1, cantora::MusicBrowseIds(db_, grouped, [](int64_t) {}));
 }
 
 TEST_F(BrowseTest, FoldersOneLevelBelowARoot) {

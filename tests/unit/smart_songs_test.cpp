@@ -293,6 +293,38 @@ TEST_F(SmartSongsTest, RandomOrderPicksDistinctSongsOfTheSelection) {
   EXPECT_EQ(10, all.count);
 }
 
+// A random order keeps only the ids placed first, a few more than the
+// limit; when more songs than that must be left out, it reads the ids
+// placed next, until the limit is filled or the selection ends.
+TEST_F(SmartSongsTest, RandomOrderFillsItsLimitPastManyLeftOutSongs) {
+  ASSERT_TRUE(db_.Exec("BEGIN"));
+  for (int i = 0; i < 120; ++i) {
+    Row r = Song("Many " + std::to_string(i), "Crowd", "Many");
+    Add(r);
+  }
+  ASSERT_TRUE(db_.Exec("COMMIT"));
+  // Nine in ten of them broken: a limit of 10 meets far more broken songs
+  // among the ids placed first than it keeps room for.
+  ASSERT_TRUE(db_.Exec("UPDATE song SET title = CAST(X'4261ff' AS TEXT)"
+                       " WHERE genre = 'Many' AND track % 10 <> 0"));
+  std::set<std::string> seen;
+  for (int run = 0; run < 10; ++run) {
+    Result r = Select("{\"name\": \"R\", \"order\": \"random\", \"limit\": 10, \"rules\": ["
+                      "{\"field\": \"genre\", \"op\": \"is\", \"value\": \"Many\"}]}");
+    ASSERT_EQ(10, r.count) << r.error;
+    std::set<std::string> distinct(r.titles.begin(), r.titles.end());
+    EXPECT_EQ(10u, distinct.size());
+    for (const std::string& t : r.titles) EXPECT_EQ(0, t.compare(0, 5, "Many ")) << t;
+    seen.insert(distinct.begin(), distinct.end());
+  }
+  // Twelve valid songs in all; more than ten of them came up.
+  EXPECT_GT(seen.size(), 10u);
+  EXPECT_LE(seen.size(), 12u);
+  Result all = Select("{\"name\": \"R\", \"order\": \"random\", \"limit\": 50, \"rules\": ["
+                      "{\"field\": \"genre\", \"op\": \"is\", \"value\": \"Many\"}]}");
+  EXPECT_EQ(12, all.count);
+}
+
 TEST_F(SmartSongsTest, PersonalLibraryOnlyTheUsersOwnAndOnlyWhenSwitchedOn) {
   std::vector<std::string> jazz = Titles("genre", "is", "\"Jazz\"", kAlice);
   EXPECT_EQ(Titles_({"Alice's own", "Blue in Green", "So What"}), jazz);

@@ -5,12 +5,13 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
-#include <unordered_map>
+#include <string>
 #include <vector>
 
 #include "platform/auth/account.h"
 #include "platform/index/browse.h"
 #include "platform/index/fragment.h"
+#include "platform/index/heap_vector.h"
 #include "platform/playlist/smart/rules.h"
 #include "platform/text/casefold.h"
 
@@ -207,46 +208,128 @@ bool MergedSongs(sqlite::Database& db, const SmartQuery& q, const std::vector<Ke
 // Bound parameters of one read of records by id; SQLite allows far more.
 constexpr size_t kIdsPerRead = 500;
 
-// The ids of the selection, shuffled; then their records, read a few hundred
-// at a time, until the limit is filled: reading every record first would
-// cost a whole library's worth for a playlist of fifty.
-bool RandomSongs(sqlite::Database& db, const SmartQuery& q, BrowseQuery b, SongList* songs) {
-  b.columns = "id";
+// A random order of the selection's ids: an id's place is a keyed mix of
+// the id (a bijection of 64-bit numbers), so that no two ids share a place
+// and one random key orders the whole selection, without holding it.
+uint64_t PlaceOf(uint64_t key, int64_t id) {
+  uint64_t x = static_cast<uint64_t>(id) + key;
+  x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ULL;
+  x = (x ^ (x >> 27)) * 0x94d049bb133111ebULL;
+  return x ^ (x >> 31);
+}
+
+struct Placed {
+  uint64_t place;
+  int64_t id;
+  bool operator<(const Placed& other) const { return place < other.place; }
+};
+
+// The `keep` ids of the selection placed first after `after` (all ids when
+// first), in order of place; false when the query fails. The ids are read,
+// not the records, and only `keep` of them are held: the selection may be
+// the whole library.
+bool FirstPlaced(sqlite::Database& db, const BrowseQuery& b, uint64_t key, bool first,
+                 uint64_t after, size_t keep, HeapVector<Placed>* out) {
+  out->clear();
+  const bool all = keep == static_cast<size_t>(-1);
+  int n = MusicBrowseIds(db, b, [&](int64_t id) {
+    Placed p{PlaceOf(key, id), id};
+    if (!first && p.place <= after) return;
+    if (all || out->size() < keep) {
+      out->push_back(p);
+      if (!all) std::push_heap(out->begin(), out->end());
+    } else if (p < out->front()) {
+      std::pop_heap(out->begin(), out->end());
+      out->back() = p;
+      std::push_heap(out->begin(), out->end());
+    }
+  });
+  if (n < 0) return false;
+  if (all) {
+    std::sort(out->begin(), out->end());
+  } else {
+    std::sort_heap(out->begin(), out->end());
+  }
+  return true;
+}
+
+// Offers the records of ids [first, end), in that order, until the limit is
+// filled.
+bool OfferByIds(sqlite::Database& db, const SmartQuery& q, BrowseQuery b, const Placed* first,
+                const Placed* end, std::string* condition, HeapVector<MediaInfo*>* by_id,
+                SongList* songs) {
+  condition->assign("id in (");
+  for (const Placed* p = first; p != end; ++p) {
+    if (p != first) condition->append(", ");
+    condition->append(std::to_string(p->id));
+  }
+  condition->push_back(')');
+  b.columns = "*";
+  b.condition = condition->c_str();
   MediaInfo* list = nullptr;
   if (MusicBrowse(db, b, &list) < 0) return false;
-  std::vector<unsigned long> ids;
-  for (const MediaInfo* r = list; r != nullptr; r = r->next) ids.push_back(r->id);
-  ZARNPlaylistRecFree(list);
-  std::shuffle(ids.begin(), ids.end(), std::mt19937_64(std::random_device()()));
+  // Unlinked first, so that each record is offered or freed on its own.
+  by_id->clear();
+  while (list != nullptr) {
+    by_id->push_back(list);
+    list = list->next;
+    by_id->back()->next = nullptr;
+  }
+  auto less = [](const MediaInfo* a, const MediaInfo* b) { return a->id < b->id; };
+  std::sort(by_id->begin(), by_id->end(), less);
+  MediaInfo probe{};
+  for (const Placed* p = first; p != end; ++p) {
+    probe.id = static_cast<unsigned long>(p->id);
+    auto found = std::lower_bound(by_id->begin(), by_id->end(), &probe, less);
+    // Not found: removed from the index meanwhile.
+    if (found == by_id->end() || (*found)->id != probe.id) continue;
+    // Taken out of by_id: ids are distinct, and what is left is freed below.
+    MediaInfo* record = *found;
+    by_id->erase(found);
+    if (Full(q, *songs)) {
+      ZARNPlaylistRecFree(record);
+    } else {
+      songs->Offer(record);
+    }
+  }
+  for (MediaInfo* record : *by_id) ZARNPlaylistRecFree(record);
+  return true;
+}
 
-  b.columns = "*";
-  b.condition = nullptr;
-  for (size_t first = 0; first < ids.size() && !Full(q, *songs); first += kIdsPerRead) {
-    size_t end = std::min(ids.size(), first + kIdsPerRead);
-    std::string condition = "id in (";
-    for (size_t i = first; i < end; ++i) {
-      if (i > first) condition += ", ";
-      condition += std::to_string(ids[i]);
+// The selection in a random order, until the limit is filled: the ids
+// placed first (a few more than the limit asks), then their records, a few
+// hundred at a time; when songs had to be left out, the ids placed next.
+// Neither the selection's records nor all its ids are held for a limited
+// playlist: a playlist of fifty costs the same memory in any library.
+bool RandomSongs(sqlite::Database& db, const SmartQuery& q, const BrowseQuery& b,
+                 SongList* songs) {
+  std::random_device random;
+  const uint64_t key = (static_cast<uint64_t>(random()) << 32) ^ random();
+  HeapVector<Placed> placed;
+  HeapVector<MediaInfo*> by_id;
+  std::string condition;
+  bool first = true;
+  uint64_t after = 0;
+  while (!Full(q, *songs)) {
+    size_t keep = static_cast<size_t>(-1);
+    if (q.limit >= 0) {
+      size_t wanted = static_cast<size_t>(q.limit - songs->count());
+      keep = wanted + wanted / 8 + 8;  // room for a few songs left out
     }
-    condition += ')';
-    b.condition = condition.c_str();
-    if (MusicBrowse(db, b, &list) < 0) return false;
-    std::unordered_map<unsigned long, MediaInfo*> by_id;
-    for (MediaInfo* r = list; r != nullptr; r = r->next) by_id[r->id] = r;
-    // Unlinked first, so that each record is offered or freed on its own.
-    for (auto& entry : by_id) entry.second->next = nullptr;
-    for (size_t i = first; i < end; ++i) {
-      auto found = by_id.find(ids[i]);
-      if (found == by_id.end()) continue;  // removed from the index meanwhile
-      MediaInfo* record = found->second;
-      by_id.erase(found);
-      if (Full(q, *songs)) {
-        ZARNPlaylistRecFree(record);
-      } else {
-        songs->Offer(record);
+    if (!FirstPlaced(db, b, key, first, after, keep, &placed)) return false;
+    for (size_t at = 0; at < placed.size() && !Full(q, *songs);) {
+      size_t n = kIdsPerRead;
+      if (q.limit >= 0) n = std::min(n, static_cast<size_t>(q.limit - songs->count()));
+      size_t end = std::min(placed.size(), at + n);
+      if (!OfferByIds(db, q, b, placed.data() + at, placed.data() + end, &condition, &by_id,
+                      songs)) {
+        return false;
       }
+      at = end;
     }
-    for (auto& entry : by_id) ZARNPlaylistRecFree(entry.second);
+    if (placed.size() < keep) break;  // the selection has no more
+    first = false;
+    after = placed.back().place;
   }
   return true;
 }
