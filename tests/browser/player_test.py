@@ -113,6 +113,13 @@ class PlayerTest(unittest.TestCase):
         self.wait_view('album grid', '.grid .card')
         self.browser.wait(lambda d: len(d.find_elements(By.CSS_SELECTOR, '.cover.loaded')) > 0, 15, 'covers load')
         self.shot('albums')
+        # The colours follow the system's choice of a dark or light scheme.
+        light = self.browser.js('return getComputedStyle(document.body).backgroundColor')
+        self.d.execute_cdp_cmd('Emulation.setEmulatedMedia',
+                               {'features': [{'name': 'prefers-color-scheme', 'value': 'dark'}]})
+        self.assertNotEqual(self.browser.js('return getComputedStyle(document.body).backgroundColor'), light)
+        self.shot('albums-dark')
+        self.d.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': []})
 
     def test_03_artist_album(self):
         self.go('#/artists')
