@@ -104,7 +104,14 @@ async function route() {
       case 'playlists': await views.playlists(); break;
       case 'playlist': await views.playlist(q); break;
       case 'radio': await views.radio(q.get('id')); break;
-      case 'search': await views.search(q.get('q') || '', q.get('cat') || ''); break;
+      case 'search':
+        // An address opened as it is (reloaded, bookmarked) shows its search in the box.
+        if (document.activeElement !== $('search')) {
+          $('search').value = q.get('q') || '';
+          $('search-category').value = q.get('cat') || '';
+        }
+        await views.search(q.get('q') || '', q.get('cat') || '');
+        break;
       case 'queue': views.queue(); break;
       default: await views.albums();
     }
