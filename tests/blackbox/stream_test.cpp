@@ -126,11 +126,21 @@ std::string CommandOf(pid_t pid) {
   return comm;
 }
 
-// The ffmpeg started by the live CGI, once its first bytes came.
-pid_t TranscoderOf(const harness::LiveCgi& cgi) {
+// A transcode that the test reads at its own pace: the live CGI once its
+// header has come, and in *ffmpeg the transcoder it started (-1 when the
+// header is not of type, or there is none).
+harness::LiveCgi StartTranscode(const harness::Instance& instance, const CgiRequest& request,
+                                const std::string& type, pid_t* ffmpeg) {
+  harness::LiveCgi cgi = harness::StartCgi(instance, request);
+  std::string header = harness::ReadCgiHeader(cgi);
+  *ffmpeg = -1;
+  if (header.find("Content-Type: " + type + "\r\n") == std::string::npos) {
+    ADD_FAILURE() << header;
+    return cgi;
+  }
   for (pid_t child : ChildrenOf(cgi.pid))
-    if (CommandOf(child) == "ffmpeg") return child;
-  return -1;
+    if (CommandOf(child) == "ffmpeg") *ffmpeg = child;
+  return cgi;
 }
 
 const std::vector<std::pair<std::string, std::string>> kAsItIs = {
@@ -191,13 +201,20 @@ class StreamTest : public LibrarySuite {
     return "personal_" + SongId(*instance_, instance_->PersonalFolder(user) + "/mine.mp3");
   }
 
-  CgiResult Stream(const std::string& query, const std::map<std::string, std::string>& headers = {},
-                   const std::string& method = "GET", const std::string& session = "") {
+  // A GET of stream.cgi?<query> by alice.
+  static CgiRequest Request(const std::string& query) {
     CgiRequest request;
     request.program = "stream.cgi";
-    request.method = method;
     request.query = query;
-    request.session = session.empty() ? *session_ : session;
+    request.session = *session_;
+    return request;
+  }
+
+  CgiResult Stream(const std::string& query, const std::map<std::string, std::string>& headers = {},
+                   const std::string& method = "GET", const std::string& session = "") {
+    CgiRequest request = Request(query);
+    request.method = method;
+    if (!session.empty()) request.session = session;
     request.env = headers;
     return harness::RunCgi(*instance_, request);
   }
@@ -455,14 +472,9 @@ TEST_F(StreamTest, AnOffsetStartsTheStreamThere) {
 }
 
 TEST_F(StreamTest, AReaderThatLeavesEndsTheTranscoder) {
-  CgiRequest request;
-  request.program = "stream.cgi";
-  request.query = "id=" + Id("long/two-minutes.wav") + "&format=mp3";
-  request.session = *session_;
-  harness::LiveCgi cgi = harness::StartCgi(*instance_, request);
-  std::string header = harness::ReadCgiHeader(cgi);
-  EXPECT_NE(header.find("Content-Type: audio/mpeg\r\n"), std::string::npos) << header;
-  pid_t ffmpeg = TranscoderOf(cgi);
+  pid_t ffmpeg;
+  harness::LiveCgi cgi = StartTranscode(
+      *instance_, Request("id=" + Id("long/two-minutes.wav") + "&format=mp3"), "audio/mpeg", &ffmpeg);
   ASSERT_GT(ffmpeg, 0);
   // The pipes are full: both wait for the reader, who leaves.
   EXPECT_EQ(harness::FinishCgi(&cgi, 3000), 0);
@@ -470,13 +482,9 @@ TEST_F(StreamTest, AReaderThatLeavesEndsTheTranscoder) {
 }
 
 TEST_F(StreamTest, TheWebServersTerminateEndsTheTranscoderToo) {
-  CgiRequest request;
-  request.program = "stream.cgi";
-  request.query = "id=" + Id("long/two-minutes.wav") + "&format=opus";
-  request.session = *session_;
-  harness::LiveCgi cgi = harness::StartCgi(*instance_, request);
-  ASSERT_NE(harness::ReadCgiHeader(cgi).find("audio/ogg"), std::string::npos);
-  pid_t ffmpeg = TranscoderOf(cgi);
+  pid_t ffmpeg;
+  harness::LiveCgi cgi = StartTranscode(
+      *instance_, Request("id=" + Id("long/two-minutes.wav") + "&format=opus"), "audio/ogg", &ffmpeg);
   ASSERT_GT(ffmpeg, 0);
   // lighttpd sends SIGTERM when its client goes; the reader is still there.
   kill(cgi.pid, SIGTERM);
@@ -500,9 +508,8 @@ TEST(StreamLimitTest, OverTheLimitAnswersServiceUnavailable) {
   request.program = "stream.cgi";
   request.session = instance.AddUser("alice");
   request.query = "id=" + SongId(instance, instance.music() + "/two-minutes.wav") + "&format=mp3";
-  harness::LiveCgi holder = harness::StartCgi(instance, request);
-  ASSERT_NE(harness::ReadCgiHeader(holder).find("audio/mpeg"), std::string::npos);
-  pid_t ffmpeg = TranscoderOf(holder);
+  pid_t ffmpeg;
+  harness::LiveCgi holder = StartTranscode(instance, request, "audio/mpeg", &ffmpeg);
   ASSERT_GT(ffmpeg, 0);
   CgiResult busy = harness::RunCgi(instance, request);
   EXPECT_EQ(busy.out, "Status: 503 Service Unavailable\r\nRetry-After: 5\r\n\r\n");
@@ -585,9 +592,8 @@ TEST(StreamPrivilegeTest, TheSetuidStreamOpensAsRootAndTranscodesAsTheWebUser) {
   EXPECT_TRUE(r.log.empty());
 
   request.query = "id=" + wav_id + "&format=mp3";
-  harness::LiveCgi cgi = harness::StartCgi(instance, request);
-  ASSERT_NE(harness::ReadCgiHeader(cgi).find("audio/mpeg"), std::string::npos);
-  pid_t ffmpeg = TranscoderOf(cgi);
+  pid_t ffmpeg;
+  harness::LiveCgi cgi = StartTranscode(instance, request, "audio/mpeg", &ffmpeg);
   ASSERT_GT(ffmpeg, 0);
   const std::string nobody = std::to_string(getpwnam("nobody")->pw_uid);
   std::string status = ReadBytes("/proc/" + std::to_string(ffmpeg) + "/status");
