@@ -9,7 +9,9 @@ browser's cache off. Prints, per run and as medians:
   interactive  the grid is built and the page answers input (the page's
                mark 'cantora-interactive', from the start of navigation)
   covers       the last of the first 100 covers has arrived
-The first run also scales the covers (the gateway's cover cache is cold).
+The first run is the browser's first load of the page, and on a new
+instance it also has the covers scaled (the gateway's cover cache is
+empty); it is left out of the medians.
 Target: interactive within 1 s.
 Usage: bench/player_first_screen.py [--runs N] [--dir DIR] [--build BUILD]"""
 import argparse
@@ -78,7 +80,7 @@ def main():
         results = []
         for run in range(args.runs + 1):
             r = measure(browser, demo.base)
-            label = 'cold' if run == 0 else f'run {run}'
+            label = 'first' if run == 0 else f'run {run}'
             print(f'{label:>6}: interactive {r["interactive"]:7.1f} ms   100 covers {r["covers"]:7.1f} ms'
                   f'   ({r["cards"]} albums)')
             if run:

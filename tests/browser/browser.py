@@ -14,6 +14,7 @@ import time
 import urllib.request
 
 from selenium import webdriver
+from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.support.ui import WebDriverWait
 
@@ -100,7 +101,10 @@ class Browser:
         self.responses = []
 
     def wait(self, condition, seconds=15, message=''):
-        return WebDriverWait(self.driver, seconds, poll_frequency=0.1).until(condition, message)
+        # A screen may be drawn again while it is looked at (search as you
+        # type): an element gone stale means "look again".
+        return WebDriverWait(self.driver, seconds, poll_frequency=0.1,
+                             ignored_exceptions=(StaleElementReferenceException,)).until(condition, message)
 
     def js(self, script, *args):
         return self.driver.execute_script(script, *args)

@@ -113,6 +113,13 @@ class PlayerTest(unittest.TestCase):
         self.wait_view('album grid', '.grid .card')
         self.browser.wait(lambda d: len(d.find_elements(By.CSS_SELECTOR, '.cover.loaded')) > 0, 15, 'covers load')
         self.shot('albums')
+        # The colours follow the system's choice of a dark or light scheme.
+        light = self.browser.js('return getComputedStyle(document.body).backgroundColor')
+        self.d.execute_cdp_cmd('Emulation.setEmulatedMedia',
+                               {'features': [{'name': 'prefers-color-scheme', 'value': 'dark'}]})
+        self.assertNotEqual(self.browser.js('return getComputedStyle(document.body).backgroundColor'), light)
+        self.shot('albums-dark')
+        self.d.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': []})
 
     def test_03_artist_album(self):
         self.go('#/artists')
@@ -187,11 +194,14 @@ class PlayerTest(unittest.TestCase):
         box.send_keys('arpegg')
         self.browser.wait(lambda d: 'Morning Arpeggio' in [e.text for e in d.find_elements(By.CSS_SELECTOR, '.song-title')],
                           15, 'search result')
+        self.shot('search')
         Select(self.d.find_element(By.ID, 'search-category')).select_by_value('album')
         self.browser.wait(lambda d: 'cat=album' in d.current_url, 10, 'category')
         self.browser.wait(lambda d: d.find_elements(By.CSS_SELECTOR, '.empty'), 15, 'no album holds the text')
-        box.send_keys(Keys.ESCAPE)
-        self.shot('search')
+        # Reloaded, the address shows the same search.
+        self.d.refresh()
+        self.browser.wait(lambda d: d.find_elements(By.CSS_SELECTOR, '.empty'), 15, 'the search again')
+        self.assertEqual(self.d.find_element(By.ID, 'search').get_attribute('value'), 'arpegg')
 
     def test_10_save_queue_as_playlist(self):
         self.go(f'#/album?name={ALBUM.replace(" ", "%20")}')

@@ -75,17 +75,21 @@ $('library').addEventListener('change', () => {
 
 // ---- routes ----
 
+const SECTIONS = new Set(['albums', 'newest', 'artists', 'genres', 'folders', 'playlists', 'radio', 'queue',
+                          'search']);
+let lastSection = 'albums';
+
 async function route() {
   const hash = location.hash.slice(1) || '/albums';
   const [path, qs] = hash.split('?');
   const q = new URLSearchParams(qs || '');
   const section = path.slice(1);
+  if (SECTIONS.has(section)) lastSection = section;
   for (const a of document.querySelectorAll('.nav a')) {
+    // A screen below a section (an album, an artist, ...) keeps the section
+    // it was opened from marked.
     const on = a.dataset.section === section ||
-      (section === 'album' && a.dataset.section === 'albums') ||
-      (section === 'artist' && a.dataset.section === 'artists') ||
-      (section === 'genre' && a.dataset.section === 'genres') ||
-      (section === 'playlist' && a.dataset.section === 'playlists');
+      (!SECTIONS.has(section) && a.dataset.section === lastSection);
     if (on) a.setAttribute('aria-current', 'page'); else a.removeAttribute('aria-current');
   }
   try {
@@ -100,7 +104,14 @@ async function route() {
       case 'playlists': await views.playlists(); break;
       case 'playlist': await views.playlist(q); break;
       case 'radio': await views.radio(q.get('id')); break;
-      case 'search': await views.search(q.get('q') || '', q.get('cat') || ''); break;
+      case 'search':
+        // An address opened as it is (reloaded, bookmarked) shows its search in the box.
+        if (document.activeElement !== $('search')) {
+          $('search').value = q.get('q') || '';
+          $('search-category').value = q.get('cat') || '';
+        }
+        await views.search(q.get('q') || '', q.get('cat') || '');
+        break;
       case 'queue': views.queue(); break;
       default: await views.albums();
     }

@@ -236,7 +236,7 @@ export class Player extends EventTarget {
     const song = this.current;
     if (!song) return;
     const artwork = song.kind === 'radio' ? []
-      : [{ src: new URL(coverOfSong(song.id), document.baseURI).href, sizes: '600x600', type: 'image/jpeg' }];
+      : [{ src: new URL(coverOfSong(song.id), document.baseURI).href, sizes: '600x600' }];
     navigator.mediaSession.metadata = new MediaMetadata({
       title: song.title || '', artist: song.artist || '', album: song.album || '', artwork,
     });

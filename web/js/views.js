@@ -49,12 +49,18 @@ export class Views {
     document.title = title ? `${title} · Cantora` : 'Cantora';
     clear(this.root);
     this.root.append(h('p', { class: 'loading muted', text: 'Loading …' }));
+    window.scrollTo(0, 0);
     return this.abort.signal;
   }
 
   show(...nodes) {
     clear(this.root).append(...nodes.flat());
     this.markPlaying();
+    // The link that led here is gone with the last screen: keyboard focus
+    // goes to the new one instead of the start of the page.
+    if (!document.activeElement || document.activeElement === document.body) {
+      this.root.focus({ preventScroll: true });
+    }
   }
 
   ask(params, signal) { return enumerate(params, signal); }
