@@ -409,7 +409,8 @@ TEST_F(IndexerTest, LargeChangesCompactTheDatabase) {
   EXPECT_EQ("10\n", Query("SELECT count(*) FROM song"));
 }
 
-// A database made before song_order held the path gets the new index.
+// A database made before song_order held the path gets the new index, and
+// one made before the indexer kept its runs and failures gets their tables.
 TEST(IndexSchema, UpgradesAnOlderDatabase) {
   TempFolder dir;
   sqlite::Database db;
@@ -418,6 +419,7 @@ TEST(IndexSchema, UpgradesAnOlderDatabase) {
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
   ASSERT_TRUE(db.Exec("DROP INDEX song_order; "
                       "CREATE INDEX song_order ON song(library, lower(album), disc, track); "
+                      "DROP TABLE index_run; DROP TABLE index_failure; "
                       "PRAGMA user_version = 0"));
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
   sqlite::Statement index = db.Prepare("SELECT sql FROM sqlite_master WHERE name = 'song_order'");
@@ -425,7 +427,12 @@ TEST(IndexSchema, UpgradesAnOlderDatabase) {
   EXPECT_NE(std::string::npos, std::string(index.Text(0)).find("track, path)")) << index.Text(0);
   sqlite::Statement version = db.Prepare("PRAGMA user_version");
   ASSERT_EQ(SQLITE_ROW, version.Step());
-  EXPECT_EQ(2, version.Int(0));
+  EXPECT_EQ(3, version.Int(0));
+  for (const char* table : {"index_run", "index_failure"}) {
+    sqlite::Statement made = db.Prepare("SELECT 1 FROM sqlite_master WHERE name = ?");
+    made.Bind(1, table);
+    EXPECT_EQ(SQLITE_ROW, made.Step()) << table;
+  }
   // Made again, a current database is left as it is.
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
 }

@@ -535,9 +535,6 @@ class IndexRun {
     if (!batch_.Commit(error)) return false;
     // A scoped run's counts are those of a few folders, not of the library.
     if (scope_ == nullptr && ChangedMuch()) Compact();
-    // Every request opens the database afresh; frames left in the WAL would
-    // be replayed by each of them. A reader still busy only shortens this.
-    db_.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
     return true;
   }
 
@@ -647,6 +644,9 @@ bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* s
   summary->seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   ok = ok && RecordIndexRun(db, options.kind, run.started(), *summary, error);
+  // Every request opens the database afresh; frames left in the WAL would
+  // be replayed by each of them. A reader still busy only shortens this.
+  if (ok) db.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
   if (ok && options.json != nullptr) {
     std::fprintf(options.json, "%s\n", FormatIndexJson("summary", *summary).c_str());
     std::fflush(options.json);
