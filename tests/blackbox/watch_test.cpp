@@ -222,8 +222,9 @@ TEST_F(WatchTest, EachKindOfChangeReachesTheAnswers) {
   std::filesystem::remove_all(Music("back"));
   EXPECT_SHOWN("folder removed", [&] { return Gone("Deep"); });
   // No record is left of a folder that lost its audio.
-  EXPECT_EQ("0\n", instance_.Sql("SELECT count(*) FROM folder WHERE path LIKE '%/back%' "
-                                 "OR path LIKE '%/new%' OR path LIKE '%/renamed%'")
+  EXPECT_EQ("0\n", instance_.Sql("SELECT count(*) FROM folder WHERE path GLOB '" + Music("back") +
+                                 "*' OR path GLOB '" + Music("new") + "*' OR path GLOB '" +
+                                 Music("renamed") + "*'")
                        .out);
 
   WriteFile(Music("start/Mix.m3u"), "1.mp3\n");

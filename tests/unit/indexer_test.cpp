@@ -1,10 +1,12 @@
 #include "platform/index/scan/indexer.h"
 
 #include <gtest/gtest.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -59,6 +61,17 @@ class IndexerTest : public ::testing::Test {
     cantora::IndexOptions options;
     options.full = full;
     options.report = nullptr;
+    IndexSummary summary;
+    std::string error;
+    EXPECT_TRUE(cantora::RunIndex(db_, options, &summary, &error)) << error;
+    return summary;
+  }
+
+  // A scoped run (the watcher's) of the given folders of the library.
+  IndexSummary IndexScope(const std::vector<cantora::ScopeFolder>& scope) {
+    cantora::IndexOptions options;
+    options.report = nullptr;
+    options.scope = &scope;
     IndexSummary summary;
     std::string error;
     EXPECT_TRUE(cantora::RunIndex(db_, options, &summary, &error)) << error;
@@ -189,6 +202,38 @@ TEST_F(IndexerTest, VanishedFilesAndEmptyFoldersLeave) {
   EXPECT_EQ("Alpha\n", Query("SELECT value FROM facet WHERE kind = 1"));
   // The root keeps its record even with nothing directly in it.
   EXPECT_EQ("1\n", Query("SELECT count(*) FROM folder WHERE path = '" + music_ + "'"));
+}
+
+// A scoped run sees only its folders: a change elsewhere waits for a run
+// that covers it, and the facets follow what it changed.
+TEST_F(IndexerTest, AScopedRunTouchesOnlyItsFolders) {
+  Index();
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSongs(music_,
+                                 {MakeTrack("A/One/03 Fourth.mp3", "Fourth", "One", "Gamma", 3),
+                                  MakeTrack("B/Two/02 Fifth.mp3", "Fifth", "Two", "Beta", 2)},
+                                 &error))
+      << error;
+  ASSERT_EQ(0, unlink((music_ + "/A/One/01 First.mp3").c_str()));
+  // Shallow: A/One's own files, nothing of B.
+  ExpectCounts(IndexScope({{music_ + "/A/One", false}}), 2, 1, 0, 1, 0);
+  EXPECT_EQ("Fourth\nSecond\nThird\n", Query("SELECT title FROM song ORDER BY title"));
+  EXPECT_EQ("Alpha\nBeta\nGamma\n", Query("SELECT value FROM facet WHERE kind = 1 ORDER BY value"));
+  // A folder made below the root, deep, with a parent new to the index.
+  ASSERT_TRUE(fixture::MakeSongs(music_, {MakeTrack("C/Inner/Deeper/x.mp3", "Sixth", "Six", "Delta", 1)},
+                                 &error))
+      << error;
+  ExpectCounts(IndexScope({{music_ + "/C/Inner", true}}), 1, 1, 0, 0, 0);
+  EXPECT_EQ(Query("SELECT id FROM folder WHERE path = '" + music_ + "/C'"),
+            Query("SELECT parent_id FROM folder WHERE path = '" + music_ + "/C/Inner'"));
+  EXPECT_EQ(Query("SELECT id FROM folder WHERE path = '" + music_ + "'"),
+            Query("SELECT parent_id FROM folder WHERE path = '" + music_ + "/C'"));
+  // Gone again: its records go, up to the folder that no longer leads to audio.
+  std::filesystem::remove_all(music_ + "/C/Inner");
+  ExpectCounts(IndexScope({{music_ + "/C/Inner", true}}), 0, 0, 0, 1, 0);
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM folder WHERE path GLOB '" + music_ + "/C*'"));
+  // What the scoped runs left out, the whole run still finds.
+  ExpectCounts(Index(), 4, 1, 0, 0, 0);
 }
 
 TEST_F(IndexerTest, ACorruptFileIsCountedAndSkipped) {
