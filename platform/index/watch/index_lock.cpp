@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -58,9 +59,23 @@ IndexLock::~IndexLock() {
 bool IndexLock::Open(const std::string& database, std::string* error) {
   if (fd_ >= 0) return true;
   std::string path = IndexLockPath(database);
-  fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (fd_ < 0) *error = "cannot open " + path + ": " + std::strerror(errno);
-  return fd_ >= 0;
+  fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+  if (fd_ < 0) {
+    *error = "cannot open " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  // The database's folder may be writable by the web server's group: a
+  // file put there in advance (a hard link to another file, a pipe) must
+  // not be truncated and written by root.
+  struct stat st;
+  if (fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink != 1 ||
+      st.st_uid != geteuid()) {
+    *error = path + " is not a plain file of this user's; remove it";
+    close(fd_);
+    fd_ = -1;
+    return false;
+  }
+  return true;
 }
 
 void IndexLock::Name(const char* role) {
