@@ -66,8 +66,8 @@ long RssKb(pid_t pid) {
 
 // The "total" of song_enum for query, or -1.
 long Total(const WatchBench& b, const std::string& query) {
-  std::vector<std::string> env = {"GATEWAY_INTERFACE=CGI/1.1", "REQUEST_METHOD=GET",
-                                  "QUERY_STRING=" + query, "HTTP_COOKIE=id=" + b.session,
+  std::vector<std::string> env = {"GATEWAY_INTERFACE=CGI/1.1",  "REQUEST_METHOD=GET",
+                                  "QUERY_STRING=" + query,      "HTTP_COOKIE=id=" + b.session,
                                   "CANTORA_CONFIG=" + b.config, "PATH=/usr/bin:/bin"};
   Timing t = TimeProcess({b.enumerate}, env);
   size_t at = t.output.find("\"total\":");

@@ -138,12 +138,12 @@ double Until(const std::function<bool()>& check, double limit = 8) {
 }
 
 // Checks that the change shows within the bound, and prints its time.
-#define EXPECT_SHOWN(what, check)                                      \
-  do {                                                                 \
-    double seconds_ = Until(check);                                    \
-    std::printf("[ watch    ] %-28s %.2f s\n", what, seconds_);        \
-    EXPECT_GE(seconds_, 0) << what << ": never shown";                 \
-    EXPECT_LT(seconds_, kBound) << what;                               \
+#define EXPECT_SHOWN(what, check)                               \
+  do {                                                          \
+    double seconds_ = Until(check);                             \
+    std::printf("[ watch    ] %-28s %.2f s\n", what, seconds_); \
+    EXPECT_GE(seconds_, 0) << what << ": never shown";          \
+    EXPECT_LT(seconds_, kBound) << what;                        \
   } while (0)
 
 class WatchTest : public ::testing::Test {
@@ -172,7 +172,8 @@ class WatchTest : public ::testing::Test {
            instance_.Sql("SELECT count(*) FROM song WHERE title = '" + title + "'").out == "0\n";
   }
   std::string IdOf(const std::string& title) {
-    CgiResult r = harness::Enumerate(instance_, session_, "action=search&search_key=" + Encode(title));
+    CgiResult r =
+        harness::Enumerate(instance_, session_, "action=search&search_key=" + Encode(title));
     for (const Json::Value& item : r.json["items"])
       if (item["title"].asString() == title) return item["id"].asString();
     return "";
@@ -222,9 +223,10 @@ TEST_F(WatchTest, EachKindOfChangeReachesTheAnswers) {
   std::filesystem::remove_all(Music("back"));
   EXPECT_SHOWN("folder removed", [&] { return Gone("Deep"); });
   // No record is left of a folder that lost its audio.
-  EXPECT_EQ("0\n", instance_.Sql("SELECT count(*) FROM folder WHERE path GLOB '" + Music("back") +
-                                 "*' OR path GLOB '" + Music("new") + "*' OR path GLOB '" +
-                                 Music("renamed") + "*'")
+  EXPECT_EQ("0\n", instance_
+                       .Sql("SELECT count(*) FROM folder WHERE path GLOB '" + Music("back") +
+                            "*' OR path GLOB '" + Music("new") + "*' OR path GLOB '" +
+                            Music("renamed") + "*'")
                        .out);
 
   WriteFile(Music("start/Mix.m3u"), "1.mp3\n");
@@ -274,7 +276,8 @@ TEST_F(WatchTest, AnAlbumCopiedInIsOneRun) {
 
 TEST_F(WatchTest, LibrariesAddedAndRemovedWithoutARestart) {
   std::string dana = instance_.AddUser("dana");
-  instance_.AddSongs({Tune("d.mp3", "Dana's", "Mine", "Watcher")}, instance_.PersonalFolder("dana"));
+  instance_.AddSongs({Tune("d.mp3", "Dana's", "Mine", "Watcher")},
+                     instance_.PersonalFolder("dana"));
   instance_.AddSongs({Tune("x/o.mp3", "Other", "Elsewhere", "Watcher")}, instance_.Path("other"));
   WatchProcess watch(instance_);
   ASSERT_TRUE(watch.WaitForLog("watch-start (")) << watch.Log();
@@ -282,7 +285,8 @@ TEST_F(WatchTest, LibrariesAddedAndRemovedWithoutARestart) {
   ASSERT_EQ(0, instance_.Admin({"folder", "add", instance_.Path("other")}).status);
   EXPECT_SHOWN("folder add", [&] { return Has("Other"); });
   // ... and it is watched from then on.
-  instance_.AddSongs({Tune("x/p.mp3", "Other Two", "Elsewhere", "Watcher")}, instance_.Path("other"));
+  instance_.AddSongs({Tune("x/p.mp3", "Other Two", "Elsewhere", "Watcher")},
+                     instance_.Path("other"));
   EXPECT_SHOWN("file in an added folder", [&] { return Has("Other Two"); });
 
   ASSERT_EQ(0, instance_.Admin({"folder", "del", instance_.Path("other")}).status);
@@ -322,8 +326,9 @@ TEST_F(WatchTest, ALowWatchLimitIsToldOnceAndScanned) {
   EXPECT_GE(Until([&] { return Has("A2") && Has("C2") && Has("S2"); }), 0) << watch.Log();
   ASSERT_TRUE(watch.WaitForLog("watch-scan (", 2)) << watch.Log();
   std::string log = watch.Log();
-  std::string line = "the libraries have 5 folders but only 3 inotify watches could be set; "
-                     "raise the limit with 'sysctl fs.inotify.max_user_watches=";
+  std::string line =
+      "the libraries have 5 folders but only 3 inotify watches could be set; "
+      "raise the limit with 'sysctl fs.inotify.max_user_watches=";
   size_t at = log.find(line);
   ASSERT_NE(std::string::npos, at) << log;
   EXPECT_EQ(std::string::npos, log.find(line, at + 1)) << "said twice: " << log;
@@ -344,8 +349,8 @@ TEST_F(WatchTest, AKilledWatcherCatchesUpAtItsNextStart) {
                   ") keeps the index current; stop it to index by hand\n",
               index.err);
     EXPECT_NE(std::string::npos,
-              instance_.Admin({"status"}).out.find("watcher: running (pid " +
-                                                   std::to_string(watch.pid()) + ")"));
+              instance_.Admin({"status"})
+                  .out.find("watcher: running (pid " + std::to_string(watch.pid()) + ")"));
     watch.Kill();
   }
   EXPECT_NE(std::string::npos, instance_.Admin({"status"}).out.find("watcher: not running"));
@@ -390,7 +395,8 @@ TEST(IndexStatus, JsonLinesAndStatus) {
     objects.push_back(v);
   }
   ASSERT_GE(objects.size(), 2u);
-  for (size_t i = 0; i + 1 < objects.size(); ++i) EXPECT_EQ("progress", objects[i]["event"].asString());
+  for (size_t i = 0; i + 1 < objects.size(); ++i)
+    EXPECT_EQ("progress", objects[i]["event"].asString());
   const Json::Value& end = objects.back();
   EXPECT_EQ("summary", end["event"].asString());
   EXPECT_EQ(2, end["seen"].asInt());

@@ -1,7 +1,6 @@
 #include "platform/index/scan/indexer.h"
 
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -220,8 +219,8 @@ TEST_F(IndexerTest, AScopedRunTouchesOnlyItsFolders) {
   EXPECT_EQ("Fourth\nSecond\nThird\n", Query("SELECT title FROM song ORDER BY title"));
   EXPECT_EQ("Alpha\nBeta\nGamma\n", Query("SELECT value FROM facet WHERE kind = 1 ORDER BY value"));
   // A folder made below the root, deep, with a parent new to the index.
-  ASSERT_TRUE(fixture::MakeSongs(music_, {MakeTrack("C/Inner/Deeper/x.mp3", "Sixth", "Six", "Delta", 1)},
-                                 &error))
+  ASSERT_TRUE(fixture::MakeSongs(
+      music_, {MakeTrack("C/Inner/Deeper/x.mp3", "Sixth", "Six", "Delta", 1)}, &error))
       << error;
   ExpectCounts(IndexScope({{music_ + "/C/Inner", true}}), 1, 1, 0, 0, 0);
   EXPECT_EQ(Query("SELECT id FROM folder WHERE path = '" + music_ + "/C'"),
@@ -462,10 +461,11 @@ TEST(IndexSchema, UpgradesAnOlderDatabase) {
   std::string error;
   ASSERT_TRUE(cantora::OpenPlatformDatabase(dir.Path("db"), true, &db, &error)) << error;
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
-  ASSERT_TRUE(db.Exec("DROP INDEX song_order; "
-                      "CREATE INDEX song_order ON song(library, lower(album), disc, track); "
-                      "DROP TABLE index_run; DROP TABLE index_failure; "
-                      "PRAGMA user_version = 0"));
+  ASSERT_TRUE(
+      db.Exec("DROP INDEX song_order; "
+              "CREATE INDEX song_order ON song(library, lower(album), disc, track); "
+              "DROP TABLE index_run; DROP TABLE index_failure; "
+              "PRAGMA user_version = 0"));
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
   sqlite::Statement index = db.Prepare("SELECT sql FROM sqlite_master WHERE name = 'song_order'");
   ASSERT_EQ(SQLITE_ROW, index.Step());

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "platform/index/indexed_folder.h"
 #include "platform/config/config.h"
+#include "platform/index/indexed_folder.h"
 #include "platform/index/scan/indexer.h"
 #include "platform/index/watch/index_lock.h"
 #include "tools/admin/command.h"
@@ -33,7 +33,6 @@ constexpr const char* kIndexUsage =
     "\"failed\":N} now and then, and {\"event\":\"summary\",...,\"seconds\":S} at the end.\n"
     "One run writes at a time: a run waits for another to end, and is refused\n"
     "while 'cantora-admin watch' keeps the index current.\n";
-
 
 int FolderAdd(const AdminArgs& args) {
   std::string path, name;

@@ -46,7 +46,8 @@ int RunWatch(const AdminArgs& args) {
   for (size_t i = 0; i < args.size(); ++i) {
     long n = 0;
     if ((args[i] == "--max-watches" || args[i] == "--rescan") && i + 1 < args.size()) {
-      if (!Number(args[i + 1], 1, &n)) return Fail("watch: " + args[i] + " needs a positive number");
+      if (!Number(args[i + 1], 1, &n))
+        return Fail("watch: " + args[i] + " needs a positive number");
       if (args[i] == "--max-watches")
         options.watch_limit = static_cast<size_t>(n);
       else
@@ -114,8 +115,8 @@ int RunStatus(const AdminArgs& args) {
   return 0;
 }
 
-AdminCommand watch_command("watch", "keep the index current as the libraries change",
-                           kWatchUsage, RunWatch);
+AdminCommand watch_command("watch", "keep the index current as the libraries change", kWatchUsage,
+                           RunWatch);
 AdminCommand status_command("status", "the last indexing run, failed files, the watcher",
                             kStatusUsage, RunStatus);
 

@@ -21,8 +21,8 @@ bool HasTable(sqlite::Database& db, const char* name) {
 
 }  // namespace
 
-bool RecordIndexRun(sqlite::Database& db, const char* kind, int64_t started,
-                    const IndexSummary& s, std::string* error) {
+bool RecordIndexRun(sqlite::Database& db, const char* kind, int64_t started, const IndexSummary& s,
+                    std::string* error) {
   sqlite::Statement put = db.Prepare(
       "INSERT INTO index_run(started, seconds, kind, seen, added, updated, removed, failed) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?)",

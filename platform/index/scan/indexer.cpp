@@ -92,7 +92,8 @@ bool AddSongs(sqlite::Database& db, sqlite::Statement& st, ExistingSongs* songs,
   return rc == SQLITE_DONE || Failed(db, error);
 }
 
-constexpr const char* kSongColumns = "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song";
+constexpr const char* kSongColumns =
+    "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song";
 
 bool LoadSongs(sqlite::Database& db, ExistingSongs* songs, std::string* error) {
   sqlite::Statement count = db.Prepare("SELECT count(*) FROM song", error);
@@ -129,13 +130,14 @@ struct Failure {
   int64_t mtime = 0;
   int64_t size = 0;
   std::string reason;
-  bool keep = false;  // still true (or out of the run's reach)
+  bool keep = false;   // still true (or out of the run's reach)
   bool fresh = false;  // found by this run: to be written
 };
 
 bool LoadFailures(sqlite::Database& db, std::unordered_map<std::string, Failure>* failures,
                   std::string* error) {
-  sqlite::Statement st = db.Prepare("SELECT path, mtime, filesize, reason FROM index_failure", error);
+  sqlite::Statement st =
+      db.Prepare("SELECT path, mtime, filesize, reason FROM index_failure", error);
   if (!st.IsValid()) return false;
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) {
@@ -329,7 +331,8 @@ class IndexRun {
         row.covercount = found.covercount;
         row.create_date = now_;
         auto it = folders_.find(found.path);
-        if (found.placeholder && it == folders_.end()) row.covercount = CountCoverImages(found.path);
+        if (found.placeholder && it == folders_.end())
+          row.covercount = CountCoverImages(found.path);
         if (it != folders_.end()) {
           ExistingFolder& old = it->second;
           old.seen = true;
@@ -492,7 +495,11 @@ class IndexRun {
     for (const auto& f : failures_) {
       if (!f.second.fresh) continue;
       put.Reset();
-      put.Bind(1, f.first).Bind(2, f.second.mtime).Bind(3, f.second.size).Bind(4, f.second.reason).Bind(5, now_);
+      put.Bind(1, f.first)
+          .Bind(2, f.second.mtime)
+          .Bind(3, f.second.size)
+          .Bind(4, f.second.reason)
+          .Bind(5, now_);
       if (!put.Run()) return Failed(db_, error);
     }
     return transaction.Commit() || Failed(db_, error);
@@ -511,7 +518,6 @@ class IndexRun {
         std::chrono::steady_clock::now() - last_json_ >= std::chrono::milliseconds(500))
       Json("progress");
   }
-
 
   bool Finish(std::string* error) {
     bool vanished_folders = false;

@@ -354,10 +354,9 @@ WalkResult WalkScope(LibraryTree* tree, const std::vector<ScopeFolder>& scope,
   LinkRoot link_root = LinkRootOf(*tree);
   link_root.fd = root_fd;
   std::vector<ScopeFolder> sorted = scope;
-  std::sort(sorted.begin(), sorted.end(),
-            [](const ScopeFolder& a, const ScopeFolder& b) {
-              return a.path != b.path ? a.path < b.path : a.deep > b.deep;
-            });
+  std::sort(sorted.begin(), sorted.end(), [](const ScopeFolder& a, const ScopeFolder& b) {
+    return a.path != b.path ? a.path < b.path : a.deep > b.deep;
+  });
   std::vector<std::string> walked_deep;
   const std::string* previous = nullptr;
   for (const ScopeFolder& entry : sorted) {

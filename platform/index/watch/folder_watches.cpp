@@ -20,9 +20,9 @@ namespace {
 // Not IN_CLOSE_WRITE: it reports a file opened for writing, written or not,
 // and the tag reader's own opens would start a run after every run; a
 // write is an IN_MODIFY.
-constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
-                           IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR |
-                           IN_DONT_FOLLOW | IN_EXCL_UNLINK;
+constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY |
+                           IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW |
+                           IN_EXCL_UNLINK;
 
 // The sub-folders of path the walk would enter.
 std::vector<std::string> SubFolders(const std::string& path) {

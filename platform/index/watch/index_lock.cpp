@@ -68,8 +68,7 @@ bool IndexLock::Open(const std::string& database, std::string* error) {
   // file put there in advance (a hard link to another file, a pipe) must
   // not be truncated and written by root.
   struct stat st;
-  if (fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink != 1 ||
-      st.st_uid != geteuid()) {
+  if (fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink != 1 || st.st_uid != geteuid()) {
     *error = path + " is not a plain file of this user's; remove it";
     close(fd_);
     fd_ = -1;

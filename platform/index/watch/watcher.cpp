@@ -27,7 +27,7 @@ using Clock = std::chrono::steady_clock;
 
 // What the next run covers.
 struct Pending {
-  bool full = false;                // everything (start, lost events)
+  bool full = false;                  // everything (start, lost events)
   std::map<std::string, bool> scope;  // folder -> deep
   const char* kind = "watch";
   Clock::time_point first{}, last{};
@@ -52,13 +52,15 @@ class Watcher {
       : database_(database), options_(options), watches_(options.watch_limit) {}
 
   int Run() {
-    if (watches_.fd() < 0) return Log("cannot use inotify: " + std::string(std::strerror(errno)), 1);
+    if (watches_.fd() < 0)
+      return Log("cannot use inotify: " + std::string(std::strerror(errno)), 1);
     sigset_t signals;
     sigemptyset(&signals);
     for (int s : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) sigaddset(&signals, s);
     sigprocmask(SIG_BLOCK, &signals, &old_mask_);
     signal_fd_ = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
-    if (signal_fd_ < 0) return Log("cannot wait for signals: " + std::string(std::strerror(errno)), 1);
+    if (signal_fd_ < 0)
+      return Log("cannot wait for signals: " + std::string(std::strerror(errno)), 1);
     std::string error;
     if (!ReadRoots(&roots_, &error)) return Log("cannot read the libraries: " + error, 1);
     for (const LibraryRoot& r : roots_) watches_.AddTree(r.path);
@@ -92,8 +94,7 @@ class Watcher {
 
   bool ReadRoots(std::vector<LibraryRoot>* roots, std::string* error) {
     sqlite::Database db;
-    return OpenPlatformDatabase(database_, false, &db, error) &&
-           ListLibraryRoots(db, roots, error);
+    return OpenPlatformDatabase(database_, false, &db, error) && ListLibraryRoots(db, roots, error);
   }
 
   // The one line about the watch limit, and the scan that stands in.
@@ -177,8 +178,7 @@ class Watcher {
               RegisterIndexFunctions(db.get()) && RunIndex(db, options, &summary, &error);
     if (ok)
       Log(std::string(run.kind) + " (" +
-          (run.full ? std::string("every library")
-                    : std::to_string(scope.size()) + " folders") +
+          (run.full ? std::string("every library") : std::to_string(scope.size()) + " folders") +
           "): " + FormatIndexSummary(summary));
     else
       Log(std::string(run.kind) + " failed: " + error);

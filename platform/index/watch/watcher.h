@@ -42,11 +42,11 @@
 namespace cantora {
 
 struct WatchOptions {
-  size_t watch_limit = 0;          // at most this many watches (0: the kernel's limit)
-  int quiet_ms = 700;              // a batch waits for this long without events
-  int max_delay_ms = 2000;         // ... but no longer than this after its first one
-  int rescan_seconds = 600;        // the scan of folders that cannot be watched
-  FILE* log = stderr;              // one line per run and per problem
+  size_t watch_limit = 0;    // at most this many watches (0: the kernel's limit)
+  int quiet_ms = 700;        // a batch waits for this long without events
+  int max_delay_ms = 2000;   // ... but no longer than this after its first one
+  int rescan_seconds = 600;  // the scan of folders that cannot be watched
+  FILE* log = stderr;        // one line per run and per problem
 };
 
 // Watches until SIGTERM or SIGINT; the caller holds the index lock
