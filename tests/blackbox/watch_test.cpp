@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -424,3 +425,31 @@ TEST(IndexStatus, JsonLinesAndStatus) {
 }
 
 }  // namespace
+
+// One writer at a time: an index run typed while another writes waits for
+// it, saying so in one line. The other writer is this test, holding the lock.
+TEST(IndexLock, AnIndexRunWaitsForTheOneWriting) {
+  LibraryInstance instance;
+  instance.AddSongs({Tune("a/1.mp3", "One", "First", "Artist")});
+  std::string lock = instance.Path("data/cantora.db.lock");
+  int fd = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(0, flock(fd, LOCK_EX));
+  std::string name = "index " + std::to_string(getpid()) + "\n";
+  ASSERT_EQ(static_cast<ssize_t>(name.size()), write(fd, name.data(), name.size()));
+  EXPECT_NE(std::string::npos, instance.Admin({"status"}).out.find(
+                                   "index: running (pid " + std::to_string(getpid()) + ")\n"));
+  auto start = std::chrono::steady_clock::now();
+  std::thread release([&] {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    close(fd);
+  });
+  CommandResult r = instance.Admin({"index"});
+  release.join();
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(950));
+  EXPECT_EQ(0, r.status) << r.err;
+  EXPECT_EQ("cantora-admin: index: waiting for the run of pid " + std::to_string(getpid()) +
+                " to end\n",
+            r.err);
+  EXPECT_EQ(0u, r.out.find("1 files seen, 1 added")) << r.out;
+}
