@@ -1,6 +1,6 @@
 // cantora-bench: the music library's performance, end to end.
 //
-//   cantora-bench [--songs N] [--dir DIR] [--runs R] [--keep | --reuse]
+//   cantora-bench [--songs N] [--dir DIR] [--runs R] [--keep | --reuse] [--watch-only]
 //
 // Makes an instance in DIR (default: a new folder under /tmp), generates a
 // synthetic library of N songs (default 100,000) shaped like a large real
@@ -14,6 +14,7 @@
 // The actions are timed twice: run by root, and deployed, as a setuid-root
 // copy started by the web server's user (--web-user, default www-data or
 // nobody), where the privilege guard changes ids around each song's test.
+// Last, the watcher (watch_bench.h); --watch-only times nothing else.
 #include <json/json.h>
 #include <stdlib.h>
 #include <grp.h>
@@ -35,6 +36,7 @@
 #include "bench/folder_lyrics.h"
 #include "bench/process_timer.h"
 #include "bench/stream_songs.h"
+#include "bench/watch_bench.h"
 #include "platform/lib/image/image.h"
 #include "tests/support/fixture.h"
 #include "tests/support/url_encode.h"
@@ -49,11 +51,12 @@ struct Options {
   bool reuse = false;  // time the actions on a kept DIR again
   // The account the web server runs CGIs as, for the deployed arrangement.
   std::string web_user;
+  bool watch_only = false;
 };
 
 constexpr const char* kUsage =
     "usage: cantora-bench [--songs N] [--dir DIR] [--runs R] [--keep | --reuse]\n"
-    "                     [--web-user USER]\n";
+    "                     [--web-user USER] [--watch-only]\n";
 
 std::string SelfDirectory() {
   char buf[PATH_MAX];
@@ -82,6 +85,8 @@ bool ParseOptions(int argc, char** argv, Options* o) {
       o->keep = true;
     } else if (a == "--reuse") {
       o->reuse = true;
+    } else if (a == "--watch-only") {
+      o->watch_only = true;
     } else if (a == "--web-user" && has_value) {
       o->web_user = argv[++i];
     } else {
@@ -664,6 +669,19 @@ int main(int argc, char** argv) {
   if (!bench::Run({admin, "session", "new", "bench"}, &session)) Die("cannot make a session");
   session = session.substr(0, session.find('\n'));
 
+  bench::WatchBench watch;
+  watch.admin = admin;
+  watch.enumerate = bin + "/enumerate.cgi";
+  watch.config = config;
+  watch.music = music;
+  watch.dir = o.dir;
+  watch.session = session;
+  if (o.watch_only) {
+    bool ok = bench::BenchWatcher(watch);
+    if (!o.keep && !o.reuse) bench::Run({"/bin/rm", "-rf", o.dir});
+    return ok ? 0 : 1;
+  }
+
   const std::string floor_program = bin + "/cantora-bench-floor";
   Measured floor = Measure(floor_program, {floor_program}, {}, o.runs * 2);
   const double f = floor.median;
@@ -725,6 +743,8 @@ int main(int argc, char** argv) {
   std::printf("\n");
   all_ok = BenchStream(floor_program, bin, session, config, instance, music, o, f) && all_ok;
   RemoveCreatedPlaylists(admin);
+  std::printf("\n");
+  all_ok = bench::BenchWatcher(watch) && all_ok;
   std::printf("\npeak memory target: < 64 MB per request (answers larger than that excepted)\n");
   if (!o.keep && !o.reuse)
     bench::Run({"/bin/rm", "-rf", o.dir});

@@ -160,6 +160,28 @@ CREATE INDEX IF NOT EXISTS song_created ON song(library, create_date);
 -- One row: whether the facets lag behind the songs (facets.h).
 CREATE TABLE IF NOT EXISTS index_state (facets_stale INTEGER NOT NULL DEFAULT 0);
 INSERT INTO index_state(facets_stale) SELECT 0 WHERE NOT EXISTS (SELECT 1 FROM index_state);
+
+-- Indexing runs that finished (index_status.h), the last thousand.
+CREATE TABLE IF NOT EXISTS index_run (
+  id INTEGER PRIMARY KEY,
+  started INTEGER NOT NULL,
+  seconds REAL NOT NULL,
+  kind TEXT NOT NULL,
+  seen INTEGER NOT NULL,
+  added INTEGER NOT NULL,
+  updated INTEGER NOT NULL,
+  removed INTEGER NOT NULL,
+  failed INTEGER NOT NULL
+);
+-- Files that could not be read, with the reason, until they change or go:
+-- an unchanged one is not read again.
+CREATE TABLE IF NOT EXISTS index_failure (
+  path TEXT PRIMARY KEY,
+  mtime INTEGER NOT NULL,
+  filesize INTEGER NOT NULL,
+  reason TEXT NOT NULL,
+  at INTEGER NOT NULL
+);
 )sql";
 
 // A user's personal library leaves the index in the very statement that
@@ -194,8 +216,9 @@ bool HasAccounts(sqlite::Database& db) {
 }
 
 // The schema's version, kept in the database's user_version. Version 2 put
-// the path into song_order.
-constexpr int kIndexSchemaVersion = 2;
+// the path into song_order; version 3 added index_run and index_failure
+// (made by the schema's own IF NOT EXISTS).
+constexpr int kIndexSchemaVersion = 3;
 
 bool ReadSchemaVersion(sqlite::Database& db, int64_t* version, std::string* error) {
   sqlite::Statement read = db.Prepare("PRAGMA user_version", error);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,17 @@ class IndexerTest : public ::testing::Test {
     cantora::IndexOptions options;
     options.full = full;
     options.report = nullptr;
+    IndexSummary summary;
+    std::string error;
+    EXPECT_TRUE(cantora::RunIndex(db_, options, &summary, &error)) << error;
+    return summary;
+  }
+
+  // A scoped run (the watcher's) of the given folders of the library.
+  IndexSummary IndexScope(const std::vector<cantora::ScopeFolder>& scope) {
+    cantora::IndexOptions options;
+    options.report = nullptr;
+    options.scope = &scope;
     IndexSummary summary;
     std::string error;
     EXPECT_TRUE(cantora::RunIndex(db_, options, &summary, &error)) << error;
@@ -189,6 +201,38 @@ TEST_F(IndexerTest, VanishedFilesAndEmptyFoldersLeave) {
   EXPECT_EQ("Alpha\n", Query("SELECT value FROM facet WHERE kind = 1"));
   // The root keeps its record even with nothing directly in it.
   EXPECT_EQ("1\n", Query("SELECT count(*) FROM folder WHERE path = '" + music_ + "'"));
+}
+
+// A scoped run sees only its folders: a change elsewhere waits for a run
+// that covers it, and the facets follow what it changed.
+TEST_F(IndexerTest, AScopedRunTouchesOnlyItsFolders) {
+  Index();
+  std::string error;
+  ASSERT_TRUE(fixture::MakeSongs(music_,
+                                 {MakeTrack("A/One/03 Fourth.mp3", "Fourth", "One", "Gamma", 3),
+                                  MakeTrack("B/Two/02 Fifth.mp3", "Fifth", "Two", "Beta", 2)},
+                                 &error))
+      << error;
+  ASSERT_EQ(0, unlink((music_ + "/A/One/01 First.mp3").c_str()));
+  // Shallow: A/One's own files, nothing of B.
+  ExpectCounts(IndexScope({{music_ + "/A/One", false}}), 2, 1, 0, 1, 0);
+  EXPECT_EQ("Fourth\nSecond\nThird\n", Query("SELECT title FROM song ORDER BY title"));
+  EXPECT_EQ("Alpha\nBeta\nGamma\n", Query("SELECT value FROM facet WHERE kind = 1 ORDER BY value"));
+  // A folder made below the root, deep, with a parent new to the index.
+  ASSERT_TRUE(fixture::MakeSongs(
+      music_, {MakeTrack("C/Inner/Deeper/x.mp3", "Sixth", "Six", "Delta", 1)}, &error))
+      << error;
+  ExpectCounts(IndexScope({{music_ + "/C/Inner", true}}), 1, 1, 0, 0, 0);
+  EXPECT_EQ(Query("SELECT id FROM folder WHERE path = '" + music_ + "/C'"),
+            Query("SELECT parent_id FROM folder WHERE path = '" + music_ + "/C/Inner'"));
+  EXPECT_EQ(Query("SELECT id FROM folder WHERE path = '" + music_ + "'"),
+            Query("SELECT parent_id FROM folder WHERE path = '" + music_ + "/C'"));
+  // Gone again: its records go, up to the folder that no longer leads to audio.
+  std::filesystem::remove_all(music_ + "/C/Inner");
+  ExpectCounts(IndexScope({{music_ + "/C/Inner", true}}), 0, 0, 0, 1, 0);
+  EXPECT_EQ("0\n", Query("SELECT count(*) FROM folder WHERE path GLOB '" + music_ + "/C*'"));
+  // What the scoped runs left out, the whole run still finds.
+  ExpectCounts(Index(), 4, 1, 0, 0, 0);
 }
 
 TEST_F(IndexerTest, ACorruptFileIsCountedAndSkipped) {
@@ -409,23 +453,31 @@ TEST_F(IndexerTest, LargeChangesCompactTheDatabase) {
   EXPECT_EQ("10\n", Query("SELECT count(*) FROM song"));
 }
 
-// A database made before song_order held the path gets the new index.
+// A database made before song_order held the path gets the new index, and
+// one made before the indexer kept its runs and failures gets their tables.
 TEST(IndexSchema, UpgradesAnOlderDatabase) {
   TempFolder dir;
   sqlite::Database db;
   std::string error;
   ASSERT_TRUE(cantora::OpenPlatformDatabase(dir.Path("db"), true, &db, &error)) << error;
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
-  ASSERT_TRUE(db.Exec("DROP INDEX song_order; "
-                      "CREATE INDEX song_order ON song(library, lower(album), disc, track); "
-                      "PRAGMA user_version = 0"));
+  ASSERT_TRUE(
+      db.Exec("DROP INDEX song_order; "
+              "CREATE INDEX song_order ON song(library, lower(album), disc, track); "
+              "DROP TABLE index_run; DROP TABLE index_failure; "
+              "PRAGMA user_version = 0"));
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
   sqlite::Statement index = db.Prepare("SELECT sql FROM sqlite_master WHERE name = 'song_order'");
   ASSERT_EQ(SQLITE_ROW, index.Step());
   EXPECT_NE(std::string::npos, std::string(index.Text(0)).find("track, path)")) << index.Text(0);
   sqlite::Statement version = db.Prepare("PRAGMA user_version");
   ASSERT_EQ(SQLITE_ROW, version.Step());
-  EXPECT_EQ(2, version.Int(0));
+  EXPECT_EQ(3, version.Int(0));
+  for (const char* table : {"index_run", "index_failure"}) {
+    sqlite::Statement made = db.Prepare("SELECT 1 FROM sqlite_master WHERE name = ?");
+    made.Bind(1, table);
+    EXPECT_EQ(SQLITE_ROW, made.Step()) << table;
+  }
   // Made again, a current database is left as it is.
   ASSERT_TRUE(cantora::CreateIndexSchema(db, &error)) << error;
 }

@@ -4,8 +4,10 @@
 
 #include <cstdio>
 
+#include "platform/config/config.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/scan/indexer.h"
+#include "platform/index/watch/index_lock.h"
 #include "tools/admin/command.h"
 
 namespace {
@@ -18,16 +20,19 @@ constexpr const char* kFolderUsage =
     "The shared library's indexed folders. NAME is the display name of the\n"
     "folder in folder browsing (default: the folder's own name). Indexed folders\n"
     "must not lie inside one another. Changes reach the index at the next\n"
-    "'cantora-admin index'.\n";
+    "'cantora-admin index', or at once when 'cantora-admin watch' runs.\n";
 
 constexpr const char* kIndexUsage =
-    "usage: cantora-admin index [--full]\n"
+    "usage: cantora-admin index [--full] [--json]\n"
     "\n"
     "Indexes the shared folders and every enabled personal library. Only new and\n"
     "changed files are read, unless --full is given; files that are gone leave\n"
     "the index. Prints one summary line; unreadable files are reported on stderr\n"
-    "and skipped.\n";
-
+    "and skipped. With --json, stdout carries one JSON object per line instead:\n"
+    "{\"event\":\"progress\",\"seen\":N,\"added\":N,\"updated\":N,\"removed\":N,\n"
+    "\"failed\":N} now and then, and {\"event\":\"summary\",...,\"seconds\":S} at the end.\n"
+    "One run writes at a time: a run waits for another to end, and is refused\n"
+    "while 'cantora-admin watch' keeps the index current.\n";
 
 int FolderAdd(const AdminArgs& args) {
   std::string path, name;
@@ -51,6 +56,7 @@ int FolderAdd(const AdminArgs& args) {
   if (!OpenAdminDatabase(&db)) return 1;
   std::string error;
   if (!cantora::AddIndexedFolder(db, path, name, &error)) return Fail("folder add: " + error);
+  cantora::NotifyIndexWatcher(cantora::GetConfig().database);
   return 0;
 }
 
@@ -72,6 +78,7 @@ int FolderDel(const AdminArgs& args) {
   if (!OpenAdminDatabase(&db)) return 1;
   std::string error;
   if (!cantora::RemoveIndexedFolder(db, args[1], &error)) return Fail("folder del: " + error);
+  cantora::NotifyIndexWatcher(cantora::GetConfig().database);
   return 0;
 }
 
@@ -88,17 +95,32 @@ int RunIndex(const AdminArgs& args) {
   for (const std::string& a : args) {
     if (a == "--full")
       options.full = true;
+    else if (a == "--json")
+      options.json = stdout;
     else
       return Fail("index: unknown argument " + a + " (see cantora-admin index --help)");
   }
+  options.kind = options.full ? "full" : "index";
   sqlite::Database db;
   if (!OpenAdminDatabase(&db)) return 1;
+  std::string error;
+  const std::string& database = cantora::GetConfig().database;
+  cantora::IndexLock lock;
+  cantora::IndexLockHolder holder;
+  if (!lock.TryTake(database, "index", &holder, &error)) {
+    if (!holder.held) return Fail("index: " + error);
+    if (holder.LiveWatcher())
+      return Fail("index: cantora-admin watch (pid " + std::to_string(holder.pid) +
+                  ") keeps the index current; stop it to index by hand");
+    std::fprintf(stderr, "cantora-admin: index: waiting for the run of pid %ld to end\n",
+                 static_cast<long>(holder.pid));
+    if (!lock.Take(database, "index", &error)) return Fail("index: " + error);
+  }
   options.progress = isatty(STDERR_FILENO) != 0;
   cantora::IndexSummary summary;
-  std::string error;
   bool ok = cantora::RunIndex(db, options, &summary, &error);
   if (!ok) return Fail("index: " + error);
-  std::printf("%s\n", cantora::FormatIndexSummary(summary).c_str());
+  if (options.json == nullptr) std::printf("%s\n", cantora::FormatIndexSummary(summary).c_str());
   return 0;
 }
 

@@ -6,6 +6,8 @@
 #include <iostream>
 
 #include "platform/auth/account.h"
+#include "platform/config/config.h"
+#include "platform/index/watch/index_lock.h"
 #include "platform/playlist/user_files.h"
 #include "tools/admin/command.h"
 
@@ -137,7 +139,10 @@ int RunUser(const AdminArgs& args) {
   } else {
     ok = DeleteUserAndFiles(db, name, &error);
   }
-  return ok ? 0 : Fail("user " + cmd + ": " + error);
+  if (!ok) return Fail("user " + cmd + ": " + error);
+  // A personal library came or went: a running watcher reads the set again.
+  if (cmd != "passwd") cantora::NotifyIndexWatcher(cantora::GetConfig().database);
+  return 0;
 }
 
 int RunSession(const AdminArgs& args) {

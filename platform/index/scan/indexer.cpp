@@ -7,6 +7,7 @@
 #include <string_view>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -14,7 +15,9 @@
 #include "platform/index/facets.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/index/scan/existing_songs.h"
+#include "platform/index/scan/index_status.h"
 #include "platform/index/scan/index_writer.h"
+#include "platform/index/scan/library_roots.h"
 #include "platform/index/scan/playlist_scan.h"
 #include "platform/index/scan/progress.h"
 #include "platform/index/scan/read_pipeline.h"
@@ -60,37 +63,21 @@ bool Failed(sqlite::Database& db, std::string* error) {
 }
 
 bool LoadRoots(sqlite::Database& db, std::vector<RootState>* roots, std::string* error) {
-  sqlite::Statement users =
-      db.Prepare("SELECT id, name FROM users WHERE personal = 1 ORDER BY id", error);
-  if (!users.IsValid()) return false;
-  int rc;
-  while ((rc = users.Step()) == SQLITE_ROW) {
-    std::string folder = PersonalLibraryFolder(users.Text(1));
-    if (folder.empty()) continue;
+  std::vector<LibraryRoot> found;
+  if (!ListLibraryRoots(db, &found, error)) return false;
+  for (LibraryRoot& root : found) {
     RootState r;
-    r.tree.library = users.Int(0);
-    r.tree.root = folder;
-    r.root_title = users.Text(1);
-    roots->push_back(std::move(r));
-  }
-  if (rc != SQLITE_DONE) return Failed(db, error);
-  std::vector<IndexedFolder> shared;
-  if (!ListIndexedFolders(db, &shared, error)) return false;
-  for (const IndexedFolder& f : shared) {
-    RootState r;
-    r.tree.root = f.path;
+    r.tree.library = root.library;
+    r.tree.root = std::move(root.path);
+    r.root_title = std::move(root.owner);
     roots->push_back(std::move(r));
   }
   return true;
 }
 
-bool LoadSongs(sqlite::Database& db, ExistingSongs* songs, std::string* error) {
-  sqlite::Statement count = db.Prepare("SELECT count(*) FROM song", error);
-  if (!count.IsValid()) return false;
-  if (count.Step() == SQLITE_ROW) songs->Reserve(static_cast<size_t>(count.Int(0)));
-  sqlite::Statement st = db.Prepare(
-      "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song", error);
-  if (!st.IsValid()) return false;
+// The rows of st (path, id, library, folder_id, mtime, filesize, create_date).
+bool AddSongs(sqlite::Database& db, sqlite::Statement& st, ExistingSongs* songs,
+              std::string* error) {
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) {
     const char* path = st.Text(0);
@@ -101,6 +88,63 @@ bool LoadSongs(sqlite::Database& db, ExistingSongs* songs, std::string* error) {
     s.mtime = st.Int(4);
     s.filesize = st.Int(5);
     s.create_date = st.Int(6);
+  }
+  return rc == SQLITE_DONE || Failed(db, error);
+}
+
+constexpr const char* kSongColumns =
+    "SELECT path, id, library, folder_id, mtime, filesize, create_date FROM song";
+
+bool LoadSongs(sqlite::Database& db, ExistingSongs* songs, std::string* error) {
+  sqlite::Statement count = db.Prepare("SELECT count(*) FROM song", error);
+  if (!count.IsValid()) return false;
+  if (count.Step() == SQLITE_ROW) songs->Reserve(static_cast<size_t>(count.Int(0)));
+  sqlite::Statement st = db.Prepare(kSongColumns, error);
+  return st.IsValid() && AddSongs(db, st, songs, error);
+}
+
+// The rows a scoped run may find again: a shallow folder's songs, and every
+// song below a deep one (a range of the path index).
+bool LoadScopeSongs(sqlite::Database& db, const std::vector<ScopeFolder>& scope,
+                    ExistingSongs* songs, std::string* error) {
+  sqlite::Statement below =
+      db.Prepare(std::string(kSongColumns) + " WHERE path > ?1 AND path < ?2", error);
+  sqlite::Statement in = db.Prepare(
+      std::string(kSongColumns) + " WHERE folder_id = (SELECT id FROM folder WHERE path = ?1)",
+      error);
+  if (!below.IsValid() || !in.IsValid()) return false;
+  for (const ScopeFolder& f : scope) {
+    sqlite::Statement& st = f.deep ? below : in;
+    st.Reset();
+    if (f.deep)
+      st.Bind(1, f.path + "/").Bind(2, f.path + "0");  // '0' follows '/'
+    else
+      st.Bind(1, f.path);
+    if (!AddSongs(db, st, songs, error)) return false;
+  }
+  return true;
+}
+
+// A file that could not be read, as index_failure keeps it.
+struct Failure {
+  int64_t mtime = 0;
+  int64_t size = 0;
+  std::string reason;
+  bool keep = false;   // still true (or out of the run's reach)
+  bool fresh = false;  // found by this run: to be written
+};
+
+bool LoadFailures(sqlite::Database& db, std::unordered_map<std::string, Failure>* failures,
+                  std::string* error) {
+  sqlite::Statement st =
+      db.Prepare("SELECT path, mtime, filesize, reason FROM index_failure", error);
+  if (!st.IsValid()) return false;
+  int rc;
+  while ((rc = st.Step()) == SQLITE_ROW) {
+    Failure& f = (*failures)[st.Text(0)];
+    f.mtime = st.Int(1);
+    f.size = st.Int(2);
+    f.reason = st.Text(3);
   }
   return rc == SQLITE_DONE || Failed(db, error);
 }
@@ -177,7 +221,8 @@ class IndexRun {
         summary_(summary),
         batch_(db, options.batch),
         progress_(options.report, options.report != nullptr && options.progress),
-        now_(static_cast<int64_t>(std::time(nullptr))) {}
+        now_(static_cast<int64_t>(std::time(nullptr))),
+        scope_(options.scope) {}
 
   // The playlist files of every root, once Run has walked them.
   std::vector<WalkedPlaylists> WalkedPlaylistFiles() const {
@@ -185,6 +230,8 @@ class IndexRun {
     for (const RootState& r : roots_) all.push_back(PlaylistsOf(r.tree, r.walk));
     return all;
   }
+
+  int64_t started() const { return now_; }
 
   bool Run(std::string* error) {
     if (!RegisterIndexFunctions(db_.get())) {
@@ -202,7 +249,10 @@ class IndexRun {
     bool loaded = false;
     std::string load_error;
     std::thread load([&] {
-      loaded = LoadSongs(db_, &songs_, &load_error) && LoadFolders(db_, &folders_, &load_error);
+      loaded = (scope_ != nullptr ? LoadScopeSongs(db_, *scope_, &songs_, &load_error)
+                                  : LoadSongs(db_, &songs_, &load_error)) &&
+               LoadFolders(db_, &folders_, &load_error) &&
+               LoadFailures(db_, &failures_, &load_error);
     });
     Walk();
     load.join();
@@ -211,6 +261,7 @@ class IndexRun {
       return false;
     }
     KeepUnreadableRoots();
+    if (scope_ != nullptr) KeepOutOfScope();
     return StoreFolders(error) && StoreSongs(error) && RemoveVanishedSongs(error) && Finish(error);
   }
 
@@ -224,7 +275,8 @@ class IndexRun {
     for (size_t i = 0; i < roots_.size(); ++i) {
       RootState& r = roots_[i];
       std::vector<std::string> warnings;
-      r.walk = WalkLibrary(&r.tree, &warnings);
+      r.walk = scope_ != nullptr ? WalkScope(&r.tree, *scope_, &warnings)
+                                 : WalkLibrary(&r.tree, &warnings);
       for (const std::string& w : warnings) Report(w);
       r.skipped.assign(r.tree.folders.size(), false);
       r.folder_ids.assign(r.tree.folders.size(), 0);
@@ -242,6 +294,27 @@ class IndexRun {
         if (IsSameOrBelow(s.path, r.tree.root)) s.song.seen = true;
       for (auto& f : folders_)
         if (IsSameOrBelow(f.first, r.tree.root)) f.second.seen = true;
+      for (auto& f : failures_)
+        if (IsSameOrBelow(f.first, r.tree.root)) f.second.keep = true;
+    }
+  }
+
+  // A scoped run: records and failures outside the scope stay, and a
+  // placeholder folder (listed, not walked) holds audio when its record
+  // says so or a folder walked below it does.
+  void KeepOutOfScope() {
+    for (auto& f : folders_)
+      if (!InScope(f.first, true, *scope_)) f.second.seen = true;
+    for (auto& f : failures_)
+      if (!InScope(f.first, false, *scope_)) f.second.keep = true;
+    for (RootState& r : roots_) {
+      std::vector<FoundFolder>& folders = r.tree.folders;
+      for (size_t i = folders.size(); i-- > 1;) {
+        if (folders[i].placeholder && folders_.count(folders[i].path) != 0)
+          folders[i].holds_audio = true;
+        if (folders[i].holds_audio && folders[i].parent >= 0)
+          folders[folders[i].parent].holds_audio = true;
+      }
     }
   }
 
@@ -258,10 +331,14 @@ class IndexRun {
         row.covercount = found.covercount;
         row.create_date = now_;
         auto it = folders_.find(found.path);
+        if (found.placeholder && it == folders_.end())
+          row.covercount = CountCoverImages(found.path);
         if (it != folders_.end()) {
           ExistingFolder& old = it->second;
           old.seen = true;
           r.folder_ids[i] = old.id;
+          // A placeholder's images were not counted: its record stays.
+          if (found.placeholder) continue;
           if (old.library == row.library && old.parent_id == row.parent_id &&
               old.title == row.title && old.covercount == row.covercount)
             continue;
@@ -295,9 +372,11 @@ class IndexRun {
             continue;
           }
         }
+        if (old == nullptr && !options_.full && KnownFailure(path, file)) continue;
         jobs.push_back({ri, fi, old});
       }
     }
+    Json("progress");
     // Paths are made as the readers ask for them: a fresh library of a
     // million files would otherwise hold a million of them at once.
     auto path_of = [&](size_t i) {
@@ -310,6 +389,7 @@ class IndexRun {
     for (size_t i = 0; pipeline.Next(&result); ++i) {
       if (!Store(jobs[i], std::move(result), error)) return false;
       progress_.Update(i + 1);
+      JsonNow();
     }
     progress_.Clear();
     return true;
@@ -331,6 +411,8 @@ class IndexRun {
     if (!result.ok) {
       ++summary_->failed;
       Report("skipped " + path + ": " + result.error);
+      Failure& f = failures_[path];
+      f = Failure{file.mtime, file.size, result.error, true, true};
       // A file that no longer reads keeps no stale row; it is tried again next run.
       if (job.existing != nullptr) {
         job.existing->seen = false;
@@ -371,7 +453,70 @@ class IndexRun {
       // Rows of unreadable files are dropped too, but they are counted as failed.
       if (!song.unreadable) ++summary_->removed;
     }
+    Json("progress");
     return true;
+  }
+
+  // Whether path is a file that failed before and has not changed since:
+  // it is counted and reported again, not read.
+  bool KnownFailure(const std::string& path, const FoundFile& file) {
+    auto it = failures_.find(path);
+    if (it == failures_.end() || it->second.mtime != file.mtime || it->second.size != file.size)
+      return false;
+    it->second.keep = true;
+    ++summary_->failed;
+    Report("skipped " + path + ": " + it->second.reason);
+    return true;
+  }
+
+ public:
+  // Brings index_failure in line with this run's failures, in a transaction
+  // of its own when anything changed.
+  bool StoreFailures(std::string* error) {
+    std::vector<std::string> gone;
+    bool fresh = false;
+    for (const auto& f : failures_) {
+      if (!f.second.keep) gone.push_back(f.first);
+      fresh = fresh || f.second.fresh;
+    }
+    if (gone.empty() && !fresh) return true;
+    sqlite::Transaction transaction(db_);
+    sqlite::Statement del = db_.Prepare("DELETE FROM index_failure WHERE path = ?", error);
+    sqlite::Statement put = db_.Prepare(
+        "INSERT OR REPLACE INTO index_failure(path, mtime, filesize, reason, at) "
+        "VALUES (?, ?, ?, ?, ?)",
+        error);
+    if (!transaction.ok() || !del.IsValid() || !put.IsValid()) return Failed(db_, error);
+    for (const std::string& path : gone) {
+      del.Reset();
+      del.Bind(1, path);
+      if (!del.Run()) return Failed(db_, error);
+    }
+    for (const auto& f : failures_) {
+      if (!f.second.fresh) continue;
+      put.Reset();
+      put.Bind(1, f.first)
+          .Bind(2, f.second.mtime)
+          .Bind(3, f.second.size)
+          .Bind(4, f.second.reason)
+          .Bind(5, now_);
+      if (!put.Run()) return Failed(db_, error);
+    }
+    return transaction.Commit() || Failed(db_, error);
+  }
+
+ private:
+  void Json(const char* event) {
+    if (options_.json == nullptr) return;
+    std::fprintf(options_.json, "%s\n", FormatIndexJson(event, *summary_).c_str());
+    std::fflush(options_.json);
+    last_json_ = std::chrono::steady_clock::now();
+  }
+  // A progress line at most twice a second.
+  void JsonNow() {
+    if (options_.json != nullptr &&
+        std::chrono::steady_clock::now() - last_json_ >= std::chrono::milliseconds(500))
+      Json("progress");
   }
 
   bool Finish(std::string* error) {
@@ -385,6 +530,7 @@ class IndexRun {
     if (!batch_.Begin(error)) return false;
     for (const auto& f : folders_)
       if (!f.second.seen && !writer_.DeleteFolder(f.second.id, error)) return false;
+    if (scope_ != nullptr && !RemoveEmptiedFolders(error)) return false;
     if (!SyncWalkedSideLyrics(error)) return false;
     if (!RebuildFacets(db_)) {
       *error =
@@ -393,10 +539,28 @@ class IndexRun {
     }
     if (!RebuildSongWalk(db_, error)) return false;
     if (!batch_.Commit(error)) return false;
-    if (ChangedMuch()) Compact();
-    // Every request opens the database afresh; frames left in the WAL would
-    // be replayed by each of them. A reader still busy only shortens this.
-    db_.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
+    // A scoped run's counts are those of a few folders, not of the library.
+    if (scope_ == nullptr && ChangedMuch()) Compact();
+    return true;
+  }
+
+  // A scoped run: the records of placeholder folders (above or beside the
+  // scope) that no song and no folder lies in any more, deepest first.
+  bool RemoveEmptiedFolders(std::string* error) {
+    sqlite::Statement del = db_.Prepare(
+        "DELETE FROM folder WHERE id = ?1 AND parent_id <> 0 "
+        "AND NOT EXISTS (SELECT 1 FROM song WHERE folder_id = ?1) "
+        "AND NOT EXISTS (SELECT 1 FROM folder c WHERE c.library = ?2 AND c.parent_id = ?1)",
+        error);
+    if (!del.IsValid()) return false;
+    for (const RootState& r : roots_) {
+      for (size_t i = r.tree.folders.size(); i-- > 1;) {
+        if (!r.tree.folders[i].placeholder || r.folder_ids[i] == 0) continue;
+        del.Reset();
+        del.Bind(1, r.folder_ids[i]).Bind(2, r.tree.library);
+        if (!del.Run()) return Failed(db_, error);
+      }
+    }
     return true;
   }
 
@@ -404,15 +568,20 @@ class IndexRun {
   bool SyncWalkedSideLyrics(std::string* error) {
     SideLyricsFolders walked;
     std::vector<std::string> unknown_roots;
+    std::unordered_set<int64_t> scope_folders;
     for (const RootState& r : roots_) {
       if (r.walk == WalkResult::kUnreadable) unknown_roots.push_back(r.tree.root);
+      for (size_t i = 0; i < r.tree.folders.size(); ++i)
+        if (!r.tree.folders[i].placeholder && r.folder_ids[i] != 0)
+          scope_folders.insert(r.folder_ids[i]);
       for (const FoundSideFile& f : r.tree.lyrics_files) {
         int64_t folder_id = r.folder_ids[f.folder];
         if (r.skipped[f.folder] || folder_id == 0) continue;
         walked[folder_id].push_back({f.name, f.mtime, f.size});
       }
     }
-    return SyncSideLyrics(db_, walked, unknown_roots, error);
+    return SyncSideLyrics(db_, walked, unknown_roots, scope_ != nullptr ? &scope_folders : nullptr,
+                          error);
   }
 
   // SyncWalkedSideLyrics (and KeepSongWalk) in a transaction of its own,
@@ -457,6 +626,9 @@ class IndexRun {
   Batch batch_;
   Progress progress_;
   const int64_t now_;
+  const std::vector<ScopeFolder>* scope_;
+  std::chrono::steady_clock::time_point last_json_{};
+  std::unordered_map<std::string, Failure> failures_;
   IndexWriter writer_;
   LyricsWriter lyrics_;
   std::vector<RootState> roots_;
@@ -471,13 +643,37 @@ bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* s
   auto start = std::chrono::steady_clock::now();
   *summary = IndexSummary();
   IndexRun run(db, options, summary);
-  bool ok = run.Run(error);
+  bool ok = run.Run(error) && run.StoreFailures(error);
   // Playlist files, found by the same walk (playlist_scan.h).
   PlaylistScanSummary playlists;
-  ok = ok && IndexPlaylistFiles(db, run.WalkedPlaylistFiles(), &playlists, error);
+  ok = ok && IndexPlaylistFiles(db, run.WalkedPlaylistFiles(), options.scope, &playlists, error);
   summary->seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  ok = ok && RecordIndexRun(db, options.kind, run.started(), *summary, error);
+  // Every request opens the database afresh; frames left in the WAL would
+  // be replayed by each of them. A reader still busy only shortens this.
+  if (ok) db.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
+  if (ok && options.json != nullptr) {
+    std::fprintf(options.json, "%s\n", FormatIndexJson("summary", *summary).c_str());
+    std::fflush(options.json);
+  }
   return ok;
+}
+
+std::string FormatIndexJson(const char* event, const IndexSummary& s) {
+  char line[320];
+  int n = std::snprintf(line, sizeof line,
+                        "{\"event\":\"%s\",\"seen\":%lld,\"added\":%lld,\"updated\":%lld,"
+                        "\"removed\":%lld,\"failed\":%lld",
+                        event, static_cast<long long>(s.seen), static_cast<long long>(s.added),
+                        static_cast<long long>(s.updated), static_cast<long long>(s.removed),
+                        static_cast<long long>(s.failed));
+  std::string json(line, static_cast<size_t>(n));
+  if (std::string_view(event) == "summary") {
+    std::snprintf(line, sizeof line, ",\"seconds\":%.3f", s.seconds);
+    json += line;
+  }
+  return json + "}";
 }
 
 std::string FormatIndexSummary(const IndexSummary& s) {

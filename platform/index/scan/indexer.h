@@ -20,13 +20,26 @@
 // in short transactions (WAL), so requests are served throughout. The
 // summaries of artists, albums and genres are rebuilt in the last one, and
 // the lyrics of side files are brought in step there (song_lyrics.h).
+//
+// A scoped run (IndexOptions::scope, what the watcher asks for) walks only
+// the given folders: a shallow one's own files, a deep one with everything
+// below; rows elsewhere are neither loaded nor touched, but for the records
+// of the folders above the scope, which go when no audio is left below them.
+// It keeps every guarantee of a whole run (the same transactions, the facets
+// and song walk rebuilt when anything was written).
+//
+// Files that fail are kept in the table index_failure with their reason
+// until they change or go (an unchanged failed file is not read again but
+// by a full run), and each finished run leaves a row in index_run (status.h).
 #ifndef CANTORA_PLATFORM_INDEX_SCAN_INDEXER_H
 #define CANTORA_PLATFORM_INDEX_SCAN_INDEXER_H
 
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
+#include "platform/index/scan/tree_walk.h"
 #include "platform/lib/sqlite/database.h"
 
 namespace cantora {
@@ -39,6 +52,13 @@ struct IndexOptions {
   bool progress = false;
   unsigned readers = 0;  // 0: one per core
   size_t batch = 1000;   // writes per transaction
+  // One JSON object per line: {"event":"progress",...} now and then while
+  // files are read, {"event":"summary",...} at the end; null for none.
+  FILE* json = nullptr;
+  // Only these folders (see above); null for every library entirely.
+  const std::vector<ScopeFolder>* scope = nullptr;
+  // What started the run, as index_run records it ("index", "watch", ...).
+  const char* kind = "index";
 };
 
 struct IndexSummary {
@@ -58,6 +78,9 @@ bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* s
 
 // "N files seen, N added, N updated, N removed, N failed, S.SS s"
 std::string FormatIndexSummary(const IndexSummary& summary);
+// {"event":<event>,"seen":N,"added":N,"updated":N,"removed":N,"failed":N}
+// and, for the summary, "seconds".
+std::string FormatIndexJson(const char* event, const IndexSummary& summary);
 
 }  // namespace cantora
 

@@ -32,9 +32,10 @@ WalkedPlaylists PlaylistsOf(const LibraryTree& tree, WalkResult walk) {
 }
 
 bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> roots,
-                        PlaylistScanSummary* summary, std::string* error) {
+                        const std::vector<ScopeFolder>* scope, PlaylistScanSummary* summary,
+                        std::string* error) {
   *summary = PlaylistScanSummary();
-  roots.push_back(SharedPlaylistFolder());
+  if (scope == nullptr) roots.push_back(SharedPlaylistFolder());
   // path -> library; a file found twice belongs to the first root.
   std::map<std::string, int64_t> found;
   for (WalkedPlaylists& root : roots)
@@ -55,7 +56,7 @@ bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> roots
     known.insert(p.path);
     auto it = found.find(p.path);
     if (it == found.end()) {
-      bool keep = false;
+      bool keep = scope != nullptr && !InScope(p.path, false, *scope);
       for (const WalkedPlaylists& root : roots)
         keep = keep || (root.unreadable && IsSameOrBelow(p.path, root.root));
       if (keep) continue;

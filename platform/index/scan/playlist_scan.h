@@ -38,10 +38,13 @@ struct WalkedPlaylists {
 WalkedPlaylists PlaylistsOf(const LibraryTree& tree, WalkResult walk);
 
 // libraries: the index run's roots in its order (personal libraries first);
-// a file found under two roots belongs to the first. False with *error when
-// the database fails; the table is then unchanged.
+// a file found under two roots belongs to the first. With a scope (a scoped
+// run's), only files inside it are added or removed, and the shared
+// playlist folder is left alone. False with *error when the database fails;
+// the table is then unchanged.
 bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> libraries,
-                        PlaylistScanSummary* summary, std::string* error);
+                        const std::vector<ScopeFolder>* scope, PlaylistScanSummary* summary,
+                        std::string* error);
 
 }  // namespace cantora
 

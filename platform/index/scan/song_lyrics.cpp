@@ -163,7 +163,8 @@ bool BelowAny(const std::string& path, const std::vector<std::string>& roots) {
 }  // namespace
 
 bool SyncSideLyrics(sqlite::Database& db, const SideLyricsFolders& walked,
-                    const std::vector<std::string>& unknown_roots, std::string* error) {
+                    const std::vector<std::string>& unknown_roots,
+                    const std::unordered_set<int64_t>* only_folders, std::string* error) {
   FolderSync sync(db, error);
   if (!sync.ok()) return false;
   for (const auto& folder : walked)
@@ -178,6 +179,7 @@ bool SyncSideLyrics(sqlite::Database& db, const SideLyricsFolders& walked,
   int rc;
   while ((rc = rows.Step()) == SQLITE_ROW) {
     if (walked.count(rows.Int(1)) != 0 || BelowAny(rows.Text(2), unknown_roots)) continue;
+    if (only_folders != nullptr && only_folders->count(rows.Int(1)) == 0) continue;
     gone.push_back(rows.Int(0));
   }
   if (rc != SQLITE_DONE) return Failed(db, error);

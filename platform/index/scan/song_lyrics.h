@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/lib/sqlite/database.h"
@@ -57,10 +58,13 @@ using SideLyricsFolders = std::unordered_map<int64_t, std::vector<SideLyricsFile
 
 // Matches the songs without tag lyrics against the side files of their
 // folders (see above); the rows of songs whose path lies below one of
-// unknown_roots are left as they are. Runs inside the caller's transaction.
-// False with *error when the database fails.
+// unknown_roots are left as they are, and so are those of songs outside
+// only_folders when it is given (a scoped run: the folder records it
+// walked). Runs inside the caller's transaction. False with *error when the
+// database fails.
 bool SyncSideLyrics(sqlite::Database& db, const SideLyricsFolders& walked,
-                    const std::vector<std::string>& unknown_roots, std::string* error);
+                    const std::vector<std::string>& unknown_roots,
+                    const std::unordered_set<int64_t>* only_folders, std::string* error);
 
 }  // namespace cantora
 

@@ -92,6 +92,8 @@ class Walker {
   // While the root (folders[0]) is visited, its sub-folders are not entered
   // but listed in *deferred, in order.
   void DeferRootFolders(std::vector<DeferredFolder>* deferred) { deferred_ = deferred; }
+  // Sub-folders are listed as placeholders instead of entered.
+  void Shallow(bool shallow) { shallow_ = shallow; }
 
   // Walks the folder name of parent_fd, whose path is parent_path, as the
   // first folder of this walker's tree (its parent left at -1).
@@ -117,6 +119,14 @@ class Walker {
         type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
       }
       if (type == DT_DIR) {
+        if (shallow_) {
+          FoundFolder sub;
+          sub.path = tree_->folders[index].path + "/" + e.name;
+          sub.parent = index;
+          sub.placeholder = true;
+          tree_->folders.push_back(std::move(sub));
+          continue;
+        }
         if (deferred_ != nullptr && index == 0) {
           deferred_->push_back({e.name, CountsOf(*tree_)});
           continue;
@@ -156,6 +166,7 @@ class Walker {
     close(fd);
     tree_->folders[index].covercount = covers;
     tree_->folders[index].holds_audio = audio;
+    tree_->folders[index].placeholder = false;
     return audio;
   }
 
@@ -191,6 +202,7 @@ class Walker {
   const LinkRoot& root_;
   std::vector<std::string>* warnings_;
   std::vector<DeferredFolder>* deferred_ = nullptr;
+  bool shallow_ = false;
 };
 
 // One folder of the root, walked on its own: its part of the tree, with
@@ -274,9 +286,9 @@ void WalkDeferred(const LinkRoot& root, const std::vector<DeferredFolder>& defer
   for (std::thread& h : helpers) h.join();
 }
 
-}  // namespace
-
-WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
+// Empties tree and opens its root (-1 with *result set when it cannot be
+// walked), listing the root as its first folder.
+int OpenRoot(LibraryTree* tree, WalkResult* result, std::vector<std::string>* warnings) {
   tree->folders.clear();
   tree->files.clear();
   tree->lyrics_files.clear();
@@ -285,17 +297,121 @@ WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
   // in its owner's home, where the owner could point it anywhere.
   int fd = open(tree->root.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) {
-    if (errno == ENOENT || errno == ELOOP || errno == ENOTDIR) return WalkResult::kMissing;
-    warnings->push_back("cannot read " + tree->root + ": " + std::strerror(errno));
-    return WalkResult::kUnreadable;
+    if (errno == ENOENT || errno == ELOOP || errno == ENOTDIR) {
+      *result = WalkResult::kMissing;
+    } else {
+      warnings->push_back("cannot read " + tree->root + ": " + std::strerror(errno));
+      *result = WalkResult::kUnreadable;
+    }
+    return -1;
   }
   FoundFolder root;
   root.path = tree->root;
   tree->folders.push_back(std::move(root));
+  return fd;
+}
+
+LinkRoot LinkRootOf(const LibraryTree& tree) {
   char resolved[PATH_MAX];
   LinkRoot link_root;
-  link_root.path = tree->root;
-  link_root.real = realpath(tree->root.c_str(), resolved) ? resolved : "";
+  link_root.path = tree.root;
+  link_root.real = realpath(tree.root.c_str(), resolved) ? resolved : "";
+  return link_root;
+}
+
+}  // namespace
+
+bool InScope(const std::string& path, bool is_folder, const ScopeFolder& folder) {
+  if (folder.deep) return IsSameOrBelow(path, folder.path);
+  if (is_folder) return path == folder.path;
+  size_t slash = path.rfind('/');
+  return slash != std::string::npos && path.compare(0, slash, folder.path) == 0 &&
+         slash == folder.path.size();
+}
+
+bool InScope(const std::string& path, bool is_folder, const std::vector<ScopeFolder>& scope) {
+  for (const ScopeFolder& f : scope)
+    if (InScope(path, is_folder, f)) return true;
+  return false;
+}
+
+int CountCoverImages(const std::string& folder) {
+  int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return 0;
+  int covers = 0;
+  for (const Entry& e : ListFolder(fd))
+    if (e.type != DT_DIR && IsImageName(e.name)) ++covers;
+  close(fd);
+  return covers;
+}
+
+WalkResult WalkScope(LibraryTree* tree, const std::vector<ScopeFolder>& scope,
+                     std::vector<std::string>* warnings) {
+  WalkResult result = WalkResult::kOk;
+  int root_fd = OpenRoot(tree, &result, warnings);
+  if (root_fd < 0) return result;
+  tree->folders[0].placeholder = true;
+  LinkRoot link_root = LinkRootOf(*tree);
+  link_root.fd = root_fd;
+  std::vector<ScopeFolder> sorted = scope;
+  std::sort(sorted.begin(), sorted.end(), [](const ScopeFolder& a, const ScopeFolder& b) {
+    return a.path != b.path ? a.path < b.path : a.deep > b.deep;
+  });
+  std::vector<std::string> walked_deep;
+  const std::string* previous = nullptr;
+  for (const ScopeFolder& entry : sorted) {
+    if (!IsSameOrBelow(entry.path, tree->root)) continue;
+    if (previous != nullptr && *previous == entry.path) continue;  // the deep one went first
+    previous = &entry.path;
+    bool covered = false;
+    for (const std::string& d : walked_deep) covered = covered || IsSameOrBelow(entry.path, d);
+    if (covered) continue;
+    // Down from the root, a folder at a time, never through a link.
+    int index = 0;
+    int fd = fcntl(root_fd, F_DUPFD_CLOEXEC, 0);
+    std::string rest = entry.path.substr(tree->root.size());
+    size_t at = 0;
+    while (fd >= 0 && at < rest.size()) {
+      size_t next = rest.find('/', at + 1);
+      if (next == std::string::npos) next = rest.size();
+      std::string name = rest.substr(at + 1, next - at - 1);
+      at = next;
+      int child = name.empty() || name[0] == '.'
+                      ? -1
+                      : openat(fd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+      close(fd);
+      fd = child;
+      if (fd < 0) break;
+      std::string path = tree->folders[index].path + "/" + name;
+      int found = -1;
+      for (size_t i = static_cast<size_t>(index) + 1; i < tree->folders.size() && found < 0; ++i)
+        if (tree->folders[i].parent == index && tree->folders[i].path == path)
+          found = static_cast<int>(i);
+      if (found < 0) {
+        FoundFolder f;
+        f.path = path;
+        f.parent = index;
+        f.placeholder = true;
+        tree->folders.push_back(std::move(f));
+        found = static_cast<int>(tree->folders.size() - 1);
+      }
+      index = found;
+    }
+    if (fd < 0) continue;  // gone: its rows are not found again
+    Walker walker(tree, link_root, warnings);
+    walker.Shallow(!entry.deep);
+    walker.Visit(fd, index);
+    if (entry.deep) walked_deep.push_back(entry.path);
+  }
+  close(root_fd);
+  return WalkResult::kOk;
+}
+
+WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings) {
+  WalkResult result = WalkResult::kOk;
+  int fd = OpenRoot(tree, &result, warnings);
+  if (fd < 0) return result;
+  LinkRoot link_root = LinkRootOf(*tree);
   // The root's own entries first, its folders then each walked apart: a
   // large library's walk is a system call or two per entry, and they run
   // side by side on every processor.

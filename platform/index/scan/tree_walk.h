@@ -21,6 +21,8 @@ struct FoundFolder {
   int parent = -1;           // index in LibraryTree::folders; -1 for the root
   int covercount = 0;        // image files (jpg, jpeg, png) in the folder itself
   bool holds_audio = false;  // audio in the folder or anywhere below it
+  // Listed but not walked (WalkScope): its files and images are unknown.
+  bool placeholder = false;
 };
 
 struct FoundFile {
@@ -71,6 +73,31 @@ enum class WalkResult {
 // Walks tree->root (filling folders and files). Sub-folders that cannot be
 // read are skipped with a line in *warnings.
 WalkResult WalkLibrary(LibraryTree* tree, std::vector<std::string>* warnings);
+
+// A folder of a library whose contents changed: shallow, its own entries
+// (files, side files, images; its sub-folders are listed, not entered);
+// deep, everything below it too (a folder new to the library, or gone).
+struct ScopeFolder {
+  std::string path;
+  bool deep = false;
+};
+
+// Whether path (a file's or a folder's) is one scope's walk of folder would
+// list: a shallow folder's own files and the folder itself, anything at or
+// below a deep one.
+bool InScope(const std::string& path, bool is_folder, const ScopeFolder& folder);
+bool InScope(const std::string& path, bool is_folder, const std::vector<ScopeFolder>& scope);
+
+// Walks only the scope's folders of tree->root (each below the root or the
+// root itself), as WalkLibrary would have found them. The folders from the
+// root down to each are listed as placeholders, and so are a shallow
+// folder's sub-folders; a folder of the scope that no longer exists (or is
+// a link) is simply absent. Same results as WalkLibrary for the root.
+WalkResult WalkScope(LibraryTree* tree, const std::vector<ScopeFolder>& scope,
+                     std::vector<std::string>* warnings);
+
+// The image files (jpg, jpeg, png) of one folder, as the walk counts them.
+int CountCoverImages(const std::string& folder);
 
 }  // namespace cantora
 
