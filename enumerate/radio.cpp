@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "enumerate/enumerate.h"
-#include "radiolist/radiolist.h"
+#include "platform/radio/store/radiolist.h"
 
 namespace {
 

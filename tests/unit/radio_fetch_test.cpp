@@ -8,7 +8,7 @@
 #include "platform/radio/fetch/directory.h"
 #include "platform/radio/fetch/refresh.h"
 #include "platform/radio/shoutcast_update.h"
-#include "radiolist/radiolist.h"
+#include "platform/radio/store/radiolist.h"
 #include "tests/unit/radio_root.h"
 
 extern char** environ;

@@ -3,7 +3,7 @@
 
 #include <ctime>
 
-#include "radiolist/radiolist.h"
+#include "platform/radio/store/radiolist.h"
 #include "tests/unit/radio_root.h"
 
 namespace {

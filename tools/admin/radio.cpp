@@ -15,7 +15,7 @@
 
 #include "platform/text/json_parse.h"
 #include "platform/radio/shoutcast_update.h"
-#include "radiolist/radiolist.h"
+#include "platform/radio/store/radiolist.h"
 #include "tools/admin/command.h"
 
 namespace {

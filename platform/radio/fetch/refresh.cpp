@@ -5,7 +5,7 @@
 #include "platform/file/atomic_file.h"
 #include "platform/radio/fetch/directory.h"
 #include "platform/radio/shoutcast_update.h"
-#include "radiolist/radiolist.h"
+#include "platform/radio/store/radiolist.h"
 
 namespace cantora {
 

@@ -20,8 +20,8 @@
 // array of objects; a file that parses as JSON but not as such a list is
 // treated like an unparsable one, so that no caller ever meets a shape it
 // cannot index.
-#ifndef CANTORA_RADIOLIST_RADIOLIST_H
-#define CANTORA_RADIOLIST_RADIOLIST_H
+#ifndef CANTORA_PLATFORM_RADIO_STORE_RADIOLIST_H
+#define CANTORA_PLATFORM_RADIO_STORE_RADIOLIST_H
 
 #include <json/json.h>
 

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "platform/radio/store/radiolist.h"
 #include "platform/text/szlist.h"
-#include "radiolist/radiolist.h"
 
 namespace {
 

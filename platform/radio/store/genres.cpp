@@ -5,7 +5,7 @@
 
 #include "platform/config/config.h"
 #include "platform/radio/shoutcast_update.h"
-#include "radiolist/radiolist.h"
+#include "platform/radio/store/radiolist.h"
 
 const char* const ShoutcastGenreTable[kShoutcastGenreCount][2] = {
     {"Alternative", "Alternative"},

@@ -12,7 +12,7 @@
 #include "platform/text/json_parse.h"
 #include "platform/config/config.h"
 #include "platform/radio/shoutcast_update.h"
-#include "radiolist/radiolist.h"
+#include "platform/radio/store/radiolist.h"
 
 const char* const kRadioListSource = "radiolist";
 const char* const kRadioDirectory = "/usr/zarn/etc/radio";
