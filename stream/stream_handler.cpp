@@ -11,6 +11,7 @@
 #include "platform/config/config.h"
 #include "platform/index/browse.h"
 #include "platform/index/song_file.h"
+#include "platform/io/unique_fd.h"
 
 const char* const kStreamSource = "stream";
 
@@ -20,14 +21,6 @@ namespace {
 struct SongList {
   MediaInfo* head = nullptr;
   ~SongList() { ZARNPlaylistRecFree(head); }
-};
-
-// Closes the song's descriptor on every path.
-struct FileCloser {
-  int fd;
-  ~FileCloser() {
-    if (fd >= 0) close(fd);
-  }
 };
 
 }  // namespace
@@ -59,20 +52,21 @@ void StreamHandler::Run() {
     return;
   }
   bool shared = false;
-  FileCloser file{OpenSong(request, GetUserIdFromName(user.name), &shared)};
+  // Closed on every path.
+  const cantora::UniqueFd file(OpenSong(request, GetUserIdFromName(user.name), &shared));
   struct stat st;
-  if (file.fd < 0 || fstat(file.fd, &st) != 0) {
+  if (!file || fstat(file.get(), &st) != 0) {
     BareStatus("404 Not Found");
     return;
   }
-  cantora::AudioFormat format = cantora::SniffAudioFormat(file.fd);
+  cantora::AudioFormat format = cantora::SniffAudioFormat(file.get());
   if (request.transcode || format.playable_type == nullptr) {
-    Transcode(file.fd, request, format.name);
+    Transcode(file.get(), request, format.name);
   } else {
     // Only the administrator's folders are handed over by path: a personal
     // library's owner could swap a file for a link between the CGI's check
     // and the web server's open.
-    SendAsItIs(file.fd, st, format.playable_type, shared);
+    SendAsItIs(file.get(), st, format.playable_type, shared);
   }
 }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/config/config.h"
+#include "platform/io/unique_fd.h"
 #include "platform/media/stream/transcode_slots.h"
 #include "platform/process/streaming_child.h"
 #include "stream/stream_handler.h"
@@ -75,27 +76,6 @@ volatile sig_atomic_t asked_to_end = 0;
 
 void OnTerminate(int) { asked_to_end = 1; }
 
-// Writes all of data to fd; false when the reader is gone or the CGI is
-// asked to end.
-bool WriteAll(int fd, const char* data, size_t size) {
-  while (size > 0) {
-    ssize_t n = write(fd, data, size);
-    if (n < 0 && errno == EINTR && !asked_to_end) continue;
-    if (n <= 0) return false;
-    data += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
-}
-
-ssize_t ReadSome(int fd, char* buffer, size_t size) {
-  while (!asked_to_end) {
-    ssize_t n = read(fd, buffer, size);
-    if (n >= 0 || errno != EINTR) return n;
-  }
-  return -1;
-}
-
 }  // namespace
 
 void StreamHandler::Transcode(int fd, const cantora::StreamRequest& request, const char* source_name) {
@@ -132,7 +112,7 @@ void StreamHandler::Transcode(int fd, const cantora::StreamRequest& request, con
   static char buffer[1 << 16];
   // The header goes with the first bytes, so that a song ffmpeg cannot read
   // still gets a status that says so.
-  ssize_t n = ReadSome(ffmpeg.output(), buffer, sizeof buffer);
+  ssize_t n = cantora::ReadSome(ffmpeg.output(), buffer, sizeof buffer, &asked_to_end);
   if (asked_to_end) return;  // the child is killed and reaped on the way out
   if (n <= 0) {
     int status = ffmpeg.Wait();
@@ -145,11 +125,12 @@ void StreamHandler::Transcode(int fd, const cantora::StreamRequest& request, con
   std::fflush(out);
   const int client = fileno(out);
   while (n > 0) {
-    if (!WriteAll(client, buffer, static_cast<size_t>(n))) {
+    // False when the client is gone or the CGI is asked to end.
+    if (!cantora::WriteAll(client, buffer, static_cast<size_t>(n), &asked_to_end)) {
       ffmpeg.Kill();
       return;
     }
-    n = ReadSome(ffmpeg.output(), buffer, sizeof buffer);
+    n = cantora::ReadSome(ffmpeg.output(), buffer, sizeof buffer, &asked_to_end);
   }
   if (asked_to_end) {
     ffmpeg.Kill();

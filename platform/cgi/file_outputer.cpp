@@ -12,6 +12,7 @@
 
 #include "platform/cgi/http_validators.h"
 #include "platform/config/config.h"
+#include "platform/io/unique_fd.h"
 
 namespace cantora {
 
@@ -77,16 +78,14 @@ int HTTPFileOutputer::Output(const char* path, const char* content_type) {
 int HTTPFileOutputer::OutputTo(FILE* out, const char* path, const char* content_type,
                                const Conditions& conditions, bool x_sendfile) {
   if (path == nullptr) return -1;
-  int fd = open(path, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) return -1;
+  const cantora::UniqueFd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!fd) return -1;
   struct stat st;
   unsigned char head[16];
   ssize_t head_length = -1;
-  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) head_length = pread(fd, head, sizeof head, 0);
-  if (head_length < 0) {
-    close(fd);
-    return -1;
-  }
+  if (fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode))
+    head_length = pread(fd.get(), head, sizeof head, 0);
+  if (head_length < 0) return -1;
   const std::string tag = cantora::EntityTag(st);
   const std::string modified = cantora::HttpDate(st.st_mtim.tv_sec);
   const char* type = content_type != nullptr
@@ -109,8 +108,7 @@ int HTTPFileOutputer::OutputTo(FILE* out, const char* path, const char* content_
                  "%s\r\n",
                  type, static_cast<long long>(st.st_size), tag.c_str(), modified.c_str(),
                  cache_control);
-    if (!cantora::CopyFileBytes(fd, 0, st.st_size, out)) result = -1;
+    if (!cantora::CopyFileBytes(fd.get(), 0, st.st_size, out)) result = -1;
   }
-  close(fd);
   return result;
 }

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/io/unique_fd.h"
+
 namespace cantora {
 namespace {
 
@@ -23,42 +25,25 @@ class TempFile {
     std::string pattern = target + ".XXXXXX";
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
-    fd_ = mkstemp(name.data());
-    if (fd_ >= 0) path_ = name.data();
+    fd_.Reset(mkstemp(name.data()));
+    if (fd_) path_ = name.data();
   }
   ~TempFile() {
-    if (fd_ >= 0) close(fd_);
+    fd_.Reset();
     if (!path_.empty()) unlink(path_.c_str());
   }
   TempFile(const TempFile&) = delete;
   TempFile& operator=(const TempFile&) = delete;
 
-  int fd() const { return fd_; }
+  int fd() const { return fd_.get(); }
   const std::string& path() const { return path_; }
-  bool Close() {
-    int fd = fd_;
-    fd_ = -1;
-    return close(fd) == 0;
-  }
+  bool Close() { return fd_.Close(); }
   void Keep() { path_.clear(); }
 
  private:
-  int fd_ = -1;
+  UniqueFd fd_;
   std::string path_;
 };
-
-bool WriteAll(int fd, const std::string& text) {
-  size_t done = 0;
-  while (done < text.size()) {
-    ssize_t n = write(fd, text.data() + done, text.size() - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    done += static_cast<size_t>(n);
-  }
-  return true;
-}
 
 }  // namespace
 

@@ -15,30 +15,10 @@
 #include "platform/file/beneath.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/indexed_folder.h"
+#include "platform/io/unique_fd.h"
 
 namespace cantora {
 namespace {
-
-class Fd {
- public:
-  Fd() = default;
-  ~Fd() { Reset(-1); }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  void Reset(int fd) {
-    if (fd_ >= 0) close(fd_);
-    fd_ = fd;
-  }
-  int get() const { return fd_; }
-  int Release() {
-    int fd = fd_;
-    fd_ = -1;
-    return fd;
-  }
-
- private:
-  int fd_ = -1;
-};
 
 // A path below a root is plain when it has no empty, "." or ".." component.
 bool IsPlainRelative(std::string_view rel) {
@@ -110,7 +90,7 @@ class SongFiles {
 
   int Open() {
     if (!OpenFolder()) return -1;
-    Fd file;
+    UniqueFd file;
     file.Reset(OpenBeneath(folder_fd_.get(), name_, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
     if (file.get() < 0 && errno == ELOOP) {
       // A link as the last component: followed when its text stays inside,
@@ -180,8 +160,8 @@ class SongFiles {
   std::optional<LibraryRoots> roots_;
   std::string root_path_;
   std::string real_root_;  // root_path_, links resolved
-  Fd root_fd_;
-  Fd folder_fd_;
+  UniqueFd root_fd_;
+  UniqueFd folder_fd_;
   std::string folder_;  // the folder folder_fd_ holds, relative to the root
   bool located_ = false;
   std::string_view folder_wanted_;

@@ -15,6 +15,7 @@
 #include "platform/config/platform_db.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/indexed_folder.h"
+#include "platform/io/unique_fd.h"
 #include "platform/playlist/m3u.h"
 #include "platform/playlist/store.h"
 
@@ -53,16 +54,12 @@ std::vector<std::string> ReadableStores(const std::string& user) {
   return stores;
 }
 
-bool ReadAll(int fd, off_t size, std::string* text) {
+// The file's size bytes (fewer when it was cut short meanwhile).
+bool ReadSized(int fd, off_t size, std::string* text) {
   text->resize(static_cast<size_t>(size));
-  size_t done = 0;
-  while (done < text->size()) {
-    ssize_t n = read(fd, &(*text)[done], text->size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    done += static_cast<size_t>(n);
-  }
-  text->resize(done);
+  ssize_t n = ReadAll(fd, text->data(), text->size());
+  if (n < 0) return false;
+  text->resize(static_cast<size_t>(n));
   return true;
 }
 
@@ -94,17 +91,6 @@ bool IsWritableStore(const std::string& folder, const std::string& name) {
   size_t slash = rest.find('/');
   return slash != std::string::npos && rest.substr(slash) == "/playlists" &&
          IsValidUserName(rest.substr(0, slash));
-}
-
-bool WriteAll(int fd, const std::string& text) {
-  size_t done = 0;
-  while (done < text.size()) {
-    ssize_t n = write(fd, text.data() + done, text.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
 }
 
 // A name for a temporary file beside name, unlikely to exist.
@@ -153,13 +139,12 @@ bool ReadPlaylistFile(int uid, const char* path, std::string* text, std::string*
     }
   }
   if (!allowed) return false;
-  int fd = open(resolved.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) return false;
+  UniqueFd fd(open(resolved.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+  if (!fd) return false;
   struct stat st;
-  bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size <= kMaxPlaylistBytes &&
-            ReadAll(fd, st.st_size, text);
-  close(fd);
-  if (!ok) return false;
+  if (fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > kMaxPlaylistBytes ||
+      !ReadSized(fd.get(), st.st_size, text))
+    return false;
   std::string given = NormalPath(path);
   *folder = given.substr(0, given.rfind('/'));
   if (folder->empty()) *folder = "/";
@@ -174,23 +159,22 @@ bool WritePlaylistFile(const char* path, const std::string& text, bool durable) 
   if (name.empty() || name[0] == '.' || HasControl(name) || !IsPlaylistFileName(name)) return false;
   std::string folder = Canonical(slash == 0 ? "/" : full.substr(0, slash));
   if (folder.empty() || !IsWritableStore(folder, name)) return false;
-  int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (dir < 0) return false;
+  UniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!dir) return false;
   std::string temp;
-  int fd = -1;
-  for (int attempt = 0; fd < 0 && attempt < 8; ++attempt) {
+  UniqueFd fd;
+  for (int attempt = 0; !fd && attempt < 8; ++attempt) {
     temp = TemporaryName(name, attempt);
-    fd = openat(dir, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0 && errno != EEXIST) break;
+    fd.Reset(openat(dir.get(), temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                    0644));
+    if (!fd && errno != EEXIST) break;
   }
-  bool ok = fd >= 0;
-  if (ok) {
-    ok = WriteAll(fd, text) && (!durable || fsync(fd) == 0) && fchmod(fd, 0644) == 0;
-    ok = close(fd) == 0 && ok;
-    ok = ok && renameat(dir, temp.c_str(), dir, name.c_str()) == 0;
-    if (!ok) unlinkat(dir, temp.c_str(), 0);
-  }
-  close(dir);
+  if (!fd) return false;
+  bool ok = WriteAll(fd.get(), text) && (!durable || fsync(fd.get()) == 0) &&
+            fchmod(fd.get(), 0644) == 0;
+  ok = fd.Close() && ok;
+  ok = ok && renameat(dir.get(), temp.c_str(), dir.get(), name.c_str()) == 0;
+  if (!ok) unlinkat(dir.get(), temp.c_str(), 0);
   return ok;
 }
 

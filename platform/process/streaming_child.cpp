@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace cantora {
 namespace {
@@ -45,6 +46,7 @@ bool StreamingChild::Start(const std::string& program, const std::vector<std::st
                            int stdin_fd, const char* log_tag) {
   int pipe_fds[2];
   if (pipe2(pipe_fds, O_CLOEXEC) != 0) return false;
+  UniqueFd output(pipe_fds[0]);
   std::vector<char*> argv;
   argv.push_back(const_cast<char*>(program.c_str()));
   for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
@@ -55,11 +57,10 @@ bool StreamingChild::Start(const std::string& program, const std::vector<std::st
   close(pipe_fds[1]);
   if (pid < 0) {
     syslog(LOG_ERR, "%s: cannot run %s: %s", log_tag, program.c_str(), std::strerror(errno));
-    close(pipe_fds[0]);
     return false;
   }
   pid_ = pid;
-  output_ = pipe_fds[0];
+  output_ = std::move(output);
   return true;
 }
 
@@ -71,10 +72,7 @@ void StreamingChild::Kill() {
 }
 
 int StreamingChild::Wait() {
-  if (output_ >= 0) {
-    close(output_);
-    output_ = -1;
-  }
+  output_.Reset();
   if (pid_ <= 0) return -1;
   int status = 0;
   pid_t pid = pid_;

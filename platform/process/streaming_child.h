@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/io/unique_fd.h"
+
 namespace cantora {
 
 class StreamingChild {
@@ -32,7 +34,7 @@ class StreamingChild {
              const char* log_tag);
 
   // The read end of the child's stdout; -1 before Start.
-  int output() const { return output_; }
+  int output() const { return output_.get(); }
   pid_t pid() const { return pid_; }
 
   // Kills the child at once and reaps it. Does nothing when there is none.
@@ -43,7 +45,7 @@ class StreamingChild {
 
  private:
   pid_t pid_ = -1;
-  int output_ = -1;
+  UniqueFd output_;
 };
 
 }  // namespace cantora

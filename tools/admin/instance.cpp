@@ -14,6 +14,7 @@
 #include "platform/config/config.h"
 #include "platform/config/platform_db.h"
 #include "platform/index/schema.h"
+#include "platform/io/unique_fd.h"
 #include "tools/admin/command.h"
 #include "tools/admin/deploy_texts.h"
 
@@ -45,52 +46,35 @@ bool MakeDirs(const std::string& path, std::string* error) {
   return true;
 }
 
-// Closes a descriptor when it goes.
-class Folder {
- public:
-  explicit Folder(int fd = -1) : fd_(fd) {}
-  ~Folder() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Folder(Folder&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-  Folder& operator=(Folder&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-  }
-  int fd() const { return fd_; }
-  bool ok() const { return fd_ >= 0; }
-
- private:
-  int fd_;
-};
+using cantora::UniqueFd;
 
 // The folder rel (relative, '/'-separated) below the folder open as top,
 // made where missing (mode 0755) and opened, never through a link: init
 // runs as root, and an entry already in the instance's folder, a link to
 // another folder of the box say, must not have that folder given to the web
 // server's user. An existing entry that is not a plain folder is refused.
-Folder MakeFolderBeneath(int top, const std::string& top_path, const std::string& rel,
+UniqueFd MakeFolderBeneath(int top, const std::string& top_path, const std::string& rel,
                          std::string* error) {
-  Folder at(fcntl(top, F_DUPFD_CLOEXEC, 0));
+  UniqueFd at(fcntl(top, F_DUPFD_CLOEXEC, 0));
   std::string path = top_path;
   size_t start = 0;
-  while (at.ok() && start < rel.size()) {
+  while (at && start < rel.size()) {
     size_t slash = rel.find('/', start);
     if (slash == std::string::npos) slash = rel.size();
     const std::string part = rel.substr(start, slash - start);
     start = slash + 1;
     if (part.empty()) continue;
     path += "/" + part;
-    if (mkdirat(at.fd(), part.c_str(), 0755) != 0 && errno != EEXIST) {
+    if (mkdirat(at.get(), part.c_str(), 0755) != 0 && errno != EEXIST) {
       *error = "cannot create " + path + ": " + std::strerror(errno);
-      return Folder();
+      return UniqueFd();
     }
-    Folder next(openat(at.fd(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!next.ok()) {
+    UniqueFd next(openat(at.get(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!next) {
       *error = errno == ELOOP || errno == ENOTDIR
                    ? path + " exists and is not a folder"
                    : "cannot open " + path + ": " + std::strerror(errno);
-      return Folder();
+      return UniqueFd();
     }
     at = std::move(next);
   }
@@ -101,14 +85,14 @@ Folder MakeFolderBeneath(int top, const std::string& top_path, const std::string
 // that exists already (a link among them) is refused, never written through.
 bool WriteNewFile(int folder, const std::string& folder_path, const std::string& name,
                   const std::string& text, std::string* error) {
-  int fd = openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-  if (fd < 0) {
+  UniqueFd fd(
+      openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+  if (!fd) {
     *error = "cannot create " + folder_path + "/" + name + ": " + std::strerror(errno);
     return false;
   }
-  bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-            fchmod(fd, 0644) == 0;
-  ok = close(fd) == 0 && ok;
+  bool ok = cantora::WriteAll(fd.get(), text) && fchmod(fd.get(), 0644) == 0;
+  ok = fd.Close() && ok;
   if (!ok) *error = "cannot write " + folder_path + "/" + name;
   return ok;
 }
@@ -138,10 +122,10 @@ bool CreateDatabase(int folder, const std::string& folder_path, const std::strin
   db.Close();
   if (group == static_cast<gid_t>(-1)) return true;
   for (const std::string& n : names) {
-    Folder f(openat(folder, n.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!f.ok()) continue;
-    if (fstat(f.fd(), &st) != 0 || !S_ISREG(st.st_mode) || fchown(f.fd(), 0, group) != 0 ||
-        fchmod(f.fd(), 0660) != 0) {
+    UniqueFd f(openat(folder, n.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!f) continue;
+    if (fstat(f.get(), &st) != 0 || !S_ISREG(st.st_mode) || fchown(f.get(), 0, group) != 0 ||
+        fchmod(f.get(), 0660) != 0) {
       *error = "cannot give " + folder_path + "/" + n + " to the web server's group";
       return false;
     }
@@ -171,9 +155,9 @@ std::string SelfDirectory() {
 bool InstallTexts(int top, const std::string& top_path, const std::string& texts,
                   std::string* error) {
   for (const DeployText* t = kDeployTexts; t->language != nullptr; ++t) {
-    Folder folder = MakeFolderBeneath(top, top_path, texts + "/" + t->language, error);
-    if (!folder.ok()) return false;
-    if (!WriteNewFile(folder.fd(), top_path + "/" + texts + "/" + t->language, "strings",
+    UniqueFd folder = MakeFolderBeneath(top, top_path, texts + "/" + t->language, error);
+    if (!folder) return false;
+    if (!WriteNewFile(folder.get(), top_path + "/" + texts + "/" + t->language, "strings",
                       t->strings, error))
       return false;
   }
@@ -201,10 +185,10 @@ int Init(const AdminArgs& args) {
   char real[PATH_MAX];
   if (realpath(dir.c_str(), real) == nullptr) return Fail("init: cannot resolve " + dir);
   dir = real;
-  Folder top(open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!top.ok()) return Fail("init: cannot open " + dir + ": " + std::strerror(errno));
+  UniqueFd top(open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!top) return Fail("init: cannot open " + dir + ": " + std::strerror(errno));
   struct stat st;
-  if (fstatat(top.fd(), "cantora.conf", &st, AT_SYMLINK_NOFOLLOW) == 0)
+  if (fstatat(top.get(), "cantora.conf", &st, AT_SYMLINK_NOFOLLOW) == 0)
     return Fail("init: " + dir + " already holds an instance");
 
   uid_t web_uid = static_cast<uid_t>(-1);
@@ -224,31 +208,31 @@ int Init(const AdminArgs& args) {
   c.lyrics_folder = dir + "/lyrics";
   const std::string texts = "var/packages/Cantora/target/app/texts";
   for (const char* rel : {"home", "lyrics"})
-    if (!MakeFolderBeneath(top.fd(), dir, rel, &error).ok()) return Fail("init: " + error);
+    if (!MakeFolderBeneath(top.get(), dir, rel, &error)) return Fail("init: " + error);
   // The gateway writes the radio lists, caches, new shared playlists and
   // users' own playlists with the web server's identity; tmp is everyone's.
   for (const char* rel : {"cache", "usr/zarn/etc/radio", "tmp", "data/playlists", "preferences"}) {
-    Folder folder = MakeFolderBeneath(top.fd(), dir, rel, &error);
-    if (!folder.ok()) return Fail("init: " + error);
-    if (!web_user.empty() && fchown(folder.fd(), web_uid, web_gid) != 0)
+    UniqueFd folder = MakeFolderBeneath(top.get(), dir, rel, &error);
+    if (!folder) return Fail("init: " + error);
+    if (!web_user.empty() && fchown(folder.get(), web_uid, web_gid) != 0)
       return Fail("init: cannot give " + dir + "/" + rel + " to " + web_user + ": " +
                   std::strerror(errno));
-    if (std::strcmp(rel, "tmp") == 0 && fchmod(folder.fd(), 01777) != 0)
+    if (std::strcmp(rel, "tmp") == 0 && fchmod(folder.get(), 01777) != 0)
       return Fail("init: cannot open " + dir + "/tmp to everyone: " + std::strerror(errno));
   }
   // The database folder stays root's: a setuid gateway reads only a
   // database that nobody but root and the web server's group can have
   // written (platform/config/trust.h). The group may write, and files made
   // in the folder keep its group (set-group-id folder).
-  Folder data = MakeFolderBeneath(top.fd(), dir, "data", &error);
-  if (!data.ok()) return Fail("init: " + error);
-  if (!web_user.empty() && (fchown(data.fd(), 0, web_gid) != 0 || fchmod(data.fd(), 02770) != 0))
+  UniqueFd data = MakeFolderBeneath(top.get(), dir, "data", &error);
+  if (!data) return Fail("init: " + error);
+  if (!web_user.empty() && (fchown(data.get(), 0, web_gid) != 0 || fchmod(data.get(), 02770) != 0))
     return Fail("init: cannot give " + dir + "/data to the group of " + web_user + ": " +
                 std::strerror(errno));
 
-  if (!InstallTexts(top.fd(), dir, texts, &error)) return Fail("init: " + error);
+  if (!InstallTexts(top.get(), dir, texts, &error)) return Fail("init: " + error);
 
-  if (!CreateDatabase(data.fd(), dir + "/data", "cantora.db", web_gid, &error))
+  if (!CreateDatabase(data.get(), dir + "/data", "cantora.db", web_gid, &error))
     return Fail("init: " + error);
 
   std::ostringstream conf;
@@ -265,7 +249,8 @@ int Init(const AdminArgs& args) {
        << "lyrics_folder = " << c.lyrics_folder << "\n"
        << "session_lifetime = " << c.session_lifetime << "\n"
        << "max_body_bytes = " << c.max_body_bytes << "\n";
-  if (!WriteNewFile(top.fd(), dir, "cantora.conf", conf.str(), &error)) return Fail("init: " + error);
+  if (!WriteNewFile(top.get(), dir, "cantora.conf", conf.str(), &error))
+    return Fail("init: " + error);
   std::printf("%s/cantora.conf\n", dir.c_str());
   return 0;
 }
@@ -295,10 +280,10 @@ int Setup(const AdminArgs& args) {
   if (slash == std::string::npos || slash + 1 == database.size())
     return Fail("setup: the database must be an absolute file name, not " + database);
   const std::string folder_path = slash == 0 ? "/" : database.substr(0, slash);
-  Folder folder(open(folder_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder.ok()) return Fail("setup: cannot open " + folder_path + ": " + std::strerror(errno));
+  UniqueFd folder(open(folder_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return Fail("setup: cannot open " + folder_path + ": " + std::strerror(errno));
   std::string error;
-  if (!CreateDatabase(folder.fd(), folder_path, database.substr(slash + 1), web_gid, &error))
+  if (!CreateDatabase(folder.get(), folder_path, database.substr(slash + 1), web_gid, &error))
     return Fail("setup: " + error);
   std::printf("%s\n", database.c_str());
   return 0;

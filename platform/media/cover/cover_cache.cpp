@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "platform/config/config.h"
+#include "platform/io/unique_fd.h"
 #include "platform/lib/sodium/crypto.h"
 
 namespace cantora {
@@ -88,14 +89,7 @@ bool WriteCoverCacheFile(const std::string& path, std::string_view bytes, std::s
     *error = SystemError("cannot write " + path);
     return false;
   }
-  bool ok = true;
-  for (size_t done = 0; ok && done < bytes.size();) {
-    ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    ok = n > 0;
-    if (ok) done += static_cast<size_t>(n);
-  }
-  ok = ok && fchmod(fd, 0644) == 0;
+  bool ok = WriteAll(fd, bytes) && fchmod(fd, 0644) == 0;
   if (ok) OwnLikeCache(fd, "");
   ok = close(fd) == 0 && ok;
   // rename() replaces a name, never follows a link at it.

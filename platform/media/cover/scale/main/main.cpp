@@ -14,6 +14,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform/io/unique_fd.h"
 #include "platform/media/cover/cover_cache.h"
 #include "platform/media/cover/scale/scale_image.h"
 
@@ -27,18 +28,6 @@ int Fail(const std::string& message) {
   return 1;
 }
 
-bool ReadAll(int fd, std::string* out) {
-  char buffer[1 << 16];
-  for (;;) {
-    ssize_t n = read(fd, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return false;
-    if (n == 0) return true;
-    out->append(buffer, static_cast<size_t>(n));
-    if (out->size() > kMaxInputBytes) return false;
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -47,7 +36,8 @@ int main(int argc, char** argv) {
   long max_side = std::strtol(argv[1], &end, 10);
   if (*end != '\0' || max_side < 1 || max_side > 30000) return Fail("bad size " + std::string(argv[1]));
   std::string source;
-  if (!ReadAll(STDIN_FILENO, &source)) return Fail("cannot read the image");
+  if (!cantora::ReadToEnd(STDIN_FILENO, &source, kMaxInputBytes))
+    return Fail("cannot read the image");
   std::string scaled, error;
   if (!cantora::ScaleImage(source, static_cast<int>(max_side), &scaled, &error)) return Fail(error);
   if (!cantora::WriteCoverCacheFile(argv[2], scaled, &error)) return Fail(error);
