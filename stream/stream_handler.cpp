@@ -53,7 +53,7 @@ void StreamHandler::Run() {
   }
   bool shared = false;
   // Closed on every path.
-  const cantora::UniqueFd file(OpenSong(request, GetUserIdFromName(user.name), &shared));
+  const cantora::UniqueFd file(OpenSong(request, user.uid, &shared));
   struct stat st;
   if (!file || fstat(file.get(), &st) != 0) {
     BareStatus("404 Not Found");

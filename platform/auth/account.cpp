@@ -90,10 +90,14 @@ int Failures(sqlite::Database& db, const std::string& key) {
   return st.Step() == SQLITE_ROW ? static_cast<int>(st.Int(0)) : 0;
 }
 
+// Forgets the failures older than kFailureMemory.
+bool ForgetOldFailures(sqlite::Database& db) {
+  sqlite::Statement forget = db.Prepare("DELETE FROM sign_in_failures WHERE last <= ?");
+  return forget.IsValid() && forget.Bind(1, Now() - kFailureMemory).Run();
+}
+
 bool RecordFailure(sqlite::Database& db, const std::string& key) {
   int64_t now = Now();
-  sqlite::Statement forget = db.Prepare("DELETE FROM sign_in_failures WHERE last <= ?");
-  if (!forget.IsValid() || !forget.Bind(1, now - kFailureMemory).Run()) return false;
   sqlite::Statement st = db.Prepare(
       "INSERT INTO sign_in_failures(key, failures, last) VALUES (?, 1, ?) "
       "ON CONFLICT(key) DO UPDATE SET failures = failures + 1, last = excluded.last");
@@ -361,7 +365,8 @@ SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::st
     int name_failures = 0;
     WriteInTurn(db, [&] {
       name_failures = Failures(db, name_key);
-      return RecordFailure(db, name_key) && RecordFailure(db, address_key);
+      return ForgetOldFailures(db) && RecordFailure(db, name_key) &&
+             RecordFailure(db, address_key);
     });
     Wait(SignInDelayMillis(name_failures));
     return SignInResult::kRefused;
