@@ -1,5 +1,6 @@
 #include "platform/indexer/library_roots.h"
 
+#include "platform/auth/users/users_table.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/indexed_folder.h"
 
@@ -7,18 +8,12 @@ namespace cantora {
 
 bool ListLibraryRoots(sqlite::Database& db, std::vector<LibraryRoot>* roots, std::string* error) {
   roots->clear();
-  sqlite::Statement users =
-      db.Prepare("SELECT id, name FROM users WHERE personal = 1 ORDER BY id", error);
-  if (!users.IsValid()) return false;
-  int rc;
-  while ((rc = users.Step()) == SQLITE_ROW) {
-    std::string folder = PersonalLibraryFolder(users.Text(1));
+  std::vector<LibraryOwner> owners;
+  if (!ListPersonalLibraryOwners(db, &owners, error)) return false;
+  for (const LibraryOwner& owner : owners) {
+    std::string folder = PersonalLibraryFolder(owner.name);
     if (folder.empty()) continue;
-    roots->push_back({users.Int(0), folder, users.Text(1)});
-  }
-  if (rc != SQLITE_DONE) {
-    *error = db.ErrorMessage();
-    return false;
+    roots->push_back({owner.id, folder, owner.name});
   }
   std::vector<IndexedFolder> shared;
   if (!ListIndexedFolders(db, &shared, error)) return false;
