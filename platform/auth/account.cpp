@@ -14,13 +14,6 @@ namespace cantora {
 namespace {
 
 constexpr const char* kAccountSchema = R"sql(
-CREATE TABLE IF NOT EXISTS users (
-  id INTEGER PRIMARY KEY,
-  name TEXT NOT NULL UNIQUE,
-  password_hash TEXT NOT NULL,
-  personal INTEGER NOT NULL DEFAULT 0,
-  created INTEGER NOT NULL DEFAULT 0
-);
 CREATE TABLE IF NOT EXISTS sessions (
   token_hash TEXT PRIMARY KEY,
   user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
@@ -36,12 +29,6 @@ CREATE TABLE IF NOT EXISTS session_language (
 -- only by a hash: a guess of any length costs one short row. Rows older
 -- than kFailureMemory are forgotten. (login_failures kept whole names.)
 DROP TABLE IF EXISTS login_failures;
--- Ids of deleted users, never given again: a personal library, its songs'
--- ids and anything else kept by user id must not pass to a later account.
-CREATE TABLE IF NOT EXISTS retired_user_ids (id INTEGER PRIMARY KEY);
-CREATE TRIGGER IF NOT EXISTS users_retire_id AFTER DELETE ON users BEGIN
-  INSERT OR IGNORE INTO retired_user_ids(id) VALUES (old.id);
-END;
 CREATE TABLE IF NOT EXISTS sign_in_decoy (hash TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS sign_in_failures (
   key TEXT PRIMARY KEY,
@@ -173,18 +160,8 @@ bool IsUsablePassword(const std::string& password, std::string* error) {
 }  // namespace
 
 bool CreateAccountSchema(sqlite::Database& db, std::string* error) {
-  if (!db.Exec(kAccountSchema, error)) return false;
+  if (!CreateUsersTable(db, error) || !db.Exec(kAccountSchema, error)) return false;
   DecoyHash(db);
-  return true;
-}
-
-bool IsValidUserName(const std::string& name) {
-  if (name.empty() || name.size() > 64 || name[0] == '.' || name[0] == '-') return false;
-  for (char c : name) {
-    bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-              c == '.' || c == '_' || c == '-';
-    if (!ok) return false;
-  }
   return true;
 }
 
@@ -291,13 +268,6 @@ bool ListUsers(sqlite::Database& db, std::vector<User>* users, std::string* erro
     users->push_back(u);
   }
   return true;
-}
-
-bool IsPersonalLibraryOn(sqlite::Database& db, int64_t uid) {
-  sqlite::Statement st = db.Prepare("SELECT personal FROM users WHERE id = ?");
-  if (!st.IsValid()) return false;
-  st.Bind(1, uid);
-  return st.Step() == SQLITE_ROW && st.Int(0) != 0;
 }
 
 bool NewSession(sqlite::Database& db, const std::string& name, std::string* session_id,

@@ -1,8 +1,7 @@
 // Accounts and sessions of the platform database.
 //
-//   users     id (never 0: library 0 is the shared one), name, a salted slow
-//             password hash (libsodium's crypto_pwhash_str, Argon2id), the
-//             personal-library switch.
+//   users     the accounts themselves (users/users_table.h); the password
+//             hash is libsodium's crypto_pwhash_str (Argon2id).
 //   sessions  a BLAKE2b hash of the session id (the id itself is never
 //             stored), the user, and the expiry time.
 //   sign_in_failures  failed sign-ins per hash of an account name and per
@@ -15,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/auth/users/users_table.h"
 #include "platform/lib/sqlite/database.h"
 
 // The signed-in user's record as CantoraIphoneIsAuthorized fills it. Only its
@@ -49,10 +49,6 @@ struct User {
   bool personal = false;
 };
 
-// A user name is 1 to 64 bytes of letters, digits, '.', '_' and '-', not
-// starting with '.' or '-': it names a home folder and a preference folder.
-bool IsValidUserName(const std::string& name);
-
 // Each returns false with one line in *error. DeleteUser removes, in one
 // transaction, the account, its sessions and failures and (where the music
 // index lives in the same database) its personal library; ids of deleted
@@ -66,9 +62,6 @@ bool SetPersonalLibrary(sqlite::Database& db, const std::string& name, bool on,
                         std::string* error);
 bool DeleteUser(sqlite::Database& db, const std::string& name, std::string* error);
 bool ListUsers(sqlite::Database& db, std::vector<User>* users, std::string* error);
-
-// Whether the user of that id exists and has the personal library switched on.
-bool IsPersonalLibraryOn(sqlite::Database& db, int64_t uid);
 
 // Opens a session for the user; *session_id receives the new id (64 hex digits).
 bool NewSession(sqlite::Database& db, const std::string& name, std::string* session_id,

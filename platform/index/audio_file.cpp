@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "platform/auth/account.h"
+#include "platform/auth/users/users_table.h"
 #include "platform/config/config.h"
 #include "platform/config/platform_db.h"
 #include "platform/index/escape.h"

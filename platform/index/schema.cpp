@@ -1,5 +1,7 @@
 #include "platform/index/schema.h"
 
+#include "platform/auth/users/users_table.h"
+
 namespace cantora {
 namespace {
 
@@ -186,34 +188,14 @@ CREATE TABLE IF NOT EXISTS index_failure (
 
 // A user's personal library leaves the index in the very statement that
 // deletes the user or switches the library off: no listing shows it after,
-// and no later account can inherit it. Made only where the accounts live.
-constexpr const char* kPersonalLibraryTriggers = R"sql(
-CREATE TRIGGER IF NOT EXISTS personal_library_user_deleted AFTER DELETE ON users BEGIN
-  DELETE FROM song WHERE library = old.id;
+// and no later account can inherit it. The playlist files of that library go
+// with it. The accounts make the triggers, where they live in this database.
+constexpr const char* kPersonalLibraryRows = R"sql(  DELETE FROM song WHERE library = old.id;
   DELETE FROM folder WHERE library = old.id;
   DELETE FROM facet WHERE library = old.id;
-END;
-CREATE TRIGGER IF NOT EXISTS personal_library_switched_off AFTER UPDATE OF personal ON users
-WHEN new.personal = 0 BEGIN
-  DELETE FROM song WHERE library = old.id;
-  DELETE FROM folder WHERE library = old.id;
-  DELETE FROM facet WHERE library = old.id;
-END;
--- The playlist files of that library go with it.
-CREATE TRIGGER IF NOT EXISTS personal_playlists_user_deleted AFTER DELETE ON users BEGIN
-  DELETE FROM playlist WHERE library = old.id;
-END;
-CREATE TRIGGER IF NOT EXISTS personal_playlists_switched_off AFTER UPDATE OF personal ON users
-WHEN new.personal = 0 BEGIN
-  DELETE FROM playlist WHERE library = old.id;
-END;
 )sql";
-
-bool HasAccounts(sqlite::Database& db) {
-  sqlite::Statement st =
-      db.Prepare("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'users'");
-  return st.IsValid() && st.Step() == SQLITE_ROW;
-}
+constexpr const char* kPersonalPlaylistRows = R"sql(  DELETE FROM playlist WHERE library = old.id;
+)sql";
 
 // The schema's version, kept in the database's user_version. Version 2 put
 // the path into song_order; version 3 added index_run and index_failure
@@ -235,7 +217,8 @@ bool CreateIndexSchema(sqlite::Database& db, std::string* error) {
   // An index whose definition changed is dropped, and made anew below.
   if (found < 2 && !db.Exec("DROP INDEX IF EXISTS song_order", error)) return false;
   return db.Exec(kIndexSchema, error) &&
-         (!HasAccounts(db) || db.Exec(kPersonalLibraryTriggers, error)) &&
+         DropWithPersonalLibrary(db, "personal_library", kPersonalLibraryRows, error) &&
+         DropWithPersonalLibrary(db, "personal_playlists", kPersonalPlaylistRows, error) &&
          db.Exec("PRAGMA user_version = " + std::to_string(kIndexSchemaVersion), error);
 }
 

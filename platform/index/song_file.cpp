@@ -11,6 +11,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/auth/users/users_table.h"
 #include "platform/config/platform_db.h"
 #include "platform/file/beneath.h"
 #include "platform/index/audio_file.h"
@@ -37,10 +38,7 @@ bool IsPlainRelative(std::string_view rel) {
 std::string PersonalFolderOf(int owner) {
   sqlite::Database* db = PlatformDatabase();
   if (db == nullptr) return "";
-  sqlite::Statement st = db->Prepare("SELECT name FROM users WHERE id = ?");
-  if (!st.IsValid()) return "";
-  st.Bind(1, static_cast<int64_t>(owner));
-  return st.Step() == SQLITE_ROW ? PersonalLibraryFolder(st.Text(0)) : "";
+  return PersonalLibraryFolder(UserNameById(*db, owner));
 }
 
 class SongFiles {

@@ -113,10 +113,7 @@ bool IsRandomPlaylistFileName(const std::string& path) {
 std::string UserNameOfId(int uid) {
   sqlite::Database* db = PlatformDatabase();
   if (db == nullptr || uid <= 0) return std::string();
-  sqlite::Statement st = db->Prepare("SELECT name FROM users WHERE id = ?");
-  if (!st.IsValid()) return std::string();
-  st.Bind(1, uid);
-  return st.Step() == SQLITE_ROW ? std::string(st.Text(0)) : std::string();
+  return UserNameById(*db, uid);
 }
 
 std::string RandomPlaylistFile(const std::string& user_name) {

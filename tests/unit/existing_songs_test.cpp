@@ -1,4 +1,4 @@
-#include "platform/index/scan/existing_songs.h"
+#include "platform/indexer/existing_songs.h"
 
 #include <gtest/gtest.h>
 

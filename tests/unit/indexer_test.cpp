@@ -1,4 +1,4 @@
-#include "platform/index/scan/indexer.h"
+#include "platform/indexer/indexer.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

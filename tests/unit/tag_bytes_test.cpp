@@ -14,7 +14,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/index/scan/tag_reader.h"
+#include "platform/indexer/tag_reader.h"
 #include "platform/text/utf8.h"
 #include "tests/support/fixture_bytes.h"
 #include "tests/unit/temp_folder.h"

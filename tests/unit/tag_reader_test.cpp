@@ -1,4 +1,4 @@
-#include "platform/index/scan/tag_reader.h"
+#include "platform/indexer/tag_reader.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

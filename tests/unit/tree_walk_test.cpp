@@ -1,4 +1,4 @@
-#include "platform/index/scan/tree_walk.h"
+#include "platform/indexer/tree_walk.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

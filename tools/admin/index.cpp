@@ -6,8 +6,8 @@
 
 #include "platform/config/config.h"
 #include "platform/index/indexed_folder.h"
-#include "platform/index/scan/indexer.h"
-#include "platform/index/watch/index_lock.h"
+#include "platform/indexer/indexer.h"
+#include "platform/indexer/watch/index_lock.h"
 #include "tools/admin/command.h"
 
 namespace {

@@ -64,14 +64,17 @@ bool ParseTarget(const AdminArgs& args, const char* what, Target* t, std::string
   return true;
 }
 
-bool UserExists(sqlite::Database& db, const std::string& user) {
+// The id of the named user; -1 when there is none.
+int64_t UserIdOf(sqlite::Database& db, const std::string& user) {
   std::vector<cantora::User> users;
   std::string error;
-  if (!cantora::ListUsers(db, &users, &error)) return false;
+  if (!cantora::ListUsers(db, &users, &error)) return -1;
   for (const cantora::User& u : users)
-    if (u.name == user) return true;
-  return false;
+    if (u.name == user) return u.id;
+  return -1;
 }
+
+bool UserExists(sqlite::Database& db, const std::string& user) { return UserIdOf(db, user) >= 0; }
 
 // The file of a playlist named on the command line, or a Fail()ure status.
 int PlaylistFile(sqlite::Database& db, const Target& t, const char* what, std::string* file,
@@ -142,10 +145,8 @@ int List(sqlite::Database& db, const Target& t) {
     PrintStored(stored);
     return 0;
   }
-  if (!UserExists(db, t.user)) return Fail("playlist list: no user " + t.user);
-  sqlite::Statement st = db.Prepare("SELECT id FROM users WHERE name = ?");
-  st.Bind(1, t.user);
-  int64_t uid = st.Step() == SQLITE_ROW ? st.Int(0) : -1;
+  int64_t uid = UserIdOf(db, t.user);
+  if (uid < 0) return Fail("playlist list: no user " + t.user);
   if (!cantora::ListStoredPlaylists(db, uid, &stored, &error))
     return Fail("playlist list: " + error);
   PrintStored(stored);

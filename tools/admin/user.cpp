@@ -7,7 +7,7 @@
 
 #include "platform/auth/account.h"
 #include "platform/config/config.h"
-#include "platform/index/watch/index_lock.h"
+#include "platform/indexer/watch/index_lock.h"
 #include "platform/playlist/user_files.h"
 #include "tools/admin/command.h"
 

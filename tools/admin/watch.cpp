@@ -5,9 +5,9 @@
 #include <ctime>
 
 #include "platform/config/config.h"
-#include "platform/index/scan/index_status.h"
-#include "platform/index/watch/index_lock.h"
-#include "platform/index/watch/watcher.h"
+#include "platform/indexer/index_status.h"
+#include "platform/indexer/watch/index_lock.h"
+#include "platform/indexer/watch/watcher.h"
 #include "tools/admin/command.h"
 
 namespace {

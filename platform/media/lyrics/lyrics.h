@@ -7,7 +7,7 @@
 
 // The lyrics stored with the song file at path: in its tags, else in a side
 // file beside it (<stem>.lrc, then <stem>.txt). They are read by the indexer
-// into the index (platform/index/scan/song_lyrics.h), so that this needs no
+// into the index (platform/indexer/song_lyrics.h), so that this needs no
 // tag library and no privilege: it works as the web server's user.
 // 1 with *lyrics set; 0 when the song has none; -1 when the file cannot be
 // read: it is gone, it is not an indexed song, or the index cannot be read.
