@@ -2,20 +2,26 @@
 
 #include "platform/index/browse_executors.h"
 #include "platform/index/browse_plan.h"
-#include "platform/index/confinement.h"
 #include "platform/index/facets.h"
 #include "platform/index/fragment.h"
+#include "platform/index/read_transaction.h"
 
 namespace cantora {
 namespace {
 
-// The query as the index answers it now (whether its facets are current),
-// translated into *f and planned; false when it is refused.
-bool PlanOn(sqlite::Database& db, const BrowseQuery& asked, BrowseQuery* query, Fragments* f,
-            Plan* plan) {
-  *query = asked;
-  query->facets_current = asked.facets_current && FacetsCurrent(db);
-  return PlanQuery(*query, f, plan);
+// A query as the index answers it now (whether its facets are current),
+// translated and planned.
+struct Planned {
+  BrowseQuery query;
+  Fragments fragments;
+  Plan plan;
+};
+
+// False when the query is refused.
+bool PlanOn(sqlite::Database& db, const BrowseQuery& asked, Planned* p) {
+  p->query = asked;
+  p->query.facets_current = asked.facets_current && FacetsCurrent(db);
+  return PlanQuery(p->query, &p->fragments, &p->plan);
 }
 
 }  // namespace
@@ -32,37 +38,33 @@ bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* e
 int MusicBrowse(sqlite::Database& db, const BrowseQuery& asked, MediaInfo** head) {
   if (head == nullptr) return -1;
   *head = nullptr;
-  BrowseQuery query;
-  Fragments fragments;
-  Plan plan;
-  if (!PlanOn(db, asked, &query, &fragments, &plan)) return -1;
-  switch (plan.access) {
+  Planned p;
+  if (!PlanOn(db, asked, &p)) return -1;
+  switch (p.plan.access) {
     case Access::kNone:
       return 0;
     case Access::kCandidates: {
       // Candidates that cannot be read leave the plan as it was.
       Candidates candidates;
-      if (candidates.Read(db, plan.fts_query) &&
-          ChooseCandidateWalk(candidates.count(), query.offset, query.limit) ==
+      if (candidates.Read(db, p.plan.fts_query) &&
+          ChooseCandidateWalk(candidates.count(), p.query.offset, p.query.limit) ==
               CandidateWalk::kWalkOrder) {
-        return ListWalkingOrder(db, query, fragments, candidates, head);
+        return ListWalkingOrder(db, p.query, p.fragments, candidates, head);
       }
-      return ListRows(db, plan, head);
+      return ListRows(db, p.plan, head);
     }
     case Access::kFacet:
     case Access::kStatement:
     case Access::kSortRecords:
       break;
   }
-  return ListRows(db, plan, head);
+  return ListRows(db, p.plan, head);
 }
 
 int MusicBrowseEach(sqlite::Database& db, const BrowseQuery& asked, const RecordSink& each) {
-  BrowseQuery query;
-  Fragments fragments;
-  Plan plan;
-  if (!PlanOn(db, asked, &query, &fragments, &plan)) return -1;
-  switch (plan.access) {
+  Planned p;
+  if (!PlanOn(db, asked, &p)) return -1;
+  switch (p.plan.access) {
     case Access::kNone:
       return 0;
     case Access::kCandidates: {
@@ -76,14 +78,14 @@ int MusicBrowseEach(sqlite::Database& db, const BrowseQuery& asked, const Record
     }
     case Access::kSortRecords: {
       ReadTransaction transaction(db.get());
-      return EachInSongOrder(db, query, fragments, plan, each);
+      return EachInSongOrder(db, p.query, p.fragments, p.plan, each);
     }
     case Access::kFacet:
     case Access::kStatement:
       break;
   }
   ReadTransaction transaction(db.get());
-  return EachRow(db, plan, each);
+  return EachRow(db, p.plan, each);
 }
 
 int MusicBrowseIds(sqlite::Database& db, const BrowseQuery& asked,

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "platform/index/browse_query.h"
+#include "platform/index/index_database.h"
 #include "platform/index/query_sql.h"
 #include "platform/index/media_info.h"
 #include "platform/lib/sqlite/database.h"
@@ -32,8 +33,9 @@ namespace cantora {
 // library without a user), in which case there is no statement.
 bool BuildBrowseStatement(const BrowseQuery& query, SqlPiece* statement, bool* empty);
 
-// ZARNMusicBrowse on a given connection, which must have the index's SQL
-// functions registered.
+// The query's records as one list, as ZARNMusicBrowse answers them
+// (music_browse.h), on a given connection, which must have the index's SQL
+// functions registered (IndexDatabase, index_database.h).
 int MusicBrowse(sqlite::Database& db, const BrowseQuery& query, MediaInfo** head);
 
 // The same records handed to each one at a time, in the list's order, and
@@ -58,11 +60,6 @@ int MusicBrowseEach(sqlite::Database& db, const BrowseQuery& query, const Record
 // is kept. Returns their number, or -1 as MusicBrowse.
 int MusicBrowseIds(sqlite::Database& db, const BrowseQuery& query,
                    const std::function<void(int64_t)>& each);
-
-// The platform database ready for MusicBrowse (the index's functions
-// registered, read settings made), prepared once per connection; null when
-// it cannot be opened.
-sqlite::Database* IndexDatabase();
 
 }  // namespace cantora
 

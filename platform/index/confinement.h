@@ -32,21 +32,6 @@ class Confinement {
 // values; false when it cannot be. Call it under a Confinement.
 bool PrepareConfined(sqlite::Database& db, const SqlPiece& statement, sqlite::Statement* stmt);
 
-// Holds one read transaction over the statements of a list read in several
-// steps, so that they all see one state of the index. Nothing when the
-// connection is already in a transaction.
-class ReadTransaction {
- public:
-  explicit ReadTransaction(sqlite3* db);
-  ~ReadTransaction();
-  ReadTransaction(const ReadTransaction&) = delete;
-  ReadTransaction& operator=(const ReadTransaction&) = delete;
-
- private:
-  sqlite3* db_;
-  bool began_;
-};
-
 }  // namespace cantora
 
 #endif

@@ -1,5 +1,6 @@
+#include "platform/index/index_database.h"
+
 #include "platform/config/platform_db.h"
-#include "platform/index/browse.h"
 #include "platform/index/sql_functions.h"
 
 namespace cantora {

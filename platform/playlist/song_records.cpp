@@ -39,11 +39,7 @@ MediaInfo* MediaInfoList::Release() {
 SongLookup::SongLookup(int uid) : SongLookup(PlatformDatabase(), uid) {}
 
 ReadSnapshot::ReadSnapshot(sqlite::Database* db) {
-  if (db != nullptr && sqlite3_get_autocommit(db->get()) != 0 && db->Exec("BEGIN")) db_ = db;
-}
-
-ReadSnapshot::~ReadSnapshot() {
-  if (db_ != nullptr) db_->Exec("COMMIT");
+  if (db != nullptr) transaction_.emplace(db->get());
 }
 
 SongLookup::SongLookup(sqlite::Database* db, int uid) : uid_(uid), snapshot_(db) {
