@@ -83,44 +83,37 @@ bool Tokenize(std::string_view s, std::vector<Token>* tokens) {
 
 // ---- Parsing into the query's tree (query.h) ----
 
+// A node the parser fills in as it reads on.
 ExprPtr MakeNode(Expr::Kind kind) {
   ExprPtr n(new Expr);
   n->kind = kind;
   return n;
 }
 
+// The operator a symbol names ("!=" is "<>").
 bool OpOfSymbol(const std::string& symbol, Expr::Op* op) {
-  static const struct {
-    const char* symbol;
-    Expr::Op op;
-  } kOps[] = {{"=", Expr::Op::kEq},  {"<>", Expr::Op::kNe},     {"!=", Expr::Op::kNe},
-              {"<", Expr::Op::kLt},  {">", Expr::Op::kGt},      {"<=", Expr::Op::kLe},
-              {">=", Expr::Op::kGe}, {"+", Expr::Op::kAdd},     {"-", Expr::Op::kSub},
-              {"||", Expr::Op::kConcat}, {"*", Expr::Op::kMul}, {"/", Expr::Op::kDiv}};
-  for (const auto& o : kOps) {
-    if (symbol == o.symbol) {
-      *op = o.op;
+  for (int i = 0; i <= static_cast<int>(Expr::Op::kDiv); ++i) {
+    Expr::Op candidate = static_cast<Expr::Op>(i);
+    if (symbol == OpText(candidate) || (symbol == "!=" && candidate == Expr::Op::kNe)) {
+      *op = candidate;
       return true;
     }
   }
   return false;
 }
 
-using NodePtr = ExprPtr;
-using NodeKind = Expr::Kind;
-
 class Parser {
  public:
   Parser(const std::vector<Token>& tokens, IndexTable table) : tokens_(tokens), table_(table) {}
 
-  NodePtr Condition() {
-    NodePtr n = Or();
+  ExprPtr Condition() {
+    ExprPtr n = Or();
     return n && AtEnd() ? std::move(n) : nullptr;
   }
 
   // One order item: a sum and an optional direction.
-  NodePtr OrderItem(bool* descending) {
-    NodePtr n = Sum();
+  ExprPtr OrderItem(bool* descending) {
+    ExprPtr n = Sum();
     if (!n) return nullptr;
     *descending = false;
     if (IsWord("asc")) {
@@ -159,48 +152,48 @@ class Parser {
     Parser* p_;
   };
 
-  NodePtr Binary(NodeKind kind, const char* word, NodePtr (Parser::*next)()) {
-    NodePtr left = (this->*next)();
+  ExprPtr Binary(Expr::Kind kind, const char* word, ExprPtr (Parser::*next)()) {
+    ExprPtr left = (this->*next)();
     if (!left || !IsWord(word)) return left;
-    NodePtr n = MakeNode(kind);
+    ExprPtr n = MakeNode(kind);
     n->kids.push_back(std::move(left));
     while (TakeWord(word)) {
-      NodePtr right = (this->*next)();
+      ExprPtr right = (this->*next)();
       if (!right) return nullptr;
       n->kids.push_back(std::move(right));
     }
     return n;
   }
 
-  NodePtr Or() {
+  ExprPtr Or() {
     Depth depth(this);
     if (!depth.ok()) return nullptr;
-    return Binary(NodeKind::kOr, "or", &Parser::And);
+    return Binary(Expr::Kind::kOr, "or", &Parser::And);
   }
-  NodePtr And() { return Binary(NodeKind::kAnd, "and", &Parser::Not); }
+  ExprPtr And() { return Binary(Expr::Kind::kAnd, "and", &Parser::Not); }
 
-  NodePtr Not() {
+  ExprPtr Not() {
     Depth depth(this);
     if (!depth.ok()) return nullptr;
     if (TakeWord("not")) {
-      NodePtr inner = Not();
+      ExprPtr inner = Not();
       if (!inner) return nullptr;
-      NodePtr n = MakeNode(NodeKind::kNot);
+      ExprPtr n = MakeNode(Expr::Kind::kNot);
       n->kids.push_back(std::move(inner));
       return n;
     }
     return Predicate();
   }
 
-  NodePtr Predicate() {
-    NodePtr left = Sum();
+  ExprPtr Predicate() {
+    ExprPtr left = Sum();
     if (!left) return nullptr;
     static const char* const kCompare[] = {"=", "<>", "!=", "<", ">", "<=", ">="};
     for (const char* op : kCompare) {
       if (TakeSymbol(op)) {
-        NodePtr right = Sum();
+        ExprPtr right = Sum();
         if (!right) return nullptr;
-        NodePtr n = MakeNode(NodeKind::kCompare);
+        ExprPtr n = MakeNode(Expr::Kind::kCompare);
         OpOfSymbol(op, &n->op);
         n->kids.push_back(std::move(left));
         n->kids.push_back(std::move(right));
@@ -208,7 +201,7 @@ class Parser {
       }
     }
     if (TakeWord("is")) {
-      NodePtr n = MakeNode(NodeKind::kIsNull);
+      ExprPtr n = MakeNode(Expr::Kind::kIsNull);
       n->negated = TakeWord("not");
       if (!TakeWord("null")) return nullptr;
       n->kids.push_back(std::move(left));
@@ -216,23 +209,23 @@ class Parser {
     }
     bool negated = TakeWord("not");
     if (IsWord("like") || IsWord("ilike")) {
-      NodePtr n = MakeNode(NodeKind::kLike);
+      ExprPtr n = MakeNode(Expr::Kind::kLike);
       n->insensitive = IsWord("ilike");
       ++pos_;
       n->negated = negated;
-      NodePtr pattern = Sum();
+      ExprPtr pattern = Sum();
       if (!pattern) return nullptr;
       n->kids.push_back(std::move(left));
       n->kids.push_back(std::move(pattern));
       return n;
     }
     if (TakeWord("in")) {
-      NodePtr n = MakeNode(NodeKind::kIn);
+      ExprPtr n = MakeNode(Expr::Kind::kIn);
       n->negated = negated;
       n->kids.push_back(std::move(left));
       if (!TakeSymbol("(")) return nullptr;
       do {
-        NodePtr item = Sum();
+        ExprPtr item = Sum();
         if (!item) return nullptr;
         n->kids.push_back(std::move(item));
       } while (TakeSymbol(","));
@@ -240,12 +233,12 @@ class Parser {
       return n;
     }
     if (TakeWord("between")) {
-      NodePtr n = MakeNode(NodeKind::kBetween);
+      ExprPtr n = MakeNode(Expr::Kind::kBetween);
       n->negated = negated;
       n->kids.push_back(std::move(left));
-      NodePtr low = Sum();
+      ExprPtr low = Sum();
       if (!low || !TakeWord("and")) return nullptr;
-      NodePtr high = Sum();
+      ExprPtr high = Sum();
       if (!high) return nullptr;
       n->kids.push_back(std::move(low));
       n->kids.push_back(std::move(high));
@@ -255,8 +248,8 @@ class Parser {
     return left;
   }
 
-  NodePtr Arith(const char* const* ops, size_t count, NodePtr (Parser::*next)()) {
-    NodePtr left = (this->*next)();
+  ExprPtr Arith(const char* const* ops, size_t count, ExprPtr (Parser::*next)()) {
+    ExprPtr left = (this->*next)();
     // Each operator nests the tree one level deeper: it counts as depth.
     int nested = 0;
     while (left) {
@@ -268,12 +261,12 @@ class Parser {
       ++pos_;
       ++nested;
       ++depth_;
-      NodePtr right = depth_ <= kMaxFragmentDepth ? (this->*next)() : nullptr;
+      ExprPtr right = depth_ <= kMaxFragmentDepth ? (this->*next)() : nullptr;
       if (!right) {
         depth_ -= nested;
         return nullptr;
       }
-      NodePtr n = MakeNode(NodeKind::kArith);
+      ExprPtr n = MakeNode(Expr::Kind::kArith);
       OpOfSymbol(op, &n->op);
       n->kids.push_back(std::move(left));
       n->kids.push_back(std::move(right));
@@ -283,23 +276,23 @@ class Parser {
     return left;
   }
 
-  NodePtr Sum() {
+  ExprPtr Sum() {
     static const char* const kOps[] = {"+", "-", "||"};
     return Arith(kOps, 3, &Parser::Product);
   }
-  NodePtr Product() {
+  ExprPtr Product() {
     static const char* const kOps[] = {"*", "/"};
     return Arith(kOps, 2, &Parser::Unary);
   }
 
-  NodePtr Unary() {
+  ExprPtr Unary() {
     Depth depth(this);
     if (!depth.ok()) return nullptr;
     if (IsSymbol("-") || IsSymbol("+")) {
-      NodePtr n = MakeNode(NodeKind::kSign);
+      ExprPtr n = MakeNode(Expr::Kind::kSign);
       OpOfSymbol(Peek().text, &n->op);
       ++pos_;
-      NodePtr inner = Unary();
+      ExprPtr inner = Unary();
       if (!inner) return nullptr;
       n->kids.push_back(std::move(inner));
       return n;
@@ -307,7 +300,7 @@ class Parser {
     return Primary();
   }
 
-  NodePtr Primary() {
+  ExprPtr Primary() {
     const Token& t = Peek();
     switch (t.type) {
       case TokenType::kText: {
@@ -320,11 +313,11 @@ class Parser {
       }
       case TokenType::kWord: {
         if (t.text == "lower" || t.text == "upper") {
-          NodePtr n = MakeNode(NodeKind::kCall);
+          ExprPtr n = MakeNode(Expr::Kind::kCall);
           n->call = t.text == "lower" ? Expr::Call::kLower : Expr::Call::kUpper;
           ++pos_;
           if (!TakeSymbol("(")) return nullptr;
-          NodePtr arg = Or();
+          ExprPtr arg = Or();
           if (!arg || !TakeSymbol(")")) return nullptr;
           n->kids.push_back(std::move(arg));
           return n;
@@ -336,7 +329,7 @@ class Parser {
       }
       case TokenType::kSymbol: {
         if (!TakeSymbol("(")) return nullptr;
-        NodePtr inner = Or();
+        ExprPtr inner = Or();
         if (!inner || !TakeSymbol(")")) return nullptr;
         return inner;
       }

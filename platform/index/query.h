@@ -47,6 +47,7 @@ struct Expr {
     kBelow,           // text: the folder everything below which is meant
     kPathIn,          // paths: the records at exactly these paths
   };
+  // kDiv stays last: the parser looks a symbol up through every operator.
   enum class Op : uint8_t { kEq, kNe, kLt, kGt, kLe, kGe, kAdd, kSub, kConcat, kMul, kDiv };
   enum class Call : uint8_t { kLower, kUpper };
 
