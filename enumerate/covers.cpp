@@ -14,8 +14,8 @@
 #include "enumerate/song_item.h"
 #include "platform/auth/account.h"
 #include "platform/cgi/file_outputer.h"
-#include "platform/index/browse.h"
 #include "platform/index/library.h"
+#include "platform/index/music_browse.h"
 #include "platform/index/path_by_id.h"
 #include "platform/media/cover/cover_paths.h"
 

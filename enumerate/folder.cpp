@@ -20,6 +20,7 @@
 #include "platform/cgi/json_text.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/browse.h"
+#include "platform/index/music_browse.h"
 #include "platform/index/library.h"
 #include "platform/index/path_by_id.h"
 #include "platform/text/utf8.h"

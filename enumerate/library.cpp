@@ -12,8 +12,8 @@
 #include "enumerate/list_answer.h"
 #include "platform/auth/account.h"
 #include "platform/cgi/json_text.h"
-#include "platform/index/browse.h"
 #include "platform/index/library.h"
+#include "platform/index/music_browse.h"
 #include "platform/text/utf8.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
 #include "platform/auth/account.h"
-#include "platform/index/browse.h"
 #include "platform/index/escape.h"
 #include "platform/index/library.h"
+#include "platform/index/music_browse.h"
 #include "platform/media/lyrics/lyrics.h"
 
 namespace {

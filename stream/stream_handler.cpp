@@ -9,7 +9,7 @@
 #include "enumerate/guard/run_as.h"
 #include "platform/auth/account.h"
 #include "platform/config/config.h"
-#include "platform/index/browse.h"
+#include "platform/index/music_browse.h"
 #include "platform/index/song_file.h"
 #include "platform/io/unique_fd.h"
 

@@ -89,60 +89,24 @@ bool RootPaths(std::string_view text, std::vector<std::string>* paths) {
   return true;
 }
 
-void AppendText(SqlPiece* out, std::string text) {
-  SqlValue v;
-  v.text = std::move(text);
-  out->values.push_back(std::move(v));
-  out->sql += '?';
-}
-
-void AppendChildrenOf(std::string_view path, IndexTable table, SqlPiece* out) {
-  out->sql += table == IndexTable::kFolder ? "(parent_id = " : "(folder_id = ";
-  out->sql += "(SELECT id FROM folder WHERE path = ";
-  AppendText(out, std::string(path));
-  out->sql += "))";
-}
-
-void AppendEverythingBelow(std::string_view path, IndexTable table, SqlPiece* out) {
-  // The paths that begin with path + '/' are those from path + '/' up to,
-  // not including, path + '0' ('0' follows '/' in byte order). The range is
-  // read from the path index in a subquery of ids: asked directly, the
-  // planner would rather walk every row of the library.
-  out->sql += table == IndexTable::kFolder ? "(id IN (SELECT id FROM folder WHERE path >= "
-                                           : "(id IN (SELECT id FROM song WHERE path >= ";
-  AppendText(out, std::string(path) + "/");
-  out->sql += " AND path < ";
-  AppendText(out, std::string(path) + "0");
-  out->sql += "))";
-}
-
-void AppendOneOf(const std::vector<std::string>& paths, SqlPiece* out) {
-  out->sql += "(path IN (";
-  for (size_t i = 0; i < paths.size(); ++i) {
-    if (i > 0) out->sql += ", ";
-    AppendText(out, paths[i]);
-  }
-  out->sql += "))";
-}
-
 }  // namespace
 
-bool TranslateFolderCondition(std::string_view condition, IndexTable table, SqlPiece* out) {
+ExprPtr RecognizeFolderCondition(std::string_view condition) {
   std::string_view path;
   if (PathTwice(condition, kLevelUpper, &path) || PathTwice(condition, kLevelLower, &path)) {
-    AppendChildrenOf(path, table, out);
-    return true;
+    return query::ChildrenOf(std::string(path));
   }
-  if (PathOnce(condition, kBelowBegin, kBelowEnd, &path)) {
-    AppendEverythingBelow(path, table, out);
-    return true;
-  }
+  if (PathOnce(condition, kBelowBegin, kBelowEnd, &path)) return query::Below(std::string(path));
   std::vector<std::string> paths;
-  if (RootPaths(condition, &paths)) {
-    AppendOneOf(paths, out);
-    return true;
-  }
-  return false;
+  if (RootPaths(condition, &paths)) return query::PathIn(std::move(paths));
+  return nullptr;
+}
+
+bool TranslateFolderCondition(std::string_view condition, IndexTable table, SqlPiece* out) {
+  ExprPtr tree = RecognizeFolderCondition(condition);
+  if (!tree) return false;
+  AppendExpr(*tree, table, out);
+  return true;
 }
 
 }  // namespace cantora

@@ -24,14 +24,25 @@
 // A text of any other shape is left to the general translator. Recognition
 // never widens anything: the paths become bound values, and the query's
 // library scope applies as always.
+//
+// The shapes are recognised in the text, not in its parsed tree: the paths
+// are pasted in unquoted, so a folder named "O'Neil" makes a text that the
+// grammar reads differently or refuses. What is recognised becomes the
+// query's folder nodes (query.h: ChildrenOf, Below, PathIn), which the
+// platform builds directly where it asks for folders itself.
 #ifndef CANTORA_PLATFORM_INDEX_FOLDER_CONDITION_H
 #define CANTORA_PLATFORM_INDEX_FOLDER_CONDITION_H
 
 #include <string_view>
 
-#include "platform/index/fragment.h"
+#include "platform/index/query.h"
+#include "platform/index/query_sql.h"
 
 namespace cantora {
+
+// The folder nodes of condition when it has one of the shapes above, else
+// null.
+ExprPtr RecognizeFolderCondition(std::string_view condition);
 
 // When condition has one of the shapes above, appends its translation for
 // table (a parenthesised SQLite expression with bound values) to out and

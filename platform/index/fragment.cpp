@@ -1,38 +1,9 @@
 #include "platform/index/fragment.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdlib>
 #include <memory>
-#include <set>
-
-#include "platform/index/escape.h"
-#include "platform/text/casefold.h"
-#include "platform/text/utf8.h"
 
 namespace cantora {
 namespace {
-
-const char* const kSongColumns[] = {
-    "id",        "library",   "path",        "folder_id",    "title",
-    "album",     "artist",    "album_artist", "genre",       "composer",
-    "comment",   "track",     "disc",        "year",         "duration",
-    "bitrate",   "frequency", "channel",     "filesize",     "covercount",
-    "artist_sort", "artist_search", "album_artist_search", "create_date", "mtime"};
-
-const char* const kFolderColumns[] = {"id",    "library",    "path",       "parent_id",
-                                      "title", "covercount", "create_date"};
-
-// Columns that the trigram index holds (folded).
-const char* const kTrigramColumns[] = {"title", "album", "artist", "album_artist"};
-
-template <size_t N>
-bool InList(const char* const (&list)[N], std::string_view name) {
-  for (const char* item : list) {
-    if (name == item) return true;
-  }
-  return false;
-}
 
 // ---- Tokens ----
 
@@ -110,42 +81,39 @@ bool Tokenize(std::string_view s, std::vector<Token>* tokens) {
   return true;
 }
 
-// ---- Syntax tree ----
+// ---- Parsing into the query's tree (query.h) ----
 
-enum class NodeKind {
-  kOr, kAnd, kNot, kCompare, kLike, kIsNull, kIn, kBetween, kArith, kSign,
-  kText, kInteger, kReal, kColumn, kCall
-};
-
-struct Node {
-  NodeKind kind;
-  std::string name;         // operator, column, function, or literal text
-  bool negated = false;     // NOT LIKE, IS NOT NULL, NOT IN, NOT BETWEEN
-  bool insensitive = false; // ILIKE
-  std::vector<std::unique_ptr<Node>> kids;
-};
-
-using NodePtr = std::unique_ptr<Node>;
-
-NodePtr MakeNode(NodeKind kind, std::string name = std::string()) {
-  NodePtr n(new Node);
+// A node the parser fills in as it reads on.
+ExprPtr MakeNode(Expr::Kind kind) {
+  ExprPtr n(new Expr);
   n->kind = kind;
-  n->name = std::move(name);
   return n;
+}
+
+// The operator a symbol names ("!=" is "<>").
+bool OpOfSymbol(const std::string& symbol, Expr::Op* op) {
+  for (int i = 0; i <= static_cast<int>(Expr::Op::kDiv); ++i) {
+    Expr::Op candidate = static_cast<Expr::Op>(i);
+    if (symbol == OpText(candidate) || (symbol == "!=" && candidate == Expr::Op::kNe)) {
+      *op = candidate;
+      return true;
+    }
+  }
+  return false;
 }
 
 class Parser {
  public:
   Parser(const std::vector<Token>& tokens, IndexTable table) : tokens_(tokens), table_(table) {}
 
-  NodePtr Condition() {
-    NodePtr n = Or();
+  ExprPtr Condition() {
+    ExprPtr n = Or();
     return n && AtEnd() ? std::move(n) : nullptr;
   }
 
   // One order item: a sum and an optional direction.
-  NodePtr OrderItem(bool* descending) {
-    NodePtr n = Sum();
+  ExprPtr OrderItem(bool* descending) {
+    ExprPtr n = Sum();
     if (!n) return nullptr;
     *descending = false;
     if (IsWord("asc")) {
@@ -184,55 +152,56 @@ class Parser {
     Parser* p_;
   };
 
-  NodePtr Binary(NodeKind kind, const char* word, NodePtr (Parser::*next)()) {
-    NodePtr left = (this->*next)();
+  ExprPtr Binary(Expr::Kind kind, const char* word, ExprPtr (Parser::*next)()) {
+    ExprPtr left = (this->*next)();
     if (!left || !IsWord(word)) return left;
-    NodePtr n = MakeNode(kind);
+    ExprPtr n = MakeNode(kind);
     n->kids.push_back(std::move(left));
     while (TakeWord(word)) {
-      NodePtr right = (this->*next)();
+      ExprPtr right = (this->*next)();
       if (!right) return nullptr;
       n->kids.push_back(std::move(right));
     }
     return n;
   }
 
-  NodePtr Or() {
+  ExprPtr Or() {
     Depth depth(this);
     if (!depth.ok()) return nullptr;
-    return Binary(NodeKind::kOr, "or", &Parser::And);
+    return Binary(Expr::Kind::kOr, "or", &Parser::And);
   }
-  NodePtr And() { return Binary(NodeKind::kAnd, "and", &Parser::Not); }
+  ExprPtr And() { return Binary(Expr::Kind::kAnd, "and", &Parser::Not); }
 
-  NodePtr Not() {
+  ExprPtr Not() {
     Depth depth(this);
     if (!depth.ok()) return nullptr;
     if (TakeWord("not")) {
-      NodePtr inner = Not();
+      ExprPtr inner = Not();
       if (!inner) return nullptr;
-      NodePtr n = MakeNode(NodeKind::kNot);
+      ExprPtr n = MakeNode(Expr::Kind::kNot);
       n->kids.push_back(std::move(inner));
       return n;
     }
     return Predicate();
   }
 
-  NodePtr Predicate() {
-    NodePtr left = Sum();
+  ExprPtr Predicate() {
+    ExprPtr left = Sum();
     if (!left) return nullptr;
     static const char* const kCompare[] = {"=", "<>", "!=", "<", ">", "<=", ">="};
     for (const char* op : kCompare) {
       if (TakeSymbol(op)) {
-        NodePtr right = Sum();
+        ExprPtr right = Sum();
         if (!right) return nullptr;
-        NodePtr n = MakeNode(NodeKind::kCompare, std::string(op) == "!=" ? "<>" : op);
+        ExprPtr n = MakeNode(Expr::Kind::kCompare);
+        OpOfSymbol(op, &n->op);
         n->kids.push_back(std::move(left));
         n->kids.push_back(std::move(right));
         return n;
       }
     }
     if (TakeWord("is")) {
-      NodePtr n = MakeNode(NodeKind::kIsNull);
+      ExprPtr n = MakeNode(Expr::Kind::kIsNull);
       n->negated = TakeWord("not");
       if (!TakeWord("null")) return nullptr;
       n->kids.push_back(std::move(left));
@@ -240,23 +209,23 @@ class Parser {
     }
     bool negated = TakeWord("not");
     if (IsWord("like") || IsWord("ilike")) {
-      NodePtr n = MakeNode(NodeKind::kLike);
+      ExprPtr n = MakeNode(Expr::Kind::kLike);
       n->insensitive = IsWord("ilike");
       ++pos_;
       n->negated = negated;
-      NodePtr pattern = Sum();
+      ExprPtr pattern = Sum();
       if (!pattern) return nullptr;
       n->kids.push_back(std::move(left));
       n->kids.push_back(std::move(pattern));
       return n;
     }
     if (TakeWord("in")) {
-      NodePtr n = MakeNode(NodeKind::kIn);
+      ExprPtr n = MakeNode(Expr::Kind::kIn);
       n->negated = negated;
       n->kids.push_back(std::move(left));
       if (!TakeSymbol("(")) return nullptr;
       do {
-        NodePtr item = Sum();
+        ExprPtr item = Sum();
         if (!item) return nullptr;
         n->kids.push_back(std::move(item));
       } while (TakeSymbol(","));
@@ -264,12 +233,12 @@ class Parser {
       return n;
     }
     if (TakeWord("between")) {
-      NodePtr n = MakeNode(NodeKind::kBetween);
+      ExprPtr n = MakeNode(Expr::Kind::kBetween);
       n->negated = negated;
       n->kids.push_back(std::move(left));
-      NodePtr low = Sum();
+      ExprPtr low = Sum();
       if (!low || !TakeWord("and")) return nullptr;
-      NodePtr high = Sum();
+      ExprPtr high = Sum();
       if (!high) return nullptr;
       n->kids.push_back(std::move(low));
       n->kids.push_back(std::move(high));
@@ -279,8 +248,8 @@ class Parser {
     return left;
   }
 
-  NodePtr Arith(const char* const* ops, size_t count, NodePtr (Parser::*next)()) {
-    NodePtr left = (this->*next)();
+  ExprPtr Arith(const char* const* ops, size_t count, ExprPtr (Parser::*next)()) {
+    ExprPtr left = (this->*next)();
     // Each operator nests the tree one level deeper: it counts as depth.
     int nested = 0;
     while (left) {
@@ -292,12 +261,13 @@ class Parser {
       ++pos_;
       ++nested;
       ++depth_;
-      NodePtr right = depth_ <= kMaxFragmentDepth ? (this->*next)() : nullptr;
+      ExprPtr right = depth_ <= kMaxFragmentDepth ? (this->*next)() : nullptr;
       if (!right) {
         depth_ -= nested;
         return nullptr;
       }
-      NodePtr n = MakeNode(NodeKind::kArith, op);
+      ExprPtr n = MakeNode(Expr::Kind::kArith);
+      OpOfSymbol(op, &n->op);
       n->kids.push_back(std::move(left));
       n->kids.push_back(std::move(right));
       left = std::move(n);
@@ -306,22 +276,23 @@ class Parser {
     return left;
   }
 
-  NodePtr Sum() {
+  ExprPtr Sum() {
     static const char* const kOps[] = {"+", "-", "||"};
     return Arith(kOps, 3, &Parser::Product);
   }
-  NodePtr Product() {
+  ExprPtr Product() {
     static const char* const kOps[] = {"*", "/"};
     return Arith(kOps, 2, &Parser::Unary);
   }
 
-  NodePtr Unary() {
+  ExprPtr Unary() {
     Depth depth(this);
     if (!depth.ok()) return nullptr;
     if (IsSymbol("-") || IsSymbol("+")) {
-      NodePtr n = MakeNode(NodeKind::kSign, Peek().text);
+      ExprPtr n = MakeNode(Expr::Kind::kSign);
+      OpOfSymbol(Peek().text, &n->op);
       ++pos_;
-      NodePtr inner = Unary();
+      ExprPtr inner = Unary();
       if (!inner) return nullptr;
       n->kids.push_back(std::move(inner));
       return n;
@@ -329,40 +300,36 @@ class Parser {
     return Primary();
   }
 
-  NodePtr Primary() {
+  ExprPtr Primary() {
     const Token& t = Peek();
     switch (t.type) {
       case TokenType::kText: {
         ++pos_;
-        return MakeNode(NodeKind::kText, t.text);
+        return query::Text(t.text);
       }
       case TokenType::kNumber: {
         ++pos_;
-        bool real = t.text.find('.') != std::string::npos;
-        if (!real) {
-          errno = 0;
-          std::strtoll(t.text.c_str(), nullptr, 10);
-          real = errno == ERANGE;  // too large for an integer: as PostgreSQL, a numeric
-        }
-        return MakeNode(real ? NodeKind::kReal : NodeKind::kInteger, t.text);
+        return query::Number(t.text);
       }
       case TokenType::kWord: {
         if (t.text == "lower" || t.text == "upper") {
-          NodePtr n = MakeNode(NodeKind::kCall, t.text);
+          ExprPtr n = MakeNode(Expr::Kind::kCall);
+          n->call = t.text == "lower" ? Expr::Call::kLower : Expr::Call::kUpper;
           ++pos_;
           if (!TakeSymbol("(")) return nullptr;
-          NodePtr arg = Or();
+          ExprPtr arg = Or();
           if (!arg || !TakeSymbol(")")) return nullptr;
           n->kids.push_back(std::move(arg));
           return n;
         }
-        if (!IsIndexColumn(table_, t.text)) return nullptr;
+        Column column;
+        if (!ColumnOfName(table_, t.text, &column)) return nullptr;
         ++pos_;
-        return MakeNode(NodeKind::kColumn, t.text);
+        return query::ColumnRef(column);
       }
       case TokenType::kSymbol: {
         if (!TakeSymbol("(")) return nullptr;
-        NodePtr inner = Or();
+        ExprPtr inner = Or();
         if (!inner || !TakeSymbol(")")) return nullptr;
         return inner;
       }
@@ -378,226 +345,11 @@ class Parser {
   int depth_ = 0;
 };
 
-// ---- SQL output ----
-
-void EmitValue(const Node& n, SqlPiece* out) {
-  SqlValue v;
-  if (n.kind == NodeKind::kText) {
-    v.type = SqlValue::Type::kText;
-    v.text = n.name;
-  } else if (n.kind == NodeKind::kInteger) {
-    v.type = SqlValue::Type::kInteger;
-    v.integer = std::strtoll(n.name.c_str(), nullptr, 10);
-  } else {
-    v.type = SqlValue::Type::kReal;
-    v.real = std::strtod(n.name.c_str(), nullptr);
-  }
-  out->values.push_back(std::move(v));
-  out->sql += '?';
-}
-
-void Emit(const Node& n, SqlPiece* out) {
-  std::string& s = out->sql;
-  switch (n.kind) {
-    case NodeKind::kOr:
-    case NodeKind::kAnd:
-      s += '(';
-      for (size_t i = 0; i < n.kids.size(); ++i) {
-        if (i > 0) s += n.kind == NodeKind::kOr ? " OR " : " AND ";
-        Emit(*n.kids[i], out);
-      }
-      s += ')';
-      break;
-    case NodeKind::kNot:
-      s += "(NOT ";
-      Emit(*n.kids[0], out);
-      s += ')';
-      break;
-    case NodeKind::kCompare:
-    case NodeKind::kArith:
-      s += '(';
-      Emit(*n.kids[0], out);
-      s += ' ' + n.name + ' ';
-      Emit(*n.kids[1], out);
-      s += ')';
-      break;
-    case NodeKind::kLike:
-      s += n.negated ? "(NOT " : "(";
-      s += n.insensitive ? "pg_ilike(" : "pg_like(";
-      Emit(*n.kids[0], out);
-      s += ", ";
-      Emit(*n.kids[1], out);
-      s += "))";
-      break;
-    case NodeKind::kIsNull:
-      s += '(';
-      Emit(*n.kids[0], out);
-      s += n.negated ? " IS NOT NULL)" : " IS NULL)";
-      break;
-    case NodeKind::kIn:
-      s += '(';
-      Emit(*n.kids[0], out);
-      s += n.negated ? " NOT IN (" : " IN (";
-      for (size_t i = 1; i < n.kids.size(); ++i) {
-        if (i > 1) s += ", ";
-        Emit(*n.kids[i], out);
-      }
-      s += "))";
-      break;
-    case NodeKind::kBetween:
-      s += '(';
-      Emit(*n.kids[0], out);
-      s += n.negated ? " NOT BETWEEN " : " BETWEEN ";
-      Emit(*n.kids[1], out);
-      s += " AND ";
-      Emit(*n.kids[2], out);
-      s += ')';
-      break;
-    case NodeKind::kSign:
-      s += '(' + n.name + ' ';
-      Emit(*n.kids[0], out);
-      s += ')';
-      break;
-    case NodeKind::kText:
-    case NodeKind::kInteger:
-    case NodeKind::kReal:
-      EmitValue(n, out);
-      break;
-    case NodeKind::kColumn:
-      s += n.name;
-      break;
-    case NodeKind::kCall:
-      s += n.name + '(';
-      Emit(*n.kids[0], out);
-      s += ')';
-      break;
-  }
-}
-
-// ---- Trigram candidates ----
-
-// The trigrams that every text matching the LIKE pattern must contain, after
-// folding: those of each literal run of three or more characters.
-std::vector<std::string> PatternTrigrams(const std::string& pattern) {
-  std::string folded = FoldLower(pattern);
-  std::vector<std::string> trigrams;
-  std::vector<std::string> run;  // characters of the current literal run
-  auto flush = [&]() {
-    for (size_t i = 0; i + 3 <= run.size(); ++i) {
-      trigrams.push_back(run[i] + run[i + 1] + run[i + 2]);
-    }
-    run.clear();
-  };
-  const unsigned char* s = reinterpret_cast<const unsigned char*>(folded.data());
-  size_t i = 0;
-  while (i < folded.size()) {
-    char c = folded[i];
-    if (c == '%' || c == '_') {
-      flush();
-      ++i;
-      continue;
-    }
-    if (c == '\\') {
-      ++i;
-      if (i >= folded.size()) break;
-    }
-    int32_t cp;
-    int len = DecodeUtf8(s + i, folded.size() - i, &cp);
-    if (cp < 0) {
-      // The index tokenizes broken text its own way; do not rely on it.
-      flush();
-    } else {
-      run.emplace_back(folded, i, len);
-    }
-    i += len;
-  }
-  flush();
-  return trigrams;
-}
-
-std::string QuoteFtsToken(const std::string& token) {
-  std::string q;
-  AppendQuoted(token, '"', &q);
-  return q;
-}
-
-// parts joined by op, in parentheses; a single part stands alone, none is "".
-std::string Joined(const std::vector<std::string>& parts, const char* op) {
-  if (parts.size() <= 1) return parts.empty() ? "" : parts[0];
-  std::string q;
-  for (const std::string& part : parts) q += (q.empty() ? "" : op) + part;
-  return "(" + q + ")";
-}
-
-// An FTS5 query selecting a superset of the rows that satisfy n, or "".
-std::string CandidateQuery(const Node& n) {
-  switch (n.kind) {
-    case NodeKind::kLike: {
-      if (n.negated || n.kids[0]->kind != NodeKind::kColumn ||
-          n.kids[1]->kind != NodeKind::kText || !InList(kTrigramColumns, n.kids[0]->name)) {
-        return "";
-      }
-      std::vector<std::string> trigrams = PatternTrigrams(n.kids[1]->name);
-      if (trigrams.empty()) return "";
-      std::set<std::string> seen;
-      std::string q;
-      for (const std::string& t : trigrams) {
-        if (!seen.insert(t).second) continue;
-        if (!q.empty()) q += " AND ";
-        q += QuoteFtsToken(t);
-      }
-      return "(" + q + ")";
-    }
-    case NodeKind::kOr: {
-      // The index has no column filter, so the same key searched in several
-      // columns is one query.
-      std::vector<std::string> parts;
-      for (const NodePtr& kid : n.kids) {
-        std::string part = CandidateQuery(*kid);
-        if (part.empty()) return "";  // one branch the index cannot serve: scan
-        if (std::find(parts.begin(), parts.end(), part) == parts.end()) parts.push_back(part);
-      }
-      return Joined(parts, " OR ");
-    }
-    case NodeKind::kAnd: {
-      std::vector<std::string> parts;
-      for (const NodePtr& kid : n.kids) {
-        std::string part = CandidateQuery(*kid);
-        if (!part.empty()) parts.push_back(part);
-      }
-      return Joined(parts, " AND ");
-    }
-    default:
-      return "";
-  }
-}
-
-// Whether n is a truth value, as PostgreSQL requires of a condition and of
-// the operands of and, or and not.
-bool IsPredicate(const Node& n) {
-  switch (n.kind) {
-    case NodeKind::kOr:
-    case NodeKind::kAnd:
-    case NodeKind::kNot:
-      for (const NodePtr& kid : n.kids) {
-        if (!IsPredicate(*kid)) return false;
-      }
-      return true;
-    case NodeKind::kCompare:
-    case NodeKind::kLike:
-    case NodeKind::kIsNull:
-    case NodeKind::kIn:
-    case NodeKind::kBetween:
-      return true;
-    default:
-      return false;
-  }
-}
-
 }  // namespace
 
 bool IsIndexColumn(IndexTable table, std::string_view name) {
-  return table == IndexTable::kSong ? InList(kSongColumns, name) : InList(kFolderColumns, name);
+  Column column;
+  return ColumnOfName(table, name, &column);
 }
 
 bool IsBlankFragment(std::string_view text) {
@@ -607,16 +359,22 @@ bool IsBlankFragment(std::string_view text) {
   return true;
 }
 
+ExprPtr ParseCondition(std::string_view condition, IndexTable table) {
+  std::vector<Token> tokens;
+  if (!Tokenize(condition, &tokens)) return nullptr;
+  Parser parser(tokens, table);
+  ExprPtr tree = parser.Condition();
+  if (!tree || !IsPredicate(*tree)) return nullptr;
+  return tree;
+}
+
 bool TranslateCondition(std::string_view condition, IndexTable table, SqlPiece* out,
                         std::string* fts_query) {
   fts_query->clear();
-  std::vector<Token> tokens;
-  if (!Tokenize(condition, &tokens)) return false;
-  Parser parser(tokens, table);
-  NodePtr tree = parser.Condition();
-  if (!tree || !IsPredicate(*tree)) return false;
+  ExprPtr tree = ParseCondition(condition, table);
+  if (!tree) return false;
   out->sql += '(';
-  Emit(*tree, out);
+  AppendExpr(*tree, table, out);
   out->sql += ')';
   if (table == IndexTable::kSong) *fts_query = CandidateQuery(*tree);
   return true;
@@ -636,21 +394,27 @@ bool ParseColumnList(std::string_view text, IndexTable table, std::vector<std::s
   }
 }
 
-bool TranslateOrder(std::string_view order, IndexTable table, SqlPiece* out) {
+bool ParseOrder(std::string_view text, IndexTable table, OrderBy* order) {
   std::vector<Token> tokens;
-  if (!Tokenize(order, &tokens)) return false;
+  if (!Tokenize(text, &tokens)) return false;
   Parser parser(tokens, table);
-  bool first = true;
+  order->terms.clear();
   do {
-    bool descending = false;
-    NodePtr item = parser.OrderItem(&descending);
-    if (!item) return false;
-    if (!first) out->sql += ", ";
-    first = false;
-    Emit(*item, out);
-    out->sql += descending ? " DESC" : " ASC";
+    OrderTerm term;
+    term.value = parser.OrderItem(&term.descending);
+    if (!term.value) return false;
+    order->terms.push_back(std::move(term));
   } while (parser.TakeSymbol(","));
-  return parser.AtEnd();
+  if (!parser.AtEnd()) return false;
+  order->kind = NameOrder(order->terms);
+  return true;
+}
+
+bool TranslateOrder(std::string_view text, IndexTable table, SqlPiece* out) {
+  OrderBy order;
+  if (!ParseOrder(text, table, &order)) return false;
+  AppendOrder(order, table, out);
+  return true;
 }
 
 }  // namespace cantora

@@ -27,40 +27,30 @@
 // pragma, table names, unknown columns or functions), ';', '"', comments,
 // unbalanced parentheses, nesting deeper than kMaxFragmentDepth.
 //
-// "x like p" becomes pg_like(x, p) and "x ilike p" pg_ilike(x, p), which give
-// PostgreSQL's meaning (sql_functions.h).
+// The text becomes the query's syntax tree (query.h); query_sql.h writes it
+// as SQL ("x like p" as pg_like(x, p), which gives PostgreSQL's meaning).
 #ifndef CANTORA_PLATFORM_INDEX_FRAGMENT_H
 #define CANTORA_PLATFORM_INDEX_FRAGMENT_H
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace cantora {
+#include "platform/index/query.h"
+#include "platform/index/query_sql.h"
 
-// The index tables that fragments may name columns of.
-enum class IndexTable { kSong, kFolder };
+namespace cantora {
 
 // Whether name (lower case) is a column of table.
 bool IsIndexColumn(IndexTable table, std::string_view name);
 
 constexpr int kMaxFragmentDepth = 64;
 
-// A value to bind to one '?' of translated SQL.
-struct SqlValue {
-  enum class Type { kText, kInteger, kReal };
-  Type type = Type::kText;
-  std::string text;
-  int64_t integer = 0;
-  double real = 0;
-};
+// The condition's tree (query.h); null when the fragment is refused.
+ExprPtr ParseCondition(std::string_view condition, IndexTable table);
 
-// Translated SQL with its parameters in the order of the '?' marks.
-struct SqlPiece {
-  std::string sql;
-  std::vector<SqlValue> values;
-};
+// The order's terms, named (SongOrder); false when the fragment is refused.
+bool ParseOrder(std::string_view order, IndexTable table, OrderBy* out);
 
 // Translates a condition into a parenthesised SQLite expression appended to
 // out. When every row that satisfies the condition must contain certain

@@ -1,38 +1,13 @@
 #include "platform/index/schema.h"
 
 #include "platform/auth/users/users_table.h"
+#include "platform/index/song_columns.h"
 
 namespace cantora {
 namespace {
 
 constexpr const char* kIndexSchema = R"sql(
-CREATE TABLE IF NOT EXISTS song (
-  id INTEGER PRIMARY KEY,
-  library INTEGER NOT NULL DEFAULT 0,
-  path TEXT NOT NULL UNIQUE,
-  folder_id INTEGER NOT NULL DEFAULT 0,
-  title TEXT NOT NULL DEFAULT '',
-  album TEXT NOT NULL DEFAULT '',
-  artist TEXT NOT NULL DEFAULT '',
-  album_artist TEXT NOT NULL DEFAULT '',
-  genre TEXT NOT NULL DEFAULT '',
-  composer TEXT NOT NULL DEFAULT '',
-  comment TEXT NOT NULL DEFAULT '',
-  track INTEGER NOT NULL DEFAULT 0,
-  disc INTEGER NOT NULL DEFAULT 0,
-  year INTEGER NOT NULL DEFAULT 0,
-  duration REAL NOT NULL DEFAULT 0,
-  bitrate INTEGER NOT NULL DEFAULT 0,
-  frequency INTEGER NOT NULL DEFAULT 0,
-  channel INTEGER NOT NULL DEFAULT 0,
-  filesize INTEGER NOT NULL DEFAULT 0,
-  covercount INTEGER NOT NULL DEFAULT 0,
-  artist_sort TEXT NOT NULL DEFAULT '',
-  artist_search TEXT NOT NULL DEFAULT '',
-  album_artist_search TEXT NOT NULL DEFAULT '',
-  create_date INTEGER NOT NULL DEFAULT 0,
-  mtime INTEGER NOT NULL DEFAULT 0
-);
+-- The song table is made before, from its columns (song_columns.h).
 CREATE INDEX IF NOT EXISTS song_album ON song(library, album);
 CREATE INDEX IF NOT EXISTS song_artist ON song(library, artist_search);
 CREATE INDEX IF NOT EXISTS song_album_artist ON song(library, album_artist_search);
@@ -216,7 +191,9 @@ bool CreateIndexSchema(sqlite::Database& db, std::string* error) {
   if (!ReadSchemaVersion(db, &found, error)) return false;
   // An index whose definition changed is dropped, and made anew below.
   if (found < 2 && !db.Exec("DROP INDEX IF EXISTS song_order", error)) return false;
-  return db.Exec(kIndexSchema, error) &&
+  return db.Exec(std::string("CREATE TABLE IF NOT EXISTS song (\n") + SongTableColumns() + "\n);",
+                 error) &&
+         db.Exec(kIndexSchema, error) &&
          DropWithPersonalLibrary(db, "personal_library", kPersonalLibraryRows, error) &&
          DropWithPersonalLibrary(db, "personal_playlists", kPersonalPlaylistRows, error) &&
          db.Exec("PRAGMA user_version = " + std::to_string(kIndexSchemaVersion), error);

@@ -13,11 +13,11 @@ int Compare(T a, T b) {
 
 }  // namespace
 
-void SongOrder::Add(std::string_view album_key, int64_t disc, int64_t track, MediaInfo* record) {
+void SongSorter::Add(std::string_view album_key, int64_t disc, int64_t track, MediaInfo* record) {
   entries_.push_back({std::string(album_key), disc, track, record});
 }
 
-MediaInfo* SongOrder::Sorted() {
+MediaInfo* SongSorter::Sorted() {
   // std::string compares as memcmp does, then the shorter first: BINARY.
   std::sort(entries_.begin(), entries_.end(), [](const Entry& a, const Entry& b) {
     int c = a.album_key.compare(b.album_key);
@@ -35,7 +35,7 @@ MediaInfo* SongOrder::Sorted() {
   return head;
 }
 
-void SongOrder::MoveKeysTo(SongKeys* keys) {
+void SongSorter::MoveKeysTo(SongKeys* keys) {
   for (Entry& e : entries_) {
     keys->Add(e.album_key, e.disc, e.track, static_cast<int64_t>(e.record->id));
     e.record->next = nullptr;

@@ -1,6 +1,6 @@
 // The song lists' order, applied to records already read.
 //
-// Every song list asks for "lower(album), disc, track, path", ascending. A
+// Every song list asks for the song lists' order (SongOrder::kSongList, query.h). A
 // list without paging is sorted here rather than by SQLite: SQLite's sorter
 // copies every selected column of every row into its sort records, which for
 // a list of thousands of songs is megabytes of memory written once and
@@ -18,7 +18,7 @@
 
 namespace cantora {
 
-class SongOrder {
+class SongSorter {
  public:
   // Adds a record with its sort key as the query read it: album_key is
   // lower(album) as the index's SQL function gives it, compared byte by byte
@@ -51,7 +51,7 @@ class SongOrder {
 // as they were indexed), and the path is left to the records.
 class SongKeys {
  public:
-  // Adds a song with its keys, as SongOrder::Add takes them.
+  // Adds a song with its keys, as SongSorter::Add takes them.
   void Add(std::string_view album_key, int64_t disc, int64_t track, int64_t id);
 
   // Puts the songs in order of album key, disc and track. Songs equal in all
@@ -79,7 +79,7 @@ class SongKeys {
   HeapVector<uint32_t> album_starts_;  // where each begins in albums_
 };
 
-// Puts records [first, last) of one run in order of path, as SongOrder
+// Puts records [first, last) of one run in order of path, as SongSorter
 // breaks the ties of its keys.
 void SortRunByPath(MediaInfo** first, MediaInfo** last);
 

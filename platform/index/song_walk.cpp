@@ -1,5 +1,7 @@
 #include "platform/index/song_walk.h"
 
+#include "platform/index/query.h"
+
 namespace cantora {
 namespace {
 
@@ -28,8 +30,8 @@ bool RebuildSongWalk(sqlite::Database& db, std::string* error) {
   if (!db.Exec("DELETE FROM song_walk", error)) return false;
   // The order of the song_order index, read from the index alone.
   sqlite::Statement songs = db.Prepare(
-      "SELECT library, id FROM song INDEXED BY song_order "
-      "ORDER BY library, lower(album), disc, track, path",
+      std::string("SELECT library, id FROM song INDEXED BY song_order ORDER BY library, ") +
+          kSongListOrderColumns,
       error);
   sqlite::Statement insert =
       db.Prepare("INSERT INTO song_walk(library, chunk, ids) VALUES (?, ?, ?)", error);

@@ -5,8 +5,8 @@
 #include <random>
 
 #include "platform/config/platform_db.h"
-#include "platform/index/browse.h"
 #include "platform/index/library.h"
+#include "platform/index/music_browse.h"
 #include "platform/playlist/playlist.h"
 #include "platform/playlist/random_songs.h"
 #include "platform/playlist/song_records.h"

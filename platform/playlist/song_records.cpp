@@ -3,17 +3,19 @@
 #include <unordered_map>
 
 #include "platform/config/platform_db.h"
+#include "platform/index/record_reader.h"
 
 namespace cantora {
 namespace {
 
-// Every field of a song record, in the order Read() takes them.
-constexpr const char* kSongColumns =
-    "SELECT id, library, path, track, disc, year, title, album, artist, album_artist, genre, "
-    "composer, comment, duration, bitrate, frequency, channel, filesize, covercount FROM song ";
+// Every field of a song record, in the order of the record.
+const std::vector<Output>& RecordOutputs() {
+  static const std::vector<Output> outputs = SongRecordOutputs();
+  return outputs;
+}
 
-std::string_view ColumnText(sqlite::Statement& st, int col) {
-  return std::string_view(st.Text(col), static_cast<size_t>(st.Bytes(col)));
+std::string SelectRecords() {
+  return std::string("SELECT ") + SongRecordColumnList() + " FROM song ";
 }
 
 }  // namespace
@@ -37,11 +39,7 @@ MediaInfo* MediaInfoList::Release() {
 SongLookup::SongLookup(int uid) : SongLookup(PlatformDatabase(), uid) {}
 
 ReadSnapshot::ReadSnapshot(sqlite::Database* db) {
-  if (db != nullptr && sqlite3_get_autocommit(db->get()) != 0 && db->Exec("BEGIN")) db_ = db;
-}
-
-ReadSnapshot::~ReadSnapshot() {
-  if (db_ != nullptr) db_->Exec("COMMIT");
+  if (db != nullptr) transaction_.emplace(db->get());
 }
 
 SongLookup::SongLookup(sqlite::Database* db, int uid) : uid_(uid), snapshot_(db) {
@@ -50,8 +48,8 @@ SongLookup::SongLookup(sqlite::Database* db, int uid) : uid_(uid), snapshot_(db)
   // "+library" keeps the lookup on the id or the path, never on an index of
   // the library, which would read the whole library.
   const std::string scope = "AND +library IN (0, ?2)";
-  by_path_ = db->Prepare(std::string(kSongColumns) + "WHERE path = ?1 " + scope);
-  by_id_ = db->Prepare(std::string(kSongColumns) + "WHERE id = ?1 " + scope);
+  by_path_ = db->Prepare(SelectRecords() + "WHERE path = ?1 " + scope);
+  by_id_ = db->Prepare(SelectRecords() + "WHERE id = ?1 " + scope);
   if (by_path_.IsValid() && by_id_.IsValid()) db_ = db;
 }
 
@@ -98,29 +96,7 @@ MediaInfo* SongLookup::ById(unsigned long id) {
 
 MediaInfo* SongLookup::Read(sqlite::Statement& st) {
   if (st.Step() != SQLITE_ROW) return nullptr;
-  MediaInfoTexts texts;
-  texts.path = ColumnText(st, 2);
-  texts.title = ColumnText(st, 6);
-  texts.album = ColumnText(st, 7);
-  texts.artist = ColumnText(st, 8);
-  texts.album_artist = ColumnText(st, 9);
-  texts.genre = ColumnText(st, 10);
-  texts.composer = ColumnText(st, 11);
-  texts.comment = ColumnText(st, 12);
-  MediaInfo* info = records_.New(texts);
-  if (info == nullptr) return nullptr;
-  info->id = static_cast<unsigned long>(st.Int(0));
-  info->library = static_cast<int>(st.Int(1));
-  info->track = static_cast<int>(st.Int(3));
-  info->disc = static_cast<int>(st.Int(4));
-  info->year = static_cast<int>(st.Int(5));
-  info->duration = static_cast<float>(st.Double(13));
-  info->bitrate = static_cast<int>(st.Int(14));
-  info->frequency = static_cast<int>(st.Int(15));
-  info->channel = static_cast<int>(st.Int(16));
-  info->filesize = static_cast<uint64_t>(st.Int(17));
-  info->covercount = static_cast<int>(st.Int(18));
-  return info;
+  return ReadRecord(st.get(), RecordOutputs(), false, &records_);
 }
 
 MediaInfo* UnindexedEntryRecord(const PlaylistEntry& entry) {

@@ -12,10 +12,12 @@
 #define CANTORA_PLATFORM_PLAYLIST_SONG_RECORDS_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/index/media_info.h"
+#include "platform/index/read_transaction.h"
 #include "platform/lib/sqlite/database.h"
 
 namespace cantora {
@@ -48,12 +50,9 @@ class MediaInfoList {
 class ReadSnapshot {
  public:
   explicit ReadSnapshot(sqlite::Database* db);
-  ~ReadSnapshot();
-  ReadSnapshot(const ReadSnapshot&) = delete;
-  ReadSnapshot& operator=(const ReadSnapshot&) = delete;
 
  private:
-  sqlite::Database* db_ = nullptr;  // set when this object began the transaction
+  std::optional<ReadTransaction> transaction_;  // none without a database
 };
 
 // Reads song records of the index as one user sees them: rows of the shared

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/index/escape.h"
+#include "platform/index/song_columns.h"
 #include "platform/text/json_parse.h"
 
 namespace cantora {
@@ -17,54 +18,54 @@ namespace {
 struct FieldSpec {
   const char* name;
   SmartFieldType type;
-  const char* column;
+  Column column;
   double scale;  // rule value to index value: bitrate is kept in bit/s
 };
 
 const FieldSpec kFields[] = {
-    {"title", SmartFieldType::kText, "title", 1},
-    {"artist", SmartFieldType::kText, "artist", 1},
-    {"album", SmartFieldType::kText, "album", 1},
-    {"album_artist", SmartFieldType::kText, "album_artist", 1},
-    {"genre", SmartFieldType::kText, "genre", 1},
-    {"composer", SmartFieldType::kText, "composer", 1},
-    {"comment", SmartFieldType::kText, "comment", 1},
-    {"path", SmartFieldType::kText, "path", 1},
-    {"year", SmartFieldType::kNumber, "year", 1},
-    {"track", SmartFieldType::kNumber, "track", 1},
-    {"disc", SmartFieldType::kNumber, "disc", 1},
-    {"duration", SmartFieldType::kNumber, "duration", 1},
-    {"bitrate", SmartFieldType::kNumber, "bitrate", 1000},
-    {"filesize", SmartFieldType::kNumber, "filesize", 1},
-    {"covercount", SmartFieldType::kNumber, "covercount", 1},
-    {"added", SmartFieldType::kDate, "create_date", 1},
+    {"title", SmartFieldType::kText, Column::kTitle, 1},
+    {"artist", SmartFieldType::kText, Column::kArtist, 1},
+    {"album", SmartFieldType::kText, Column::kAlbum, 1},
+    {"album_artist", SmartFieldType::kText, Column::kAlbumArtist, 1},
+    {"genre", SmartFieldType::kText, Column::kGenre, 1},
+    {"composer", SmartFieldType::kText, Column::kComposer, 1},
+    {"comment", SmartFieldType::kText, Column::kComment, 1},
+    {"path", SmartFieldType::kText, Column::kPath, 1},
+    {"year", SmartFieldType::kNumber, Column::kYear, 1},
+    {"track", SmartFieldType::kNumber, Column::kTrack, 1},
+    {"disc", SmartFieldType::kNumber, Column::kDisc, 1},
+    {"duration", SmartFieldType::kNumber, Column::kDuration, 1},
+    {"bitrate", SmartFieldType::kNumber, Column::kBitrate, 1000},
+    {"filesize", SmartFieldType::kNumber, Column::kFilesize, 1},
+    {"covercount", SmartFieldType::kNumber, Column::kCovercount, 1},
+    {"added", SmartFieldType::kDate, Column::kCreateDate, 1},
 };
 
 struct OpSpec {
   const char* name;
   SmartOp op;
   SmartFieldType type;
-  const char* sql;  // the comparison, where it is one word or symbol
+  Expr::Op compare;  // the comparison of is, is_not, number and date operators
 };
 
 const OpSpec kOps[] = {
-    {"is", SmartOp::kIs, SmartFieldType::kText, "="},
-    {"is_not", SmartOp::kIsNot, SmartFieldType::kText, "<>"},
-    {"contains", SmartOp::kContains, SmartFieldType::kText, "ilike"},
-    {"not_contains", SmartOp::kNotContains, SmartFieldType::kText, "not ilike"},
-    {"starts_with", SmartOp::kStartsWith, SmartFieldType::kText, "ilike"},
-    {"ends_with", SmartOp::kEndsWith, SmartFieldType::kText, "ilike"},
-    {"eq", SmartOp::kEq, SmartFieldType::kNumber, "="},
-    {"ne", SmartOp::kNe, SmartFieldType::kNumber, "<>"},
-    {"gt", SmartOp::kGt, SmartFieldType::kNumber, ">"},
-    {"ge", SmartOp::kGe, SmartFieldType::kNumber, ">="},
-    {"lt", SmartOp::kLt, SmartFieldType::kNumber, "<"},
-    {"le", SmartOp::kLe, SmartFieldType::kNumber, "<="},
-    {"between", SmartOp::kBetween, SmartFieldType::kNumber, "between"},
-    {"in_last_days", SmartOp::kInLastDays, SmartFieldType::kDate, ">="},
-    {"not_in_last_days", SmartOp::kNotInLastDays, SmartFieldType::kDate, "<"},
-    {"before", SmartOp::kBefore, SmartFieldType::kDate, "<"},
-    {"after", SmartOp::kAfter, SmartFieldType::kDate, ">="},
+    {"is", SmartOp::kIs, SmartFieldType::kText, Expr::Op::kEq},
+    {"is_not", SmartOp::kIsNot, SmartFieldType::kText, Expr::Op::kNe},
+    {"contains", SmartOp::kContains, SmartFieldType::kText, Expr::Op::kEq},
+    {"not_contains", SmartOp::kNotContains, SmartFieldType::kText, Expr::Op::kEq},
+    {"starts_with", SmartOp::kStartsWith, SmartFieldType::kText, Expr::Op::kEq},
+    {"ends_with", SmartOp::kEndsWith, SmartFieldType::kText, Expr::Op::kEq},
+    {"eq", SmartOp::kEq, SmartFieldType::kNumber, Expr::Op::kEq},
+    {"ne", SmartOp::kNe, SmartFieldType::kNumber, Expr::Op::kNe},
+    {"gt", SmartOp::kGt, SmartFieldType::kNumber, Expr::Op::kGt},
+    {"ge", SmartOp::kGe, SmartFieldType::kNumber, Expr::Op::kGe},
+    {"lt", SmartOp::kLt, SmartFieldType::kNumber, Expr::Op::kLt},
+    {"le", SmartOp::kLe, SmartFieldType::kNumber, Expr::Op::kLe},
+    {"between", SmartOp::kBetween, SmartFieldType::kNumber, Expr::Op::kEq},
+    {"in_last_days", SmartOp::kInLastDays, SmartFieldType::kDate, Expr::Op::kGe},
+    {"not_in_last_days", SmartOp::kNotInLastDays, SmartFieldType::kDate, Expr::Op::kLt},
+    {"before", SmartOp::kBefore, SmartFieldType::kDate, Expr::Op::kLt},
+    {"after", SmartOp::kAfter, SmartFieldType::kDate, Expr::Op::kGe},
 };
 
 const char* TypeName(SmartFieldType type) {
@@ -294,25 +295,24 @@ class Parser {
 
 // ---- Compiling ----
 
-void AppendNumber(double value, std::string* out) {
+// A number as the fragment grammar writes it: no exponent, digits and one
+// point.
+ExprPtr NumberOf(double value) {
   char text[64];
   if (std::floor(value) == value) {
     std::snprintf(text, sizeof text, "%lld", static_cast<long long>(value));
   } else {
-    // No exponent: the fragment grammar reads digits and one point.
     std::snprintf(text, sizeof text, "%.9f", value);
   }
-  *out += text;
+  return query::Number(text);
 }
 
-void AppendInteger(int64_t value, std::string* out) { *out += std::to_string(value); }
-
 // A LIKE pattern: text matched literally, with '%' where wanted.
-void AppendPattern(const std::string& text, bool any_before, bool any_after, std::string* out) {
+std::string Pattern(const std::string& text, bool any_before, bool any_after) {
   std::string escaped(text.size() * 3 + 1, '\0');
   int n = ZARNDBEscapeBackslash(&escaped[0], escaped.size(), text.c_str());
   escaped.resize(n < 0 ? 0 : static_cast<size_t>(n));
-  AppendQuoted((any_before ? "%" : "") + escaped + (any_after ? "%" : ""), '\'', out);
+  return (any_before ? "%" : "") + escaped + (any_after ? "%" : "");
 }
 
 // Local midnight of a day; the day after when next.
@@ -325,76 +325,61 @@ int64_t Midnight(const SmartRule& rule, bool next) {
   return static_cast<int64_t>(mktime(&t));
 }
 
-void CompileRule(const SmartRule& rule, time_t now, std::string* out);
+ExprPtr CompileRule(const SmartRule& rule, time_t now);
 
-void CompileGroup(const SmartRule& group, time_t now, std::string* out) {
-  const char* joiner = group.kind == SmartRule::Kind::kAny ? " or " : " and ";
-  *out += '(';
-  for (size_t i = 0; i < group.rules.size(); ++i) {
-    if (i > 0) *out += joiner;
-    CompileRule(group.rules[i], now, out);
-  }
-  *out += ')';
+ExprPtr CompileGroup(const SmartRule& group, time_t now) {
+  std::vector<ExprPtr> rules;
+  for (const SmartRule& rule : group.rules) rules.push_back(CompileRule(rule, now));
+  return group.kind == SmartRule::Kind::kAny ? query::Or(std::move(rules))
+                                             : query::And(std::move(rules));
 }
 
-void CompileRule(const SmartRule& rule, time_t now, std::string* out) {
-  if (rule.kind != SmartRule::Kind::kRule) {
-    CompileGroup(rule, now, out);
-    return;
-  }
+ExprPtr CompileRule(const SmartRule& rule, time_t now) {
+  if (rule.kind != SmartRule::Kind::kRule) return CompileGroup(rule, now);
   const FieldSpec* field = FindField(rule.field);
   const OpSpec& op = SpecOf(rule.op);
-  *out += '(';
-  *out += field->column;
-  *out += ' ';
-  *out += op.sql;
-  *out += ' ';
+  Column column = field->column;
   switch (rule.op) {
     case SmartOp::kIs:
     case SmartOp::kIsNot:
-      AppendQuoted(rule.text, '\'', out);
-      break;
+      return query::Compare(column, op.compare, query::Text(rule.text));
     case SmartOp::kContains:
+      return query::Like(column, Pattern(rule.text, true, true), true);
     case SmartOp::kNotContains:
-      AppendPattern(rule.text, true, true, out);
-      break;
+      return query::Like(column, Pattern(rule.text, true, true), true, true);
     case SmartOp::kStartsWith:
-      AppendPattern(rule.text, false, true, out);
-      break;
+      return query::Like(column, Pattern(rule.text, false, true), true);
     case SmartOp::kEndsWith:
-      AppendPattern(rule.text, true, false, out);
-      break;
+      return query::Like(column, Pattern(rule.text, true, false), true);
     case SmartOp::kBetween:
-      AppendNumber(rule.low * field->scale, out);
-      *out += " and ";
-      AppendNumber(rule.high * field->scale, out);
-      break;
+      return query::Between(column, NumberOf(rule.low * field->scale),
+                            NumberOf(rule.high * field->scale));
     case SmartOp::kInLastDays:
     case SmartOp::kNotInLastDays:
-      AppendInteger(static_cast<int64_t>(now) - rule.days * 86400, out);
-      break;
+      return query::Compare(column, op.compare,
+                            query::Integer(static_cast<int64_t>(now) - rule.days * 86400));
     case SmartOp::kBefore:
-      AppendInteger(Midnight(rule, false), out);
-      break;
+      return query::Compare(column, op.compare, query::Integer(Midnight(rule, false)));
     case SmartOp::kAfter:
-      AppendInteger(Midnight(rule, true), out);
-      break;
+      return query::Compare(column, op.compare, query::Integer(Midnight(rule, true)));
     default:  // eq ne gt ge lt le
-      AppendNumber(rule.low * field->scale, out);
-      break;
+      return query::Compare(column, op.compare, NumberOf(rule.low * field->scale));
   }
-  *out += ')';
 }
 
-// The order's text: "lower(artist) asc, ...".
-std::string CompileOrder(const std::vector<SmartSortKey>& keys) {
-  std::string text;
+// The order of the keys, each text key by its lower case.
+std::shared_ptr<const OrderBy> CompileOrder(const std::vector<SmartSortKey>& keys) {
+  auto order = std::make_shared<OrderBy>();
   for (const SmartSortKey& key : keys) {
-    if (!text.empty()) text += ", ";
-    text += key.lowered ? std::string("lower(") + key.column + ")" : std::string(key.column);
-    text += key.descending ? " desc" : " asc";
+    Column column = Column::kId;
+    ColumnOfName(IndexTable::kSong, key.column, &column);
+    OrderTerm term;
+    term.value = key.lowered ? query::Lower(query::ColumnRef(column)) : query::ColumnRef(column);
+    term.descending = key.descending;
+    order->terms.push_back(std::move(term));
   }
-  return text;
+  order->kind = NameOrder(order->terms);
+  return order;
 }
 
 }  // namespace
@@ -423,12 +408,12 @@ std::vector<SmartSortKey> SmartSortKeys(const SmartOrder& order) {
       // Songs of one indexing run share their date: the order they were
       // indexed in (their ids) breaks the tie, in the same direction, so
       // that the date index alone gives the order.
-      return {{f->column, false, order.descending}, {"id", false, order.descending}};
+      return {{ColumnName(f->column), false, order.descending}, {"id", false, order.descending}};
     }
     // Text sorts by its lower case, so that "abba" and "ABBA" sort together;
     // the path is unique and sorts as it is.
     bool lowered = f->type == SmartFieldType::kText && order.field != "path";
-    keys.push_back({f->column, lowered, order.descending});
+    keys.push_back({ColumnName(f->column), lowered, order.descending});
   }
   for (const SmartSortKey& k : kDefault)
     if (keys.empty() || std::strcmp(keys[0].column, k.column) != 0) keys.push_back(k);
@@ -437,10 +422,16 @@ std::vector<SmartSortKey> SmartSortKeys(const SmartOrder& order) {
 
 SmartQuery CompileSmartPlaylist(const SmartPlaylist& playlist, time_t now) {
   SmartQuery q;
-  if (!playlist.root.rules.empty()) CompileGroup(playlist.root, now, &q.condition);
+  if (!playlist.root.rules.empty()) {
+    q.where = CompileGroup(playlist.root, now);
+    q.condition = FragmentText(*q.where);
+  }
   q.random = playlist.order.kind == SmartOrder::Kind::kRandom;
   q.keys = SmartSortKeys(playlist.order);
-  q.order = CompileOrder(q.keys);
+  if (!q.random) {
+    q.order_by = CompileOrder(q.keys);
+    q.order = FragmentText(*q.order_by);
+  }
   q.limit = playlist.limit;
   return q;
 }

@@ -42,9 +42,12 @@
 
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/index/query.h"
 
 namespace cantora {
 
@@ -103,10 +106,13 @@ struct SmartSortKey {
   bool descending;
 };
 
-// A playlist compiled into the fragments the music index evaluates: the
-// condition and order in the index's fragment dialect (fragment.h), every
-// rule value a quoted literal that the index binds as a parameter.
+// A playlist compiled into the query the music index evaluates: the
+// condition's tree and the order (query.h), every rule value a literal that
+// the index binds as a parameter. condition and order are the same written
+// in the index's fragment dialect (fragment.h), for people to read.
 struct SmartQuery {
+  std::shared_ptr<const Expr> where;     // null: every song
+  std::shared_ptr<const OrderBy> order_by;  // null with random
   std::string condition;  // empty: every song
   std::string order;      // empty with random
   std::vector<SmartSortKey> keys;  // the order's keys (SmartSortKeys)

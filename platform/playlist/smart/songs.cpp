@@ -12,6 +12,8 @@
 #include "platform/index/browse.h"
 #include "platform/index/fragment.h"
 #include "platform/index/heap_vector.h"
+#include "platform/index/query.h"
+#include "platform/index/record_reader.h"
 #include "platform/playlist/smart/rules.h"
 #include "platform/text/casefold.h"
 
@@ -69,7 +71,7 @@ bool Full(const SmartQuery& q, const SongList& songs) {
 // Pages through the ordered selection until the limit is filled with songs
 // that may be handed out (or the selection ends).
 bool OrderedSongs(sqlite::Database& db, const SmartQuery& q, BrowseQuery b, SongList* songs) {
-  b.order = q.order.c_str();
+  b.order_by = q.order_by.get();
   int offset = 0;
   while (!Full(q, *songs)) {
     int want = q.limit < 0 ? -1 : q.limit - songs->count();
@@ -103,31 +105,14 @@ struct KeyReader {
 // False for a column a record does not hold exactly: the date a song was
 // added (not in the record), the duration (kept there as a float).
 bool ReaderOf(const SmartSortKey& key, KeyReader* reader) {
-  static const struct {
-    const char* column;
-    const char* MediaInfo::*member;
-  } kTexts[] = {{"title", &MediaInfo::title},     {"artist", &MediaInfo::artist},
-                {"album", &MediaInfo::album},     {"album_artist", &MediaInfo::album_artist},
-                {"genre", &MediaInfo::genre},     {"composer", &MediaInfo::composer},
-                {"comment", &MediaInfo::comment}, {"path", &MediaInfo::path}};
-  static const struct {
-    const char* column;
-    int64_t (*get)(const MediaInfo&);
-  } kNumbers[] = {
-      {"id", [](const MediaInfo& m) { return static_cast<int64_t>(m.id); }},
-      {"year", [](const MediaInfo& m) { return static_cast<int64_t>(m.year); }},
-      {"track", [](const MediaInfo& m) { return static_cast<int64_t>(m.track); }},
-      {"disc", [](const MediaInfo& m) { return static_cast<int64_t>(m.disc); }},
-      {"bitrate", [](const MediaInfo& m) { return static_cast<int64_t>(m.bitrate); }},
-      {"filesize", [](const MediaInfo& m) { return static_cast<int64_t>(m.filesize); }},
-      {"covercount", [](const MediaInfo& m) { return static_cast<int64_t>(m.covercount); }}};
   *reader = KeyReader();
   reader->lowered = key.lowered;
   reader->descending = key.descending;
-  for (const auto& t : kTexts)
-    if (std::strcmp(key.column, t.column) == 0) reader->text = t.member;
-  for (const auto& n : kNumbers)
-    if (std::strcmp(key.column, n.column) == 0) reader->number = n.get;
+  Column column;
+  if (!ColumnOfName(IndexTable::kSong, key.column, &column)) return false;
+  RecordField field = SpecOf(column).field;
+  reader->text = TextMember(field);
+  if (reader->text == nullptr && field != RecordField::kDuration) reader->number = NumberMember(field);
   return reader->text != nullptr || reader->number != nullptr;
 }
 
@@ -256,16 +241,14 @@ bool FirstPlaced(sqlite::Database& db, const BrowseQuery& b, uint64_t key, bool 
 // Offers the records of ids [first, end), in that order, until the limit is
 // filled.
 bool OfferByIds(sqlite::Database& db, const SmartQuery& q, BrowseQuery b, const Placed* first,
-                const Placed* end, std::string* condition, HeapVector<MediaInfo*>* by_id,
+                const Placed* end, HeapVector<int64_t>* ids, HeapVector<MediaInfo*>* by_id,
                 SongList* songs) {
-  condition->assign("id in (");
-  for (const Placed* p = first; p != end; ++p) {
-    if (p != first) condition->append(", ");
-    condition->append(std::to_string(p->id));
-  }
-  condition->push_back(')');
+  ids->clear();
+  for (const Placed* p = first; p != end; ++p) ids->push_back(p->id);
+  // The ids were chosen from the selection: they alone decide.
+  ExprPtr chosen = query::IdIn(ids->data(), ids->size());
   b.columns = "*";
-  b.condition = condition->c_str();
+  b.where = chosen.get();
   MediaInfo* list = nullptr;
   if (MusicBrowse(db, b, &list) < 0) return false;
   // Unlinked first, so that each record is offered or freed on its own.
@@ -307,7 +290,7 @@ bool RandomSongs(sqlite::Database& db, const SmartQuery& q, const BrowseQuery& b
   const uint64_t key = (static_cast<uint64_t>(random()) << 32) ^ random();
   HeapVector<Placed> placed;
   HeapVector<MediaInfo*> by_id;
-  std::string condition;
+  HeapVector<int64_t> ids;
   bool first = true;
   uint64_t after = 0;
   while (!Full(q, *songs)) {
@@ -321,7 +304,7 @@ bool RandomSongs(sqlite::Database& db, const SmartQuery& q, const BrowseQuery& b
       size_t n = kIdsPerRead;
       if (q.limit >= 0) n = std::min(n, static_cast<size_t>(q.limit - songs->count()));
       size_t end = std::min(placed.size(), at + n);
-      if (!OfferByIds(db, q, b, placed.data() + at, placed.data() + end, &condition, &by_id,
+      if (!OfferByIds(db, q, b, placed.data() + at, placed.data() + end, &ids, &by_id,
                       songs)) {
         return false;
       }
@@ -351,7 +334,7 @@ int SelectSmartPlaylistSongs(sqlite::Database& db, int uid, std::string_view rul
   b.library = personal ? "all" : "shared";
   b.uid = uid;
   b.columns = "*";
-  b.condition = q.condition.empty() ? nullptr : q.condition.c_str();
+  b.where = q.where.get();
   SongList songs;
   std::vector<KeyReader> readers;
   bool merge = personal && q.limit >= 0 && ReadersOf(q.keys, &readers);
