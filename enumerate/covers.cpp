@@ -10,6 +10,7 @@
 
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
+#include "enumerate/folder_id_param.h"
 #include "enumerate/guard/run_as.h"
 #include "enumerate/song_id_param.h"
 #include "enumerate/song_item.h"
@@ -17,7 +18,6 @@
 #include "platform/cgi/file_outputer.h"
 #include "platform/index/browse.h"
 #include "platform/index/library.h"
-#include "platform/index/path_by_id.h"
 #include "platform/media/cover/cover_paths.h"
 
 namespace {
@@ -73,28 +73,15 @@ void EnumerationHandler::GetCover() {
 }
 
 void EnumerationHandler::GetCoverForFolder() {
-  char id[kCoverBufferSize];
-  char path[kCoverBufferSize];
   char cover[kCoverBufferSize];
   const char* folder = web_.In("folder");
-  std::snprintf(id, sizeof id, "%s", folder != nullptr ? folder : "");
-  const int uid = GetUserIdFromName(UserName());
-  bool found = true;
-  if (IsPersonalLibraryID(id)) {
-    const char* bare = RemovePersonalLibraryPrefix(id);
-    found = bare != nullptr;
-    if (found && ZARNMusicGetPathById("personal", uid, path, sizeof path, bare, 0) != 0) {
-      syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource,
-             kPersonalFolderPathFailed, bare);
-      found = false;
-    }
-  } else if (ZARNMusicGetPathById("shared", uid, path, sizeof path, id, 0) != 0) {
-    syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource,
-           kSharedFolderPathFailed, id);
-    found = false;
-  }
+  FolderIdParam given;
+  // Form 0: the plain path to open.
+  bool found = FindFolderIdParam(folder != nullptr ? folder : "", GetUserIdFromName(UserName()), 0,
+                                 kCoverBufferSize, kPersonalFolderPathFailed,
+                                 kSharedFolderPathFailed, &given);
   // Folders have no embedded picture: their cover is a file in them.
-  if (found && GetFolderCoverPath(path, cover, sizeof cover))
+  if (found && GetFolderCoverPath(given.path.c_str(), cover, sizeof cover))
     SendCover(cover, kFolderCoverGuard, kFolderCoverNoRoot);
   ReportServerErrorIfNoOutput();
 }

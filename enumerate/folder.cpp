@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "enumerate/enumerate.h"
+#include "enumerate/folder_id_param.h"
 #include "enumerate/list_answer.h"
 #include "enumerate/song_item.h"
 #include "platform/auth/account.h"
@@ -21,7 +22,6 @@
 #include "platform/index/audio_file.h"
 #include "platform/index/browse.h"
 #include "platform/index/library.h"
-#include "platform/index/path_by_id.h"
 #include "platform/text/utf8.h"
 
 namespace {
@@ -186,25 +186,15 @@ std::optional<bool> RootLevel(const FolderRequest& r) {
 }
 
 std::optional<bool> GivenFolder(const FolderRequest& r, const char* folder, bool recursive) {
-  char id[kBufferSize] = {};
-  std::snprintf(id, sizeof id, "%s", folder);
-  char path[kBufferSize] = {};
-  bool personal = IsPersonalLibraryID(id) != 0;
-  if (personal) {
-    const char* bare = RemovePersonalLibraryPrefix(id);
-    if (bare == nullptr) return std::nullopt;
-    if (ZARNMusicGetPathById("personal", r.uid, path, sizeof path, bare, 1) != 0) {
-      syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource,
-             kPersonalFolderPathFailed, bare);
-      return std::nullopt;
-    }
-  } else if (ZARNMusicGetPathById("shared", r.uid, path, sizeof path, id, 1) != 0) {
-    syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource,
-           kSharedFolderPathFailed, id);
+  FolderIdParam given;
+  // Form 1: the path as the listing's conditions take it.
+  if (!FindFolderIdParam(folder, r.uid, 1, kBufferSize, kPersonalFolderPathFailed,
+                         kSharedFolderPathFailed, &given)) {
     return std::nullopt;
   }
-  if (recursive) return AddSongs(r, Format(kBelowFolder, path));
-  std::string condition = Format(kFolderLevel, path);
+  const bool personal = given.personal;
+  if (recursive) return AddSongs(r, Format(kBelowFolder, given.path.c_str()));
+  std::string condition = Format(kFolderLevel, given.path.c_str());
   auto face_of = [personal](const MediaInfo& info) {
     return FolderFace{personal, info.title, false};
   };
