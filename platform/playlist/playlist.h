@@ -58,9 +58,7 @@ bool CreateEmptyPlaylist(const std::string& name, const std::string& owner, bool
 // The songs of a client's id list: a JSON array whose elements are
 //   - song ids: a number, or its decimal text ("42");
 //   - personal song ids: "personal_42";
-//   - playlist entry ids "PLSID_ZARNPLSSPTR_<pls_id>_ZARNPLSSPTR_<personal
-//     playlist id>_ZARNPLSSPTR_<personal>_ZARNPLSSPTR_<start>_ZARNPLSSPTR_
-//     <limit>_ZARNPLSSPTR_<position>", as playlist_song_enum hands them
+//   - playlist entry ids (entry_id.h), as playlist_song_enum hands them
 //     out: the same page of the same playlist is read again, as owner, and
 //     the entry at that position taken.
 // Songs are kept in list order, duplicates included. Ids that owner may not
