@@ -10,79 +10,79 @@
 
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
+#include "enumerate/folder_id_param.h"
 #include "enumerate/guard/run_as.h"
+#include "enumerate/song_id_param.h"
 #include "enumerate/song_item.h"
 #include "platform/auth/account.h"
 #include "platform/cgi/file_outputer.h"
 #include "platform/index/library.h"
 #include "platform/index/music_browse.h"
-#include "platform/index/path_by_id.h"
 #include "platform/media/cover/cover_paths.h"
 
 namespace {
 
 constexpr int kCoverBufferSize = 4096;
 
+// The numbers this file's log lines and privilege guards carry. They are
+// part of the gateway's interface (log readers match them), not lines of
+// this file: whatever moves here, they never change.
+enum LogSite : int {
+  kInvalidMusicId = 1539,
+  kSongCoverGuard = 1564,
+  kSongCoverNoRoot = 1567,
+  kPersonalFolderPathFailed = 1596,
+  kSharedFolderPathFailed = 1601,
+  kFolderCoverGuard = 1611,
+  kFolderCoverNoRoot = 1614,
+  kAlbumCoverNoAlbum = 1638,
+  kAlbumEscapeAlbum = 1650,
+  kAlbumEscapeArtist = 1660,
+  kAlbumEscapeGenre = 1671,
+  kAlbumSongTestGuard = 1694,
+  kAlbumSongTestNoRoot = 1699,
+  kAlbumCoverGuard = 1715,
+  kAlbumCoverNoRoot = 1718,
+  kFolderCoverBadParameters = 1802,
+};
+
 }  // namespace
 
 void EnumerationHandler::GetCover() {
-  char id[kCoverBufferSize];
   char cover[kCoverBufferSize];
   MediaInfo* list = nullptr;
   const char* song = web_.In("path");
   bool found = true;
   if (song == nullptr) {
-    std::snprintf(id, sizeof id, "%s", web_.In("music_id", "0"));
-    const char* bare = id;
-    const char* library = "actual_shared";
-    // A playlist entry outside the index has no cover.
-    if (std::strncmp(id, "PLSID", 5) == 0) {
-      found = false;
-    } else if (IsPersonalLibraryID(id)) {
-      bare = RemovePersonalLibraryPrefix(id);
-      library = "actual_personal";
-      found = bare != nullptr;
-    }
-    if (found && std::strcmp(bare, "0") == 0) {
-      syslog(LOG_ERR, "%s (%d) Invalid music id.", kEnumerateSource, 1539);
-      found = false;
-    }
+    SongIdParam id;
+    found = ParseSongIdParam(web_.In("music_id", "0"), kInvalidMusicId, &id);
     if (found) {
       // The id goes in as it stands: the index's fragment grammar and scope
       // are what confine it.
       char condition[kCoverBufferSize];
-      std::snprintf(condition, sizeof condition, "id = %s", bare);
-      found = ZARNMusicBrowse(library, GetUserIdFromName(UserName()), 0, &list, 0, "path",
+      std::snprintf(condition, sizeof condition, "id = %s", id.id.c_str());
+      found = ZARNMusicBrowse(id.library, GetUserIdFromName(UserName()), 0, &list, 0, "path",
                               condition, nullptr, nullptr, 0, -1, 0, 0) >= 0;
       song = list != nullptr ? list->path : nullptr;
     }
   }
-  if (found && GetSongCoverPath(song, cover, sizeof cover)) SendCover(cover, 1564, 1567);
+  if (found && GetSongCoverPath(song, cover, sizeof cover))
+    SendCover(cover, kSongCoverGuard, kSongCoverNoRoot);
   ZARNPlaylistRecFree(list);
   ReportServerErrorIfNoOutput();
 }
 
 void EnumerationHandler::GetCoverForFolder() {
-  char id[kCoverBufferSize];
-  char path[kCoverBufferSize];
   char cover[kCoverBufferSize];
   const char* folder = web_.In("folder");
-  std::snprintf(id, sizeof id, "%s", folder != nullptr ? folder : "");
-  const int uid = GetUserIdFromName(UserName());
-  bool found = true;
-  if (IsPersonalLibraryID(id)) {
-    const char* bare = RemovePersonalLibraryPrefix(id);
-    found = bare != nullptr;
-    if (found && ZARNMusicGetPathById("personal", uid, path, sizeof path, bare, 0) != 0) {
-      syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource, 1596, bare);
-      found = false;
-    }
-  } else if (ZARNMusicGetPathById("shared", uid, path, sizeof path, id, 0) != 0) {
-    syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource, 1601, id);
-    found = false;
-  }
+  FolderIdParam given;
+  // Form 0: the plain path to open.
+  bool found = FindFolderIdParam(folder != nullptr ? folder : "", GetUserIdFromName(UserName()), 0,
+                                 kCoverBufferSize, kPersonalFolderPathFailed,
+                                 kSharedFolderPathFailed, &given);
   // Folders have no embedded picture: their cover is a file in them.
-  if (found && GetFolderCoverPath(path, cover, sizeof cover)) SendCover(cover, 1611, 1614);
+  if (found && GetFolderCoverPath(given.path.c_str(), cover, sizeof cover))
+    SendCover(cover, kFolderCoverGuard, kFolderCoverNoRoot);
   ReportServerErrorIfNoOutput();
 }
 
@@ -93,16 +93,18 @@ void EnumerationHandler::GetCoverForAlbum() {
   MediaInfo* list = nullptr;
   if (album == nullptr) {
     syslog(LOG_ERR, "%s (%d) MusicGetCoverImageForAlbum parameters error.", kEnumerateSource,
-           1638);
+           kAlbumCoverNoAlbum);
     ReportServerErrorIfNoOutput();
     return;
   }
-  MallocText escaped_album = EscapeParam(album, 1650);
+  MallocText escaped_album = EscapeParam(album, kAlbumEscapeAlbum);
   MallocText escaped_artist;
   MallocText escaped_genre;
   bool ok = static_cast<bool>(escaped_album);
-  if (ok && artist != nullptr) ok = static_cast<bool>(escaped_artist = EscapeParam(artist, 1660));
-  if (ok && genre != nullptr) ok = static_cast<bool>(escaped_genre = EscapeParam(genre, 1671));
+  if (ok && artist != nullptr)
+    ok = static_cast<bool>(escaped_artist = EscapeParam(artist, kAlbumEscapeArtist));
+  if (ok && genre != nullptr)
+    ok = static_cast<bool>(escaped_genre = EscapeParam(genre, kAlbumEscapeGenre));
   if (ok) {
     // Here the genre outranks the artist, the reverse of album_enum.
     char condition[kCoverBufferSize];
@@ -126,7 +128,7 @@ void EnumerationHandler::GetCoverForAlbum() {
   // The best-ranked song whose file exists; the last one when none does.
   const MediaInfo* chosen = nullptr;
   for (const MediaInfo* info = ok ? list : nullptr; info != nullptr; info = info->next) {
-    FileTest test = TestSongFileAsRoot(*info, 1694, 1699);
+    FileTest test = TestSongFileAsRoot(*info, kAlbumSongTestGuard, kAlbumSongTestNoRoot);
     if (test == FileTest::kNoRoot) {
       ok = false;
       break;
@@ -136,14 +138,14 @@ void EnumerationHandler::GetCoverForAlbum() {
   }
   char cover[kCoverBufferSize];
   if (ok && chosen != nullptr && GetSongCoverPath(chosen->path, cover, sizeof cover))
-    SendCover(cover, 1715, 1718);
+    SendCover(cover, kAlbumCoverGuard, kAlbumCoverNoRoot);
   ZARNPlaylistRecFree(list);
   ReportServerErrorIfNoOutput();
 }
 
 bool EnumerationHandler::GetFolderCoverPath(const char* path, char* dest, int size) {
   if (path == nullptr || dest == nullptr || size < 0) {
-    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, 1802);
+    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, kFolderCoverBadParameters);
     return false;
   }
   char folder_cover[kCoverBufferSize];

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "enumerate/enumerate.h"
+#include "enumerate/folder_id_param.h"
 #include "enumerate/list_answer.h"
 #include "enumerate/song_item.h"
 #include "platform/auth/account.h"
@@ -22,10 +23,24 @@
 #include "platform/index/browse.h"
 #include "platform/index/music_browse.h"
 #include "platform/index/library.h"
-#include "platform/index/path_by_id.h"
 #include "platform/text/utf8.h"
 
 namespace {
+
+// The numbers this file's log lines and privilege guards carry. They are
+// part of the gateway's interface (log readers match them), not lines of
+// this file: whatever moves here, they never change.
+enum LogSite : int {
+  kRecursiveWithoutFolder = 884,
+  kPersonalFolderPathFailed = 903,
+  kSharedFolderPathFailed = 908,
+  kRootPersonalFolderFailed = 954,
+  kRootIndexedFoldersFailed = 964,
+  kRootIndexedConditionFailed = 985,
+  kRootHomeFolderFailed = 990,
+  kSongsGuard = 1059,
+  kSongsNoRoot = 1065,
+};
 
 constexpr size_t kBufferSize = 8192;
 
@@ -102,8 +117,8 @@ bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf fac
 // The songs of condition after the folders: "success" true once listed,
 // none when the browse or the switch to root failed.
 std::optional<bool> AddSongs(const FolderRequest& r, const std::string& condition) {
-  if (!AppendSongList(ChangeToActualLib(r.library), r.uid, condition.c_str(), kSongOrder, -1, 1059,
-                      1065, r.answer)) {
+  if (!AppendSongList(ChangeToActualLib(r.library), r.uid, condition.c_str(), kSongOrder, -1,
+                      kSongsGuard, kSongsNoRoot, r.answer)) {
     return std::nullopt;
   }
   return true;
@@ -123,12 +138,13 @@ std::optional<bool> RootLevel(const FolderRequest& r) {
   bool single_root = true;
   if (IsLibrary(r, "personal")) {
     if (!IsPersonalLibEnabled(r.user_name)) return true;
-    if (!PersonalFolder(r, 954, root)) return std::nullopt;
+    if (!PersonalFolder(r, kRootPersonalFolderFailed, root)) return std::nullopt;
     condition = Format(kRootLevel, root);
   } else {
     roots = AudioFile::GetIndexedFolder();
     if (roots.empty()) {
-      syslog(LOG_ERR, "%s:%d get indexed music folder map error.", kEnumerateSource, 964);
+      syslog(LOG_ERR, "%s:%d get indexed music folder map error.", kEnumerateSource,
+             kRootIndexedFoldersFailed);
       return std::nullopt;
     }
     bool with_home = IsLibrary(r, "all") && IsPersonalLibEnabled(r.user_name);
@@ -137,11 +153,12 @@ std::optional<bool> RootLevel(const FolderRequest& r) {
     } else {
       single_root = false;
       if (AudioFile::GetFolderInIndexedFolderCondition(condition) != 0) {
-        syslog(LOG_ERR, "%s:%d Get condition of indexed paths failed.", kEnumerateSource, 985);
+        syslog(LOG_ERR, "%s:%d Get condition of indexed paths failed.", kEnumerateSource,
+               kRootIndexedConditionFailed);
         return std::nullopt;
       }
       if (with_home) {
-        if (!PersonalFolder(r, 990, root)) return std::nullopt;
+        if (!PersonalFolder(r, kRootHomeFolderFailed, root)) return std::nullopt;
         char home[kBufferSize] = {};
         std::snprintf(home, sizeof home, kHomeAmongRoots, root);
         condition += home;
@@ -170,23 +187,15 @@ std::optional<bool> RootLevel(const FolderRequest& r) {
 }
 
 std::optional<bool> GivenFolder(const FolderRequest& r, const char* folder, bool recursive) {
-  char id[kBufferSize] = {};
-  std::snprintf(id, sizeof id, "%s", folder);
-  char path[kBufferSize] = {};
-  bool personal = IsPersonalLibraryID(id) != 0;
-  if (personal) {
-    const char* bare = RemovePersonalLibraryPrefix(id);
-    if (bare == nullptr) return std::nullopt;
-    if (ZARNMusicGetPathById("personal", r.uid, path, sizeof path, bare, 1) != 0) {
-      syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource, 903, bare);
-      return std::nullopt;
-    }
-  } else if (ZARNMusicGetPathById("shared", r.uid, path, sizeof path, id, 1) != 0) {
-    syslog(LOG_ERR, "%s:%d Get path by Id failed, Id: [%s]", kEnumerateSource, 908, id);
+  FolderIdParam given;
+  // Form 1: the path as the listing's conditions take it.
+  if (!FindFolderIdParam(folder, r.uid, 1, kBufferSize, kPersonalFolderPathFailed,
+                         kSharedFolderPathFailed, &given)) {
     return std::nullopt;
   }
-  if (recursive) return AddSongs(r, Format(kBelowFolder, path));
-  std::string condition = Format(kFolderLevel, path);
+  const bool personal = given.personal;
+  if (recursive) return AddSongs(r, Format(kBelowFolder, given.path.c_str()));
+  std::string condition = Format(kFolderLevel, given.path.c_str());
   auto face_of = [personal](const MediaInfo& info) {
     return FolderFace{personal, info.title, false};
   };
@@ -204,7 +213,8 @@ void EnumerationHandler::FolderEnum() {
   bool recursive = std::strcmp(web_.In("recursive", "no"), "yes") == 0;
   std::optional<bool> success;
   if (recursive && folder == nullptr) {
-    syslog(LOG_ERR, "%s:%d can not recursive enum without folder id", kEnumerateSource, 884);
+    syslog(LOG_ERR, "%s:%d can not recursive enum without folder id", kEnumerateSource,
+           kRecursiveWithoutFolder);
   } else if (folder == nullptr) {
     success = RootLevel(request);
   } else {

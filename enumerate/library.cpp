@@ -18,6 +18,14 @@
 
 namespace {
 
+// The numbers this file's log lines and privilege guards carry. They are
+// part of the gateway's interface (log readers match them), not lines of
+// this file: whatever moves here, they never change.
+enum LogSite : int {
+  kAlbumsEscapeArtist = 753,
+  kAlbumsEscapeGenre = 771,
+};
+
 constexpr size_t kConditionSize = 4096;
 // latest_album asks for this many albums when its count is not positive.
 constexpr int kDefaultLatestAlbums = 100;
@@ -102,7 +110,7 @@ void EnumerationHandler::AlbumEnum() {
   // none when the browse failed.
   std::optional<bool> success;
   if (artist != nullptr) {
-    if (!(escaped = EscapeParam(artist, 753))) {
+    if (!(escaped = EscapeParam(artist, kAlbumsEscapeArtist))) {
       success = false;
     } else {
       std::snprintf(condition, sizeof condition, kArtistCondition, escaped.get(),
@@ -110,7 +118,7 @@ void EnumerationHandler::AlbumEnum() {
       if (ListNames(kAlbums, library, uid, condition, -1, &answer)) success = true;
     }
   } else if (genre != nullptr) {
-    if (!(escaped = EscapeParam(genre, 771))) {
+    if (!(escaped = EscapeParam(genre, kAlbumsEscapeGenre))) {
       success = false;
     } else {
       std::snprintf(condition, sizeof condition, "genre = '%s'", escaped.get());

@@ -8,6 +8,7 @@
 
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
+#include "enumerate/song_id_param.h"
 #include "platform/auth/account.h"
 #include "platform/index/escape.h"
 #include "platform/index/library.h"
@@ -16,30 +17,23 @@
 
 namespace {
 
-constexpr size_t kBufferSize = 4096;
+// The numbers this file's log lines carry. They are part of the gateway's
+// interface (log readers match them), not lines of this file: whatever moves
+// here, they never change.
+enum LogSite : int {
+  kInvalidMusicId = 178,
+  kReadLyricsFailed = 199,
+};
 
 // Sets "lyrics" of answer when the song named by id_param has some. True
 // when the request succeeded, with or without lyrics.
 bool FindLyrics(const char* id_param, int uid, Json::Value* answer, MallocText* condition,
                 MediaInfo** list) {
-  char id[kBufferSize];
-  std::snprintf(id, sizeof id, "%s", id_param);
-  // A playlist entry outside the index.
-  if (std::strncmp(id, "PLSID", 5) == 0) return false;
-  const char* bare = id;
-  const char* library = "actual_shared";
-  if (IsPersonalLibraryID(id)) {
-    bare = RemovePersonalLibraryPrefix(id);
-    if (bare == nullptr) return false;
-    library = "actual_personal";
-  }
-  if (std::strcmp(bare, "0") == 0) {
-    syslog(LOG_ERR, "%s (%d) Invalid music id.", kEnumerateSource, 178);
-    return false;
-  }
-  condition->reset(ZARNDBEscapeStringEX3(1, "id = @ZARN:VAR", bare));
+  SongIdParam id;
+  if (!ParseSongIdParam(id_param, kInvalidMusicId, &id)) return false;
+  condition->reset(ZARNDBEscapeStringEX3(1, "id = @ZARN:VAR", id.id.c_str()));
   if (!*condition) return false;
-  if (ZARNMusicBrowse(library, uid, 0, list, 0, "path, artist, title", condition->get(), "", "",
+  if (ZARNMusicBrowse(id.library, uid, 0, list, 0, "path, artist, title", condition->get(), "", "",
                       0, 1, 0, 0) < 0 ||
       *list == nullptr) {
     return false;
@@ -50,7 +44,7 @@ bool FindLyrics(const char* id_param, int uid, Json::Value* answer, MallocText* 
       (*answer)["lyrics"] = lyrics;
       break;
     case -1:
-      syslog(LOG_ERR, "%s:%d Read lyrics failed.", kEnumerateSource, 199);
+      syslog(LOG_ERR, "%s:%d Read lyrics failed.", kEnumerateSource, kReadLyricsFailed);
       return false;
     case 0:
       if (LyricSearchLyricByArtistAndTitle((*list)->artist, (*list)->title, lyrics) == 1)

@@ -21,18 +21,43 @@
 #include "platform/config/config.h"
 #include "platform/index/library.h"
 #include "platform/locale/localized_strings.h"
+#include "platform/playlist/entry_id.h"
+#include "platform/playlist/legacy_create_playlist.h"
 #include "platform/playlist/playlist.h"
 #include "platform/playlist/playlist_files.h"
-#include "platform/playlist/smart/store.h"
+#include "platform/playlist/random_playlist.h"
+#include "platform/playlist/smart/legacy_smart_store.h"
 #include "platform/playlist/store.h"
 
 namespace {
 
-constexpr long RANDOM_PLAYLIST_ID = -3;
+// The numbers this file's log lines and privilege guards carry. They are
+// part of the gateway's interface (log readers match them), not lines of
+// this file: whatever moves here, they never change.
+enum LogSite : int {
+  kAllPersonalGuard = 347,
+  kAllPersonalNoRoot = 390,
+  kSongsNoPlaylist = 421,
+  kSongsNoPlaylistForm = 422,
+  kPersonalByNameGuard = 468,
+  kPersonalByNameNoPrefs = 471,
+  kPersonalByNameNoRoot = 475,
+  kPersonalByIdNoPath = 483,
+  kSharedNoPath = 490,
+  kRandomBadPath = 672,
+  kRandomBadPathForm = 673,
+  kRandomWriteFailed = 683,
+  kRandomWriteFailedForm = 684,
+  kCreateBadParameter = 1751,
+  kCreateNameTooLong = 1757,
+  kCreateFailed = 1763,
+  kCreateBadIdList = 1768,
+  kCreateWriteFailed = 1777,
+};
+
 constexpr size_t kPathSize = 4095;
 constexpr size_t kIdSize = 32;
 constexpr const char* kTextsFolder = "/var/packages/Cantora/target/app/texts/";
-constexpr const char* kEntrySeparator = "_ZARNPLSSPTR_";
 
 // Smart playlist names in answer order: ascending as strcasecmp compares
 // them, names that compare equal kept in enumeration order (a multimap
@@ -99,10 +124,11 @@ int PagingParam(const char* value, int def) {
 
 // The random playlist's file, named after the client's "username".
 std::string EnumerationHandler::GetRandomPlaylistPath() {
-  char path[4096];
   const char* user = web_.In("username");
-  std::snprintf(path, sizeof path, "%s%s==DynaRandom100==.m3u",
-                cantora::ResolveSystemPath("/tmp/").c_str(), user != nullptr ? user : "(null)");
+  std::string path = cantora::RandomPlaylistPath(cantora::ResolveSystemPath("/tmp/"),
+                                                 user != nullptr ? user : "(null)");
+  // Cut where the answer's 4096-byte buffer has always cut it.
+  if (path.size() > kPathSize) path.resize(kPathSize);
   return path;
 }
 
@@ -110,7 +136,7 @@ Json::Value EnumerationHandler::RandomPlaylistItem(bool typed) {
   Json::Value texts = ZARN::PVX::LocalizedStringParser::ParseTexts(
       cantora::ResolveSystemPath(kTextsFolder) + web_.GetUILanguage());
   Json::Value item(Json::objectValue);
-  item["id"] = Json::Value(Json::Int(RANDOM_PLAYLIST_ID));
+  item["id"] = Json::Value(Json::Int(cantora::kRandomPlaylistId));
   item["name"] = texts["common"]["random_playlist"];
   item["path"] = GetRandomPlaylistPath();
   if (typed) item["type"] = "random100";
@@ -162,11 +188,11 @@ void EnumerationHandler::AllPlaylistEnum() {
 
   char smart_file[kPathSize] = "";
   {
-    IF_RUN_AS guard(kEnumerateSource, 347);
+    IF_RUN_AS guard(kEnumerateSource, kAllPersonalGuard);
     char prefdir[kPathSize] = "";
     struct stat st;
     if (!guard.ok()) {
-      syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, 390);
+      syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, kAllPersonalNoRoot);
     } else if (ZARNUserPreferenceDirGet(user, prefdir, kPathSize) == 0 && stat(prefdir, &st) == 0) {
       PlaylistRecord* personal = nullptr;
       int rc = IsPersonalLibEnabled(user) == 0 || std::strcmp(library, "shared") == 0
@@ -191,8 +217,8 @@ void EnumerationHandler::AllPlaylistEnum() {
 void EnumerationHandler::PlaylistSongEnum() {
   const char* pls_id = web_.In("pls_id", "");
   if (pls_id[0] == '\0') {
-    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, 421);
-    SetFormErrInfo("common", "error_system", 422);
+    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, kSongsNoPlaylist);
+    SetFormErrInfo("common", "error_system", kSongsNoPlaylistForm);
   } else {
     int start = PagingParam(web_.In("start"), 0);
     int limit = PagingParam(web_.In("limit"), 100000);
@@ -205,8 +231,8 @@ bool EnumerationHandler::CreateRandomPlaylist(const char* path) {
   const char* library = web_.In("library", "shared");
   int uid = GetUserIdFromName(UserName());
   if (path == nullptr || path[0] == '\0') {
-    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, 672);
-    SetFormErrInfo("common", "error_system", 673);
+    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, kRandomBadPath);
+    SetFormErrInfo("common", "error_system", kRandomBadPathForm);
     return false;
   }
   // The old file goes first; only a random playlist file is ever removed.
@@ -214,8 +240,9 @@ bool EnumerationHandler::CreateRandomPlaylist(const char* path) {
   MediaInfo* list = nullptr;
   ZARNMusicListAll(ChangeToActualLib(library), uid, &list, 8, "", "random", 1, 0, 100);
   if (ZARNWriteMusicPlaylist(list, path) != 0) {
-    syslog(LOG_ERR, "%s (%d) Failed to create playlist %s", kEnumerateSource, 683, path);
-    SetFormErrInfo("common", "error_system", 684);
+    syslog(LOG_ERR, "%s (%d) Failed to create playlist %s", kEnumerateSource, kRandomWriteFailed,
+           path);
+    SetFormErrInfo("common", "error_system", kRandomWriteFailedForm);
     ZARNPlaylistRecFree(list);
     return false;
   }
@@ -233,7 +260,7 @@ void EnumerationHandler::ListPlaylistSongs(const char* pls_id, int start, int li
   long id = ParseLong(pls_id);
   bool have_path = false;
 
-  if (id == RANDOM_PLAYLIST_ID) {
+  if (id == cantora::kRandomPlaylistId) {
     if (!CreateRandomPlaylist(random_path.c_str())) return;
     std::snprintf(path, sizeof path, "%s", random_path.c_str());
     have_path = true;
@@ -242,19 +269,20 @@ void EnumerationHandler::ListPlaylistSongs(const char* pls_id, int start, int li
     if (given[0] != '\0') {
       std::snprintf(personal_id, sizeof personal_id, "%s", given);
       if (ZARNPlaylistPathGet("personal", uid, ParseLong(personal_id), path, kPathSize) != 0)
-        syslog(LOG_ERR, "%s:%d Failed to get playlist path.", kEnumerateSource, 483);
+        syslog(LOG_ERR, "%s:%d Failed to get playlist path.", kEnumerateSource,
+               kPersonalByIdNoPath);
       else
         have_path = true;
     } else {
       std::snprintf(personal_id, sizeof personal_id, "0");
-      IF_RUN_AS guard(kEnumerateSource, 468);
+      IF_RUN_AS guard(kEnumerateSource, kPersonalByNameGuard);
       struct stat st;
       if (!guard.ok()) {
-        syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, 475);
+        syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, kPersonalByNameNoRoot);
       } else if (ZARNUserPreferenceDirGet(user, prefdir, kPathSize) != 0 ||
                  stat(prefdir, &st) != 0) {
-        syslog(LOG_ERR, "%s:%d cannot get preference dir, user name=%s", kEnumerateSource, 471,
-               user);
+        syslog(LOG_ERR, "%s:%d cannot get preference dir, user name=%s", kEnumerateSource,
+               kPersonalByNameNoPrefs, user);
       } else {
         std::snprintf(path, sizeof path, "%s/%s/%s.m3u", prefdir, "playlists", pls_id);
         have_path = true;
@@ -263,7 +291,7 @@ void EnumerationHandler::ListPlaylistSongs(const char* pls_id, int start, int li
   } else {
     std::snprintf(personal_id, sizeof personal_id, "0");
     if (ZARNPlaylistPathGet("shared", uid, id, path, kPathSize) != 0)
-      syslog(LOG_ERR, "%s:%d Failed to get playlist path.", kEnumerateSource, 490);
+      syslog(LOG_ERR, "%s:%d Failed to get playlist path.", kEnumerateSource, kSharedNoPath);
     else
       have_path = true;
   }
@@ -287,7 +315,7 @@ void EnumerationHandler::WritePlaylistSongs(const MediaInfo* list, long id, cons
   *text += "{\"id\":" + std::to_string(id) + ",\"items\":[";
   unsigned total = 0;
   int position = 0;
-  char entry_id[kPathSize];
+  cantora::PlaylistEntryId entry{pls_id, personal_id, web_.In("personal", "no"), start, limit, 0};
   for (const MediaInfo* info = list; info != nullptr; info = info->next, ++position) {
     if (info->id != 0) {
       if (!AdmitRecordText(*info)) continue;
@@ -295,12 +323,12 @@ void EnumerationHandler::WritePlaylistSongs(const MediaInfo* list, long id, cons
       // Any scope but "shared": personal songs carry the prefix.
       AppendSongItem(*info, "all", text);
     } else {
-      std::snprintf(entry_id, sizeof entry_id, "%s%s%s%s%s%s%s%s%d%s%d%s%d", "PLSID",
-                    kEntrySeparator, pls_id, kEntrySeparator, personal_id, kEntrySeparator,
-                    web_.In("personal", "no"), kEntrySeparator, start, kEntrySeparator, limit,
-                    kEntrySeparator, position);
+      entry.position = position;
+      std::string entry_id = cantora::FormatPlaylistEntryId(entry);
+      // Cut where its buffer of kPathSize bytes has always cut it.
+      if (entry_id.size() > kPathSize - 1) entry_id.resize(kPathSize - 1);
       if (total++ != 0) text->push_back(',');
-      AppendSongItemWithId(*info, entry_id, text);
+      AppendSongItemWithId(*info, entry_id.c_str(), text);
     }
     out.MaybeFlush();
   }
@@ -316,22 +344,24 @@ void EnumerationHandler::PlaylistCreate(const char* user_info) {
   const char* owner = user_info;
   if (web_.In("name") == nullptr || web_.In("id_list") == nullptr || owner == nullptr ||
       owner[0] == '\0') {
-    syslog(LOG_ERR, "%s:%d Bad parameter", kEnumerateSource, 1751);
+    syslog(LOG_ERR, "%s:%d Bad parameter", kEnumerateSource, kCreateBadParameter);
   } else {
     std::string name = web_.In("name", "");
     std::string path;
     char resolved[4096];
     if (name.size() > 250) {
-      syslog(LOG_ERR, "%s:%d Playlist name is too long: %s", kEnumerateSource, 1757, name.c_str());
+      syslog(LOG_ERR, "%s:%d Playlist name is too long: %s", kEnumerateSource, kCreateNameTooLong,
+             name.c_str());
     } else if (IPhoneCreateEmptyPlaylist(name, path, owner, !personal) == 0) {
-      syslog(LOG_ERR, "%s:%d Failed to create playlist", kEnumerateSource, 1763);
+      syslog(LOG_ERR, "%s:%d Failed to create playlist", kEnumerateSource, kCreateFailed);
     } else if (GetMediaListFromMixedIDList(owner, web_.In("id_list"), &record) == 0) {
-      syslog(LOG_ERR, "%s:%d Failed to parse json.", kEnumerateSource, 1768);
+      syslog(LOG_ERR, "%s:%d Failed to parse json.", kEnumerateSource, kCreateBadIdList);
     } else {
       if (realpath(path.c_str(), resolved) == nullptr)
         std::snprintf(resolved, sizeof resolved, "%s", path.c_str());
       if (ZARNWriteMusicPlaylist(record, resolved) != 0) {
-        syslog(LOG_ERR, "%s:%d Failed to write songs into playlist.", kEnumerateSource, 1777);
+        syslog(LOG_ERR, "%s:%d Failed to write songs into playlist.", kEnumerateSource,
+               kCreateWriteFailed);
       } else {
         answer["playlist_name"] = name;
         SetSuccess(answer, true);

@@ -12,6 +12,18 @@
 
 namespace {
 
+// The numbers this file's log lines and privilege guards carry. They are
+// part of the gateway's interface (log readers match them), not lines of
+// this file: whatever moves here, they never change.
+enum LogSite : int {
+  kNoGenreList = 1153,
+  kBadGenreId = 1174,
+  kUnknownGenre = 1179,
+  kNoUserDefinedStations = 1185,
+  kNoFavoriteStations = 1191,
+  kBadRadioTypeId = 1196,
+};
+
 constexpr const char kShoutcastId[] = "inetradio_sc";
 constexpr const char kGenrePrefix[] = "inetradio_genre";
 constexpr const char kUserDefinedPrefix[] = "inetradio_userdefined";
@@ -42,7 +54,7 @@ void AppendRoot(Json::Value& items) {
 bool AppendGenres(Json::Value& items) {
   Json::Value genres;
   if (RadioShoutcastGenreList(genres) != 0) {
-    syslog(LOG_ERR, "%s (%d) cannot read Shoutcast genre list.", kEnumerateSource, 1153);
+    syslog(LOG_ERR, "%s (%d) cannot read Shoutcast genre list.", kEnumerateSource, kNoGenreList);
     return false;
   }
   for (const Json::Value& genre : genres) {
@@ -64,30 +76,33 @@ bool LoadStations(const char* id, Json::Value& list) {
     // alone asks for the genre "genre".
     const char* genre = std::strrchr(id, '_') + 1;
     if (*genre == '\0') {
-      syslog(LOG_ERR, "%s (%d) bad genre id: %s.", kEnumerateSource, 1174, id);
+      syslog(LOG_ERR, "%s (%d) bad genre id: %s.", kEnumerateSource, kBadGenreId, id);
       return false;
     }
     if (ZARNAudioRadioGetShoutcastListByGenre(genre, list, 0) != 0) {
-      syslog(LOG_ERR, "%s (%d) cannot find shoutcast genre: %s.", kEnumerateSource, 1179, genre);
+      syslog(LOG_ERR, "%s (%d) cannot find shoutcast genre: %s.", kEnumerateSource, kUnknownGenre,
+             genre);
       return false;
     }
     return true;
   }
   if (StartsWith(id, kUserDefinedPrefix)) {
     if (ZARNAudioRadioGetList(ZARN_AUDIORADIO_USERDEFINED, list) != 0) {
-      syslog(LOG_ERR, "%s (%d) cannot get user defined station.", kEnumerateSource, 1185);
+      syslog(LOG_ERR, "%s (%d) cannot get user defined station.", kEnumerateSource,
+             kNoUserDefinedStations);
       return false;
     }
     return true;
   }
   if (StartsWith(id, kFavoritePrefix)) {
     if (ZARNAudioRadioGetList(ZARN_AUDIORADIO_FAVORITE, list) != 0) {
-      syslog(LOG_ERR, "%s (%d) cannot get favorite station.", kEnumerateSource, 1191);
+      syslog(LOG_ERR, "%s (%d) cannot get favorite station.", kEnumerateSource,
+             kNoFavoriteStations);
       return false;
     }
     return true;
   }
-  syslog(LOG_ERR, "%s (%d) bad radio type id =%s", kEnumerateSource, 1196, id);
+  syslog(LOG_ERR, "%s (%d) bad radio type id =%s", kEnumerateSource, kBadRadioTypeId, id);
   return false;
 }
 

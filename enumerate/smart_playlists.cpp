@@ -14,10 +14,20 @@
 #include "enumerate/song_item.h"
 #include "platform/auth/account.h"
 #include "platform/auth/preference_dir.h"
+#include "platform/playlist/smart/legacy_smart_store.h"
 #include "platform/playlist/smart/songs.h"
-#include "platform/playlist/smart/store.h"
 
 namespace {
+
+// The numbers this file's log lines and privilege guards carry. They are
+// part of the gateway's interface (log readers match them), not lines of
+// this file: whatever moves here, they never change.
+enum LogSite : int {
+  kSongsNoPlaylist = 573,
+  kSongsNoPlaylistForm = 574,
+  kPersonalRulesGuard = 608,
+  kPersonalRulesNoRoot = 614,
+};
 
 constexpr size_t kPathSize = 4095;
 
@@ -39,8 +49,8 @@ int Position(const char* pls_id) {
 void EnumerationHandler::SmartPlsSongEnum() {
   const char* pls_id = web_.In("pls_id", "");
   if (pls_id[0] == '\0') {
-    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, 573);
-    SetFormErrInfo("common", "error_system", 574);
+    syslog(LOG_ERR, "%s (%d) Bad parameters.", kEnumerateSource, kSongsNoPlaylist);
+    SetFormErrInfo("common", "error_system", kSongsNoPlaylistForm);
     ReportError();
     return;
   }
@@ -59,9 +69,9 @@ void EnumerationHandler::ListSmartPlaylistSongs(ListAnswer* answer, const char* 
   char path[kPathSize] = {};
   if (std::strcmp(web_.In("personal", "no"), "yes") == 0) {
     {
-      IF_RUN_AS guard(kEnumerateSource, 608);
+      IF_RUN_AS guard(kEnumerateSource, kPersonalRulesGuard);
       if (!guard.ok()) {
-        syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, 614);
+        syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, kPersonalRulesNoRoot);
         return;
       }
       struct stat st;

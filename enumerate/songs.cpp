@@ -16,6 +16,24 @@
 
 namespace {
 
+// The numbers this file's log lines and privilege guards carry. They are
+// part of the gateway's interface (log readers match them), not lines of
+// this file: whatever moves here, they never change.
+enum LogSite : int {
+  kSongsNoFilter = 1239,
+  kSongsEscapeAlbum = 1252,
+  kSongsEscapeArtist = 1263,
+  kSongsEscapeGenre = 1274,
+  kSongsGuard = 1307,
+  kSongsNoRoot = 1313,
+  kSearchNoKey = 1391,
+  kSearchEscapeKey = 1401,
+  kSearchPatternMalloc = 1409,
+  kSearchPatternEscape = 1414,
+  kSearchGuard = 1440,
+  kSearchNoRoot = 1446,
+};
+
 constexpr size_t kConditionSize = 4096;
 constexpr const char* kSongOrder = "lower(album) asc, disc asc, track asc, path asc";
 // Search answers at most this many songs; dropped ones are not replaced.
@@ -35,13 +53,14 @@ std::optional<bool> ListSongs(const char* library, int uid, const char* conditio
 std::optional<bool> SongsOf(const char* library, int uid, const char* album, const char* artist,
                             const char* genre, ListAnswer* answer) {
   if (album == nullptr && artist == nullptr && genre == nullptr) {
-    syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource, 1239);
+    syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource,
+           kSongsNoFilter);
     return false;
   }
   MallocText album_q, artist_q, genre_q;
-  if (album != nullptr && !(album_q = EscapeParam(album, 1252))) return false;
-  if (artist != nullptr && !(artist_q = EscapeParam(artist, 1263))) return false;
-  if (genre != nullptr && !(genre_q = EscapeParam(genre, 1274))) return false;
+  if (album != nullptr && !(album_q = EscapeParam(album, kSongsEscapeAlbum))) return false;
+  if (artist != nullptr && !(artist_q = EscapeParam(artist, kSongsEscapeArtist))) return false;
+  if (genre != nullptr && !(genre_q = EscapeParam(genre, kSongsEscapeGenre))) return false;
 
   // With a genre the artist is ignored: genre rows come first.
   char condition[kConditionSize];
@@ -62,18 +81,18 @@ std::optional<bool> SongsOf(const char* library, int uid, const char* album, con
   } else {
     std::snprintf(condition, sizeof condition, "album = '%s'", album_q.get());
   }
-  return ListSongs(library, uid, condition, -1, 1307, 1313, answer);
+  return ListSongs(library, uid, condition, -1, kSongsGuard, kSongsNoRoot, answer);
 }
 
 std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
                                 const char* category, ListAnswer* answer) {
   if (key[0] == '\0') {
-    syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, 1391);
+    syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, kSearchNoKey);
     return false;
   }
-  MallocText quoted = EscapeParam(key, 1401);
+  MallocText quoted = EscapeParam(key, kSearchEscapeKey);
   if (!quoted) return false;
-  MallocText k = EscapePatternParam(quoted.get(), 1409, 1414);
+  MallocText k = EscapePatternParam(quoted.get(), kSearchPatternMalloc, kSearchPatternEscape);
   if (!k) return std::nullopt;
 
   char condition[kConditionSize];
@@ -90,7 +109,7 @@ std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
                   "album_artist ilike '%%%s%%'",
                   k.get(), k.get(), k.get(), k.get());
   }
-  return ListSongs(library, uid, condition, kSearchLimit, 1440, 1446, answer);
+  return ListSongs(library, uid, condition, kSearchLimit, kSearchGuard, kSearchNoRoot, answer);
 }
 
 }  // namespace

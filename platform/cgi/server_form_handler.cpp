@@ -34,8 +34,6 @@ bool ServerFormHandler::ShLock() {
   return lock_fd_ >= 0 && flock(lock_fd_, LOCK_SH) == 0;
 }
 
-bool ServerFormHandler::Authenticate() { return true; }
-
 void ServerFormHandler::SetFormErrInfo(const char* section, const char* key, int line) {
   err_section_ = section ? section : "";
   err_key_ = key ? key : "";

@@ -25,10 +25,9 @@ class ServerFormHandler {
   // Hooks the platform calls around Run(); no-ops by default.
   virtual void OnStart() {}
   virtual void OnFinish() {}
-  // Locking and authentication services, unused by the gateway.
+  // Locking services, unused by the gateway.
   virtual bool ExLock();
   virtual bool ShLock();
-  virtual bool Authenticate();
 
   WebMan& web() { return web_; }
 

@@ -1,4 +1,4 @@
-// IPhoneCreateEmptyPlaylist: a new, empty playlist file in a store.
+// A new, empty playlist file in a store.
 #include <dirent.h>
 #include <fcntl.h>
 #include <strings.h>
@@ -116,10 +116,4 @@ bool cantora::CreateEmptyPlaylist(const std::string& name, const std::string& ow
   if (!IsAcceptableName(name)) return false;
   if (shared) return CreateShared(name, *path) != 0;
   return IsValidUserName(owner) && CreatePersonal(name, *path, owner) != 0;
-}
-
-int IPhoneCreateEmptyPlaylist(const std::string& name, std::string& path, const std::string& owner,
-                              bool shared) {
-  if (!cantora::IsValidUserName(owner) || GetUserIdFromName(owner.c_str()) <= 0) return 0;
-  return cantora::CreateEmptyPlaylist(name, owner, shared, &path) ? 1 : 0;
 }

@@ -9,66 +9,28 @@
 #include "platform/text/json_parse.h"
 #include "platform/auth/account.h"
 #include "platform/index/library.h"
+#include "platform/playlist/entry_id.h"
 #include "platform/playlist/m3u.h"
 #include "platform/playlist/playlist.h"
 #include "platform/playlist/playlist_files.h"
+#include "platform/playlist/random_playlist.h"
 #include "platform/playlist/song_records.h"
 #include "platform/playlist/store.h"
 
 namespace {
 
-constexpr const char* kSeparator = "_ZARNPLSSPTR_";
-constexpr long kRandomPlaylistId = -3;
-
-// A "PLSID" entry id, taken apart. The playlist id may itself hold the
-// separator (a personal playlist's name), so the fixed fields are read from
-// the end.
-struct EntryId {
-  std::string pls_id;
-  std::string personal_id;
-  bool personal = false;
-  long start = 0;
-  long limit = 0;
-  long position = 0;
-};
-
-bool ParseDecimal(const std::string& text, long* value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  errno = 0;
-  *value = std::strtol(text.c_str(), &end, 10);
-  return errno == 0 && *end == '\0';
-}
-
-bool ParseEntryId(const std::string& id, EntryId* out) {
-  std::vector<std::string> fields;
-  size_t pos = 0;
-  for (;;) {
-    size_t sep = id.find(kSeparator, pos);
-    fields.push_back(id.substr(pos, sep == std::string::npos ? std::string::npos : sep - pos));
-    if (sep == std::string::npos) break;
-    pos = sep + std::strlen(kSeparator);
-  }
-  size_t n = fields.size();
-  if (n < 7 || fields[0] != "PLSID") return false;
-  out->pls_id = fields[1];
-  for (size_t i = 2; i + 5 < n; ++i) out->pls_id += kSeparator + fields[i];
-  out->personal_id = fields[n - 5];
-  out->personal = fields[n - 4] == "yes";
-  return ParseDecimal(fields[n - 3], &out->start) && ParseDecimal(fields[n - 2], &out->limit) &&
-         ParseDecimal(fields[n - 1], &out->position) && out->position >= 0;
-}
+using cantora::PlaylistEntryId;
 
 // The playlist file an entry id names, as playlist_song_enum found it.
-std::string PlaylistPathOf(const EntryId& e, const std::string& owner, int uid) {
+std::string PlaylistPathOf(const PlaylistEntryId& e, const std::string& owner, int uid) {
   char path[4096] = "";
-  if (std::strtol(e.pls_id.c_str(), nullptr, 10) == kRandomPlaylistId)
+  if (std::strtol(e.pls_id.c_str(), nullptr, 10) == cantora::kRandomPlaylistId)
     return cantora::RandomPlaylistFile(owner);
-  if (e.personal && !e.personal_id.empty() && e.personal_id != "0") {
+  if (e.IsPersonal() && !e.personal_id.empty() && e.personal_id != "0") {
     long id = std::strtol(e.personal_id.c_str(), nullptr, 10);
     return ZARNPlaylistPathGet("personal", uid, id, path, sizeof path) == 0 ? path : "";
   }
-  if (e.personal) {
+  if (e.IsPersonal()) {
     std::string folder = cantora::PersonalPlaylistFolder(owner);
     return folder.empty() ? folder : folder + "/" + e.pls_id + ".m3u";
   }
@@ -82,7 +44,7 @@ class PageCache {
   PageCache(const std::string& owner, int uid) : owner_(owner), uid_(uid) {}
 
   // The entry an entry id names, or null.
-  const cantora::PlaylistEntry* Find(const EntryId& e) {
+  const cantora::PlaylistEntry* Find(const PlaylistEntryId& e) {
     std::string path = PlaylistPathOf(e, owner_, uid_);
     if (path.empty()) return nullptr;
     auto key = std::make_tuple(path, e.start, e.limit);
@@ -133,8 +95,8 @@ int GetMediaListFromMixedIDList(const char* owner, const char* id_list, MediaInf
   PageCache pages(owner, uid);
   cantora::MediaInfoList songs;
   for (const Json::Value& item : ids) {
-    EntryId entry;
-    if (item.isString() && ParseEntryId(item.asString(), &entry)) {
+    PlaylistEntryId entry;
+    if (item.isString() && cantora::ParsePlaylistEntryId(item.asString(), &entry)) {
       if (const cantora::PlaylistEntry* found = pages.Find(entry))
         songs.Append(cantora::EntryRecord(&lookup, *found));
       continue;

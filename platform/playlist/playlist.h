@@ -40,20 +40,17 @@ int ZARNWriteMusicPlaylist(const MediaInfo* list, const char* path);
 int ZARNMusicListAll(const char* library, int uid, MediaInfo** list, int kind,
                      const char* condition, const char* order, int full, int offset, int limit);
 
-// Creates an empty playlist called name for owner (a login name): shared
-// (in the shared playlist folder, registered in the index with an id at
-// once) or personal (<preferences>/<owner>/playlists/<name>.m3u8). *path
-// receives its file. 0 (nothing created) for a name that is empty, longer
-// than 250 bytes, starts with '.', or holds '/', '\\' or a control
-// character; for a name an existing playlist of that store already has (in
-// any case and either extension); for an invalid owner; or when the file
-// cannot be made. Non-zero on success.
-int IPhoneCreateEmptyPlaylist(const std::string& name, std::string& path, const std::string& owner,
-                              bool shared);
-
 namespace cantora {
-// IPhoneCreateEmptyPlaylist without the owner's account check: owner is
-// only needed (a valid name) for a personal playlist. For administrators.
+// Creates an empty playlist called name: shared (<name>.m3u8 in the shared
+// playlist folder, registered in the index with an id at once) or personal
+// (<preferences>/<owner>/playlists/<name>.m3u; owner a login name). *path
+// receives its file. False (nothing created) for a name that is empty,
+// longer than 250 bytes, starts with '.', or holds '/', '\\' or a control
+// character; for a name an existing playlist of that store already has (in
+// any case and either extension); for a personal playlist of an owner whose
+// name cannot be a user's; or when the file cannot be made. Whether owner
+// has an account is the caller's question (legacy_create_playlist.h asks it;
+// administrators need not).
 bool CreateEmptyPlaylist(const std::string& name, const std::string& owner, bool shared,
                          std::string* path);
 }  // namespace cantora
@@ -61,9 +58,7 @@ bool CreateEmptyPlaylist(const std::string& name, const std::string& owner, bool
 // The songs of a client's id list: a JSON array whose elements are
 //   - song ids: a number, or its decimal text ("42");
 //   - personal song ids: "personal_42";
-//   - playlist entry ids "PLSID_ZARNPLSSPTR_<pls_id>_ZARNPLSSPTR_<personal
-//     playlist id>_ZARNPLSSPTR_<personal>_ZARNPLSSPTR_<start>_ZARNPLSSPTR_
-//     <limit>_ZARNPLSSPTR_<position>", as playlist_song_enum hands them
+//   - playlist entry ids (entry_id.h), as playlist_song_enum hands them
 //     out: the same page of the same playlist is read again, as owner, and
 //     the entry at that position taken.
 // Songs are kept in list order, duplicates included. Ids that owner may not

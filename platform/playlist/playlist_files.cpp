@@ -22,7 +22,7 @@
 namespace cantora {
 namespace {
 
-constexpr const char* kRandomSuffix = "==DynaRandom100==.m3u";
+constexpr const char* kRandomSuffix = kRandomPlaylistSuffix;
 constexpr off_t kMaxPlaylistBytes = 16 << 20;
 
 // The canonical form of path, or empty when it does not resolve.
@@ -105,11 +105,6 @@ std::string TemporaryName(const std::string& name, int attempt) {
 
 }  // namespace
 
-bool IsRandomPlaylistFileName(const std::string& path) {
-  const size_t n = std::strlen(kRandomSuffix);
-  return path.size() > n && path.compare(path.size() - n, n, kRandomSuffix) == 0;
-}
-
 std::string UserNameOfId(int uid) {
   sqlite::Database* db = PlatformDatabase();
   if (db == nullptr || uid <= 0) return std::string();
@@ -118,7 +113,7 @@ std::string UserNameOfId(int uid) {
 
 std::string RandomPlaylistFile(const std::string& user_name) {
   std::string tmp = TmpFolder();
-  return tmp.empty() ? tmp : tmp + "/" + user_name + kRandomSuffix;
+  return tmp.empty() ? tmp : RandomPlaylistPath(tmp + "/", user_name);
 }
 
 bool ReadPlaylistFile(int uid, const char* path, std::string* text, std::string* folder) {

@@ -23,6 +23,8 @@
 
 #include <string>
 
+#include "platform/playlist/random_playlist.h"
+
 namespace cantora {
 
 // The text of the playlist at path as the user uid may read it, and the
@@ -37,10 +39,6 @@ bool WritePlaylistFile(const char* path, const std::string& text, bool durable);
 
 // Removes a random playlist file; nothing else is ever removed.
 void RemoveRandomPlaylistFile(const char* path);
-
-// Whether path (or a bare name) ends in the random playlist's suffix: such a
-// file is written only as a user's random playlist in tmp.
-bool IsRandomPlaylistFileName(const std::string& path);
 
 // "<root>/tmp/<user_name>==DynaRandom100==.m3u" with the tmp folder resolved.
 std::string RandomPlaylistFile(const std::string& user_name);

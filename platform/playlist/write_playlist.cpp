@@ -2,6 +2,7 @@
 #include "platform/playlist/m3u.h"
 #include "platform/playlist/playlist.h"
 #include "platform/playlist/playlist_files.h"
+#include "platform/playlist/random_playlist.h"
 #include "platform/playlist/song_records.h"
 
 int ZARNWriteMusicPlaylist(const MediaInfo* list, const char* path) {

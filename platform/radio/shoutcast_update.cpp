@@ -5,7 +5,7 @@
 #include "platform/config/config.h"
 #include "platform/process/helper.h"
 
-namespace ZarnAudioUtils {
+namespace cantora {
 
 const char* const kRadioFetchProgram = "cantora-radio-fetch";
 
@@ -15,9 +15,9 @@ std::string ShoutcastGenreOfStem(const std::string& stem) {
   return stem.substr(length);
 }
 
-std::string RadioFetchProgramPath() { return cantora::HelperProgramPath(kRadioFetchProgram); }
+std::string RadioFetchProgramPath() { return HelperProgramPath(kRadioFetchProgram); }
 
-int RadioUpdateShoutcastByGenre(const std::string& stem) {
+int UpdateShoutcastGenre(const std::string& stem) {
   // The stem becomes a file name in the radio folder: no way out of it.
   if (ShoutcastGenreOfStem(stem).empty() || stem.find('/') != std::string::npos ||
       stem.find('\0') != std::string::npos) {
@@ -26,10 +26,10 @@ int RadioUpdateShoutcastByGenre(const std::string& stem) {
   const std::string program = RadioFetchProgramPath();
   if (program.empty()) {
     syslog(LOG_ERR, "radio: %s not found in %s nor beside this program", kRadioFetchProgram,
-           cantora::GetConfig().libexec.c_str());
+           GetConfig().libexec.c_str());
     return -1;
   }
-  return cantora::RunHelper(program, {stem}, "radio");
+  return RunHelper(program, {stem}, "radio");
 }
 
-}  // namespace ZarnAudioUtils
+}  // namespace cantora

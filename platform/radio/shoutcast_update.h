@@ -3,13 +3,14 @@
 // The fetch itself lives in the helper program cantora-radio-fetch, so that
 // the statically linked CGIs that trigger a refresh carry no HTTP or TLS
 // library: this side only finds the helper, runs it without a shell and
-// waits for it.
+// waits for it. The name the gateway's interface gives the refresh is in
+// legacy_shoutcast_update.h.
 #ifndef CANTORA_PLATFORM_RADIO_SHOUTCAST_UPDATE_H
 #define CANTORA_PLATFORM_RADIO_SHOUTCAST_UPDATE_H
 
 #include <string>
 
-namespace ZarnAudioUtils {
+namespace cantora {
 
 // Name of the helper program.
 extern const char* const kRadioFetchProgram;
@@ -36,8 +37,8 @@ std::string RadioFetchProgramPath();
 // into a CGI's answer. Returns the helper's exit status (0 when the file was
 // replaced), or -1 when the stem is not a genre stem or the helper could not
 // be run or died of a signal. A failure leaves the old file untouched.
-int RadioUpdateShoutcastByGenre(const std::string& stem);
+int UpdateShoutcastGenre(const std::string& stem);
 
-}  // namespace ZarnAudioUtils
+}  // namespace cantora
 
 #endif

@@ -6,14 +6,13 @@
 #include <cstdlib>
 #include <string>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/admin_errors.h"
 #include "tests/support/harness.h"
 
 namespace {
 
-using harness::CommandResult;
-using harness::Instance;
-
+using namespace blackbox;
 using harness::ExpectOneLineError;
 
 TEST(Admin, HelpEverywhere) {

@@ -8,13 +8,12 @@
 #include <cmath>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/harness.h"
 
 namespace {
 
-using harness::CgiRequest;
-using harness::CgiResult;
-using harness::Instance;
+using namespace blackbox;
 
 CgiRequest SignInRequest(const std::string& account, const std::string& password) {
   CgiRequest r;

@@ -17,16 +17,12 @@
 #include <vector>
 
 #include "platform/lib/image/image.h"
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiRequest;
-using harness::CgiResult;
-using harness::Encode;
-using harness::LibrarySuite;
-using harness::Tune;
-using harness::kErr;
+using namespace blackbox;
 
 const char kServerError[] = "Status: 500 Internal Server Error\r\n\r\n";
 
@@ -542,12 +538,7 @@ class CoverAsWebUserTest : public ::testing::Test {
   }
 
   CgiResult Get(const std::string& query, bool setuid = true) {
-    CgiRequest request;
-    request.program = harness::InstallGatewayCopy(instance, setuid);
-    request.session = session;
-    request.query = query;
-    request.run_as = "nobody";
-    return harness::RunCgi(instance, request);
+    return RunAsWebUser(instance, harness::InstallGatewayCopy(instance, setuid), session, query);
   }
 
   harness::Instance instance{"nobody"};

@@ -8,19 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::Encode;
-using harness::kErr;
-using harness::LibraryInstance;
-using harness::Logged;
-using harness::Tune;
-
-using Names = std::vector<std::string>;
+using namespace blackbox;
 
 // Folder names that a LIKE pattern gets wrong, each with a sibling that the
 // pattern would also match (or match instead).
@@ -451,12 +444,7 @@ TEST(FolderPrivilege, WithoutRootTheSongsAreNotListed) {
   std::string cgi = dir + "/enumerate.cgi";
   harness::Run({"/bin/cp", harness::Bin("enumerate.cgi"), cgi});
   ASSERT_EQ(0, chmod(cgi.c_str(), 0755));
-  harness::CgiRequest request;
-  request.program = cgi;
-  request.session = alice;
-  request.query = "action=folder_enum";
-  request.run_as = "nobody";
-  CgiResult r = harness::RunCgi(instance, request);
+  CgiResult r = RunAsWebUser(instance, cgi, alice, "action=folder_enum");
   ASSERT_TRUE(r.has_json) << r.out;
   EXPECT_EQ((Names{"Sub"}), Column(r.json, "title"));
   EXPECT_EQ(1u, r.json["total"].asUInt());

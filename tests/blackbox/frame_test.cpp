@@ -4,14 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "platform/lib/sqlite/database.h"
+#include "tests/support/blackbox.h"
 #include "tests/support/harness.h"
 
 namespace {
 
-using harness::CgiRequest;
-using harness::CgiResult;
+using namespace blackbox;
 using harness::Enumerate;
-using harness::Instance;
 
 class FrameTest : public ::testing::Test {
  protected:

@@ -7,19 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::Encode;
-using harness::LibraryInstance;
-using harness::LibrarySuite;
-using harness::Tune;
+using namespace blackbox;
 
-using Names = std::vector<std::string>;
-using harness::kErr;
 constexpr int kBulkAlbums = 120;
 
 std::string BulkAlbum(int n) {

@@ -9,19 +9,12 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::CommandResult;
-using harness::Encode;
-using harness::Instance;
-using harness::LibraryInstance;
-using harness::Tune;
-
-using Names = std::vector<std::string>;
+using namespace blackbox;
 
 void ExpectOneLineError(const CommandResult& r) {
   EXPECT_NE(0, r.status);

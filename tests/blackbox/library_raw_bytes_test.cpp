@@ -9,20 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/fixture_bytes.h"
 #include "tests/support/library_instance.h"
 #include "tests/unit/json_reference.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::Encode;
-using harness::LibrarySuite;
-using harness::Tune;
-using harness::kErr;
-
-using Names = std::vector<std::string>;
+using namespace blackbox;
 
 const char* const kFormats[] = {"flac", "ogg", "mp3"};
 

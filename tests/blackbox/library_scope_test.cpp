@@ -4,17 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::Encode;
-using harness::LibraryInstance;
-using harness::Tune;
-
-using Names = std::vector<std::string>;
+using namespace blackbox;
 
 class Scope : public ::testing::Test {
  protected:

@@ -9,17 +9,13 @@
 #include <vector>
 
 #include "platform/config/platform_db.h"
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::Encode;
-using harness::LibrarySuite;
-using harness::Tune;
+using namespace blackbox;
 
-using harness::kErr;
 constexpr int kLoveSongs = 1500;
 
 // Song i of the 1500 that hold "love": 30 albums whose names differ in case,

@@ -9,17 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::Encode;
-using harness::LibrarySuite;
-using harness::Tune;
-
-using harness::kErr;
+using namespace blackbox;
 
 std::vector<fixture::Song> Songs() {
   std::vector<fixture::Song> songs;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/fixture_lyrics.h"
 #include "tests/support/library_instance.h"
 #include "tests/support/recorded_server.h"
@@ -20,12 +21,7 @@
 namespace {
 
 using fixture::LyricsTag;
-using harness::CgiResult;
-using harness::Encode;
-using harness::kErr;
-using harness::LibraryInstance;
-using harness::Logged;
-using harness::Tune;
+using namespace blackbox;
 
 void WriteFile(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary);
@@ -221,9 +217,7 @@ TEST_F(Lyrics, AdminListsShowsAndSearches) {
 
 TEST(LyricsIndex, SideFilesThatAppearChangeAndVanishAreFollowed) {
   LibraryInstance instance;
-  instance.AddSongs({Tune("a/song.mp3", "Song", "Album", "Artist")});
-  instance.Index();
-  std::string alice = instance.AddUser("alice");
+  std::string alice = IndexAndSignIn(instance, {Tune("a/song.mp3", "Song", "Album", "Artist")});
   CgiResult list = harness::Enumerate(instance, alice, "action=song_enum&album_name=Album");
   ASSERT_EQ(1u, list.json["items"].size());
   std::string query = "action=get_lyrics&id=" + list.json["items"][0]["id"].asString();
@@ -283,14 +277,7 @@ TEST(LyricsPrivilege, StoredLyricsAreFoundAsTheWebUser) {
   WriteFile(music + "/t.lrc", "private side words");
   ASSERT_EQ(0, instance.Admin({"index"}).status);
   std::string cgi = harness::InstallGatewayCopy(instance, true);
-  auto ask = [&](const std::string& query) {
-    harness::CgiRequest request;
-    request.program = cgi;
-    request.session = alice;
-    request.query = query;
-    request.run_as = "nobody";
-    return harness::RunCgi(instance, request);
-  };
+  auto ask = [&](const std::string& query) { return RunAsWebUser(instance, cgi, alice, query); };
   CgiResult songs = ask("action=song_enum&library=personal&album_name=P");
   ASSERT_EQ(2u, songs.json["items"].size()) << songs.out;
   for (const Json::Value& item : songs.json["items"]) {
@@ -305,12 +292,7 @@ TEST(LyricsPrivilege, StoredLyricsAreFoundAsTheWebUser) {
   for (const Json::Value& item : songs.json["items"]) {
     std::string id = item["id"].asString();
     for (const std::string& asked : {id, id.substr(9)}) {
-      harness::CgiRequest request;
-      request.program = cgi;
-      request.session = bob;
-      request.query = "action=get_lyrics&id=" + asked;
-      request.run_as = "nobody";
-      CgiResult r = harness::RunCgi(instance, request);
+      CgiResult r = RunAsWebUser(instance, cgi, bob, "action=get_lyrics&id=" + asked);
       EXPECT_EQ(Failure(), r.json) << asked << ": " << r.out;
     }
   }

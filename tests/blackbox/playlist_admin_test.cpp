@@ -6,15 +6,13 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/admin_errors.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CommandResult;
-using harness::LibraryInstance;
-using harness::Tune;
-
+using namespace blackbox;
 using harness::ExpectOneLineError;
 
 std::string ReadFile(const std::string& path) {

@@ -12,19 +12,12 @@
 #include <vector>
 
 #include "platform/text/utf8.h"
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::Encode;
-using harness::kErr;
-using harness::LibraryInstance;
-using harness::Logged;
-using harness::Tune;
-
-using Names = std::vector<std::string>;
+using namespace blackbox;
 
 void WriteFile(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary);
@@ -700,9 +693,7 @@ namespace {
 // An instance with songs but no playlist files at all.
 TEST(PlaylistsEmpty, OnlyTheRandomPlaylistAndANullNameWithoutTexts) {
   LibraryInstance instance;
-  instance.AddSongs({Tune("a.mp3", "A", "Al", "Ar")});
-  instance.Index();
-  std::string session = instance.AddUser("alice");
+  std::string session = IndexAndSignIn(instance, {Tune("a.mp3", "A", "Al", "Ar")});
   CgiResult r = harness::Enumerate(instance, session, "action=playlist_enum&username=alice");
   ASSERT_EQ(r.json["items"].size(), 1u) << r.out;
   EXPECT_EQ(r.json["total"].asUInt(), 1u);

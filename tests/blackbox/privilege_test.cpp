@@ -8,13 +8,12 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/harness.h"
 
 namespace {
 
-using harness::CgiRequest;
-using harness::CgiResult;
-using harness::Instance;
+using namespace blackbox;
 
 class PrivilegeTest : public ::testing::Test {
  protected:
@@ -32,12 +31,7 @@ class PrivilegeTest : public ::testing::Test {
   }
 
   CgiResult SongsOfTheUntaggedAlbum(const std::string& program) {
-    CgiRequest request;
-    request.program = program;
-    request.session = session;
-    request.query = "action=song_enum&album_name=";
-    request.run_as = "nobody";
-    return RunCgi(instance, request);
+    return RunAsWebUser(instance, program, session, "action=song_enum&album_name=");
   }
 
   Instance instance{"nobody"};

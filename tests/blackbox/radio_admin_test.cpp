@@ -5,13 +5,13 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/harness.h"
 #include "tests/support/recorded_server.h"
 
 namespace {
 
-using harness::CommandResult;
-using harness::Instance;
+using namespace blackbox;
 
 class RadioAdminTest : public ::testing::Test {
  protected:

@@ -9,17 +9,13 @@
 #include <ctime>
 #include <fstream>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/harness.h"
 #include "tests/support/recorded_server.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Encode;
-using harness::Instance;
-using harness::Logged;
-
-using harness::kErr;
+using namespace blackbox;
 
 class RadioEnumTest : public ::testing::Test {
  protected:

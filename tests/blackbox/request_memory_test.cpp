@@ -16,14 +16,12 @@
 #include <iterator>
 #include <string>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiRequest;
-using harness::CgiResult;
-using harness::LibrarySuite;
-using harness::Tune;
+using namespace blackbox;
 
 constexpr int kSmall = 2000;
 constexpr int kLarge = 100000;

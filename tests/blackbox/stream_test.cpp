@@ -16,15 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiRequest;
-using harness::CgiResult;
-using harness::LibraryInstance;
-using harness::LibrarySuite;
-using harness::Tune;
+using namespace blackbox;
 
 const char kForbidden[] = "Status: 403 Forbidden\r\n\r\n";
 const char kNotFound[] = "Status: 404 Not Found\r\n\r\n";

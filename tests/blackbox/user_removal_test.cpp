@@ -9,13 +9,12 @@
 #include <fstream>
 #include <string>
 
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::Column;
-using harness::LibraryInstance;
-using harness::Tune;
+using namespace blackbox;
 
 class UserRemovalTest : public ::testing::Test {
  protected:

@@ -26,17 +26,12 @@
 #include <vector>
 
 #include "platform/text/json_parse.h"
+#include "tests/support/blackbox.h"
 #include "tests/support/library_instance.h"
 
 namespace {
 
-using harness::CgiResult;
-using harness::Column;
-using harness::CommandResult;
-using harness::Encode;
-using harness::LibraryInstance;
-using harness::Tune;
-using Names = std::vector<std::string>;
+using namespace blackbox;
 
 constexpr double kBound = 3.0;  // seconds from a change to the answers
 

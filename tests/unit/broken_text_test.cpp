@@ -18,6 +18,7 @@
 #include "platform/text/casefold.h"
 #include "platform/text/utf8.h"
 #include "tests/unit/json_reference.h"
+#include "tests/unit/song_rows.h"
 
 namespace {
 
@@ -166,10 +167,17 @@ TEST_F(BrokenTextSql, FacetsHoldBrokenNamesWithTheirFoldedKeys) {
       {"/m/3", "Thr\xed\xa0\x80" "ee", "beta", "Zed", "jazz"},
       {"/m/4", "Four", "Gamma", "alpha", "Rock"},
   };
-  for (const Row& r : rows)
-    Column("INSERT INTO song(path, title, album, artist, genre, artist_search) "
-           "VALUES (?, ?, ?, ?, ?, upper(?))",
-           {r.path, r.title, r.album, r.artist, r.genre, r.artist});
+  SongRows songs(&db_);
+  for (const Row& r : rows) {
+    SongRow row;
+    row.path = r.path;
+    row.title = r.title;
+    row.album = r.album;
+    row.artist = r.artist;
+    row.genre = r.genre;
+    row.search_keys = true;  // album_artist_search of "": the default
+    ASSERT_TRUE(songs.Add(row));
+  }
   ASSERT_TRUE(cantora::RebuildFacets(db_));
   EXPECT_EQ((std::vector<std::string>{"Alpha", "Al\xff" "BUM", "beta", "Gamma"}),
             Column("SELECT value FROM facet WHERE kind = 2 ORDER BY sort_key, value"));

@@ -15,6 +15,7 @@
 #include "platform/index/song_walk.h"
 #include "platform/index/sql_functions.h"
 #include "platform/text/casefold.h"
+#include "tests/unit/song_rows.h"
 
 namespace {
 
@@ -24,19 +25,8 @@ constexpr int kUser = 1001;
 constexpr int kOtherUser = 1002;
 const char* const kSongOrder = "lower(album) asc, disc asc, track asc, path asc";
 
-struct Song {
-  int library = 0;
-  std::string path;
-  std::string title;
-  std::string album;
-  std::string artist;
-  std::string album_artist;
-  std::string genre;
-  int track = 0;
-  int disc = 0;
-  long create_date = 0;
-  std::string artist_sort;
-};
+// A field left unset is written as the schema's default ('' or 0).
+using Song = SongRow;
 
 class BrowseTest : public ::testing::Test {
  protected:
@@ -51,7 +41,7 @@ class BrowseTest : public ::testing::Test {
   }
 
   void Reopen() {
-    insert_ = sqlite::Statement();
+    songs_.Reset();
     db_.Close();
     std::string error;
     ASSERT_TRUE(cantora::OpenPlatformDatabase(dir_ + "/index.db", false, &db_, &error)) << error;
@@ -59,29 +49,18 @@ class BrowseTest : public ::testing::Test {
   }
 
   void TearDown() override {
-    insert_ = sqlite::Statement();
+    songs_.Reset();
     db_.Close();
     nftw(dir_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); },
          16, FTW_DEPTH | FTW_PHYS);
   }
 
-  void Add(const Song& s) {
-    // Prepared once: some tests add thousands of songs.
-    if (!insert_.IsValid()) {
-      insert_ = db_.Prepare(
-          "INSERT INTO song(library, path, title, album, artist, album_artist, genre, track, "
-          "disc, create_date, artist_sort, artist_search, album_artist_search, duration, "
-          "filesize) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
-    }
-    sqlite::Statement& st = insert_;
-    ASSERT_TRUE(st.IsValid()) << db_.ErrorMessage();
-    st.Rewind();
-    st.Bind(1, s.library).Bind(2, s.path).Bind(3, s.title).Bind(4, s.album).Bind(5, s.artist);
-    st.Bind(6, s.album_artist).Bind(7, s.genre).Bind(8, s.track).Bind(9, s.disc);
-    st.Bind(10, static_cast<int64_t>(s.create_date)).Bind(11, s.artist_sort);
-    st.Bind(12, cantora::FoldUpper(s.artist)).Bind(13, cantora::FoldUpper(s.album_artist));
-    st.Bind(14, 59.9).Bind(15, static_cast<int64_t>(5000000000LL));
-    ASSERT_EQ(SQLITE_DONE, st.Step()) << db_.ErrorMessage();
+  void Add(Song s) {
+    s.search_keys = true;
+    s.duration = 59.9;
+    s.filesize = 5000000000LL;
+    std::string error;
+    ASSERT_TRUE(songs_.Add(s, &error)) << error;
   }
 
   void AddSimple(int library, const std::string& path, const std::string& title,
@@ -229,7 +208,7 @@ class BrowseTest : public ::testing::Test {
 
   std::string dir_;
   sqlite::Database db_;
-  sqlite::Statement insert_;
+  SongRows songs_{&db_};
 };
 
 TEST_F(BrowseTest, SongsOfAnAlbumInOrder) {
@@ -461,8 +440,15 @@ TEST_F(BrowseTest, TheSongWalkAnswersAsTheIndexWalkDoes) {
 // Song ids too large for the candidate bits: the search sorts every match.
 TEST_F(BrowseTest, CommonWordWithHugeIdsStillAnswers) {
   ASSERT_TRUE(db_.Exec("BEGIN"));
-  ASSERT_TRUE(db_.Exec("INSERT INTO song(id, library, path, title, album, artist, genre) "
-                       "VALUES (8589934592, 0, '/m/h/0', 'Love', 'A', 'B', 'C')"));
+  SongRow huge;
+  huge.id = 8589934592;
+  huge.library = 0;
+  huge.path = "/m/h/0";
+  huge.title = "Love";
+  huge.album = "A";
+  huge.artist = "B";
+  huge.genre = "C";
+  ASSERT_TRUE(songs_.Add(huge));
   for (int i = 1; i < 10; ++i) AddSimple(0, "/m/h/" + std::to_string(i), "Love", "A", "B", "C");
   ASSERT_TRUE(db_.Exec("COMMIT"));
   Result r = Songs("shared", 0, "title ilike '%love%'", 2);

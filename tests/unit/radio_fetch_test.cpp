@@ -7,7 +7,7 @@
 #include "platform/file/atomic_file.h"
 #include "platform/radio/fetch/directory.h"
 #include "platform/radio/fetch/refresh.h"
-#include "platform/radio/shoutcast_update.h"
+#include "platform/radio/legacy_shoutcast_update.h"
 #include "platform/radio/store/radiolist.h"
 #include "tests/unit/radio_root.h"
 
@@ -275,7 +275,7 @@ TEST_F(RadioFetch, HelperProgramFailsWithStatus) {
 
 TEST_F(RadioFetch, UpdateRunsTheHelper) {
   Serve("/normal");
-  EXPECT_EQ(ZarnAudioUtils::RadioFetchProgramPath(),
+  EXPECT_EQ(cantora::RadioFetchProgramPath(),
             std::string(CANTORA_BIN_DIR) + "/cantora-radio-fetch");
   EXPECT_EQ(ZarnAudioUtils::RadioUpdateShoutcastByGenre("shoutcast_Hip Hop"), 0);
   EXPECT_EQ(root_.ReadJson("shoutcast_Hip Hop.json")["total"], Json::Value(4));
@@ -296,7 +296,7 @@ TEST_F(RadioFetch, HelperIsFoundBesideTheProgramWhenLibexecLacksIt) {
   root_.config().libexec = root_.root() + "/nothing-here";
   root_.Apply();
   // The test program itself lives in the build's bin folder, beside the helper.
-  EXPECT_EQ(ZarnAudioUtils::RadioFetchProgramPath(),
+  EXPECT_EQ(cantora::RadioFetchProgramPath(),
             std::string(CANTORA_BIN_DIR) + "/cantora-radio-fetch");
 }
 

@@ -7,6 +7,7 @@
 
 #include "platform/index/schema.h"
 #include "platform/index/sql_functions.h"
+#include "tests/unit/song_rows.h"
 
 namespace {
 
@@ -18,16 +19,17 @@ void Fill(sqlite::Database* db, int shared, int personal) {
   ASSERT_TRUE(cantora::RegisterIndexFunctions(db->get()));
   ASSERT_TRUE(cantora::CreateIndexSchema(*db, &error)) << error;
   db->Exec("BEGIN");
-  sqlite::Statement add = db->Prepare("INSERT INTO song(library, path) VALUES (?, ?)");
+  SongRows songs(db);
   const int total = shared + personal;
   const int step = personal > 0 ? total / personal : 0;
   int placed = 0;
   for (int i = 0; i < total; ++i) {
     bool mine = step > 0 && i % step == 0 && placed < personal;
     if (mine) ++placed;
-    add.Reset();
-    add.Bind(1, mine ? 7 : 0).Bind(2, "/m/" + std::to_string(i));
-    ASSERT_TRUE(add.Run());
+    SongRow row;
+    row.library = mine ? 7 : 0;
+    row.path = "/m/" + std::to_string(i);
+    ASSERT_TRUE(songs.Add(row));
   }
   db->Exec("COMMIT");
 }

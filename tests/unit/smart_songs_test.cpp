@@ -13,6 +13,7 @@
 #include "platform/index/schema.h"
 #include "platform/index/sql_functions.h"
 #include "platform/text/casefold.h"
+#include "tests/unit/song_rows.h"
 #include "tests/unit/temp_folder.h"
 
 namespace {
@@ -23,14 +24,8 @@ constexpr int kCarol = 1003;  // personal library on
 constexpr time_t kNow = 1700000000;
 constexpr int64_t kDay = 86400;
 
-struct Row {
-  int library = 0;
-  std::string path, title, album, artist, genre;
-  int year = 0, track = 0, disc = 0, bitrate = 0;
-  double duration = 0;
-  int64_t filesize = 0, create_date = 0;
-  std::string composer, comment, album_artist;
-};
+// A field left unset is written as the schema's default ('' or 0).
+using Row = SongRow;
 
 class SmartSongsTest : public ::testing::Test {
  protected:
@@ -48,18 +43,10 @@ class SmartSongsTest : public ::testing::Test {
     AddLibrary();
   }
 
-  void Add(const Row& r) {
-    sqlite::Statement st = db_.Prepare(
-        "INSERT INTO song(library, path, title, album, artist, album_artist, genre, year, track,"
-        " disc, bitrate, duration, filesize, create_date, composer, comment, artist_search,"
-        " album_artist_search) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
-    ASSERT_TRUE(st.IsValid()) << db_.ErrorMessage();
-    st.Bind(1, r.library).Bind(2, r.path).Bind(3, r.title).Bind(4, r.album).Bind(5, r.artist);
-    st.Bind(6, r.album_artist).Bind(7, r.genre).Bind(8, r.year).Bind(9, r.track);
-    st.Bind(10, r.disc).Bind(11, r.bitrate).Bind(12, r.duration).Bind(13, r.filesize);
-    st.Bind(14, r.create_date).Bind(15, r.composer).Bind(16, r.comment);
-    st.Bind(17, cantora::FoldUpper(r.artist)).Bind(18, cantora::FoldUpper(r.album_artist));
-    ASSERT_EQ(SQLITE_DONE, st.Step()) << db_.ErrorMessage();
+  void Add(Row r) {
+    r.search_keys = true;
+    std::string error;
+    ASSERT_TRUE(SongRows(&db_).Add(r, &error)) << error;
   }
 
   Row Song(const std::string& title, const std::string& artist, const std::string& genre) {

@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "platform/config/config.h"
+#include "platform/playlist/smart/legacy_smart_store.h"
 #include "tests/unit/temp_folder.h"
 
 namespace {

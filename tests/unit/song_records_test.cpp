@@ -6,6 +6,7 @@
 
 #include "platform/index/schema.h"
 #include "platform/index/sql_functions.h"
+#include "tests/unit/song_rows.h"
 
 namespace {
 
@@ -16,9 +17,11 @@ class SongRecordsTest : public ::testing::Test {
     ASSERT_TRUE(db_.Open(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, &error));
     ASSERT_TRUE(cantora::RegisterIndexFunctions(db_.get()));
     ASSERT_TRUE(cantora::CreateIndexSchema(db_, &error)) << error;
-    ASSERT_TRUE(db_.Exec(
-        "INSERT INTO song(id, library, path, title) VALUES (1, 0, '/m/a.mp3', 'A'), "
-        "(2, 0, '/m/b.mp3', 'B'), (3, 7, '/home/x/c.mp3', 'C'), (4, 8, '/home/y/d.mp3', 'D')"));
+    SongRows songs(&db_);
+    for (const SongRow& row :
+         {SongRow{1, 0, "/m/a.mp3", "A"}, SongRow{2, 0, "/m/b.mp3", "B"},
+          SongRow{3, 7, "/home/x/c.mp3", "C"}, SongRow{4, 8, "/home/y/d.mp3", "D"}})
+      ASSERT_TRUE(songs.Add(row));
   }
   void TearDown() override { cantora::SongLookup::RememberPaths(nullptr); }
 

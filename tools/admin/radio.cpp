@@ -271,8 +271,7 @@ int Refresh(const AdminArgs& args) {
   const std::string& genre = args[1];
   if (RadioShoutcastIndexByGenre(genre.c_str()) < 0)
     return Fail("radio refresh: unknown genre '" + genre + "'");
-  int result =
-      ZarnAudioUtils::RadioUpdateShoutcastByGenre(ZarnAudioUtils::kShoutcastStemPrefix + genre);
+  int result = cantora::UpdateShoutcastGenre(cantora::kShoutcastStemPrefix + genre);
   if (result != 0) return Fail("radio refresh: the refresh of " + genre + " failed");
   // Just written, so fresh: this reads without fetching again.
   Json::Value list;

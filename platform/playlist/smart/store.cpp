@@ -1,5 +1,7 @@
 #include "platform/playlist/smart/store.h"
 
+#include "platform/playlist/smart/legacy_smart_store.h"
+
 #include <json/json.h>
 #include <sys/stat.h>
 #include <syslog.h>

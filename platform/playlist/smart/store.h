@@ -11,29 +11,13 @@
 // shape is not the one above (the top is not an object, "playlists" is not an
 // array, an entry is not an object with a text "name"), holds no playlists
 // either and logs one line naming the file; no request fails because of it.
+// The names the gateway's platform interface gives the reading side are in
+// legacy_smart_store.h.
 #ifndef CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
 #define CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
 
 #include <string>
 #include <vector>
-
-class ZarnAudioUtils {
- public:
-  // The names of the store's playlists, in file order; total is set to the
-  // number of playlists in the file. file null means the shared store. The
-  // two leading numbers are a start and a limit kept for callers of an older
-  // interface; 0, 0 means the whole list, and only that is accepted.
-  static std::vector<std::string> SmartPLSEnum(int start, int limit, int& total, const char* file);
-
-  // The name of the shared store's playlist at position (0-based, file
-  // order); empty when there is none.
-  static std::string SmartPLSGetName(int position);
-
-  // The JSON text of the first playlist of that name in the shared store, or
-  // in the given file; empty when there is none.
-  static std::string LoadSmartPlsRules(const std::string& name);
-  static std::string LoadSmartPlsRulesByFilename(const char* file, const std::string& name);
-};
 
 namespace cantora {
 

@@ -11,7 +11,7 @@ namespace cantora {
 
 bool RefreshShoutcastGenre(const Config& config, const std::string& stem, int* count,
                            std::string* error) {
-  const std::string genre = ZarnAudioUtils::ShoutcastGenreOfStem(stem);
+  const std::string genre = cantora::ShoutcastGenreOfStem(stem);
   int index = genre.empty() ? -1 : RadioShoutcastIndexByGenre(genre.c_str());
   if (index < 0) {
     *error = "not a SHOUTcast genre: " + stem;

@@ -56,8 +56,8 @@ int RadioShoutcastPathByIndex(unsigned index, std::string& path) {
     return -1;
   }
   // The display name goes into the file name unescaped, spaces and "&" too.
-  path = cantora::ResolveSystemPath(kRadioDirectory) + "/" +
-         ZarnAudioUtils::kShoutcastStemPrefix + ShoutcastGenreTable[index][0] + ".json";
+  path = cantora::ResolveSystemPath(kRadioDirectory) + "/" + cantora::kShoutcastStemPrefix +
+         ShoutcastGenreTable[index][0] + ".json";
   return 0;
 }
 

@@ -11,7 +11,7 @@
 
 #include "platform/text/json_parse.h"
 #include "platform/config/config.h"
-#include "platform/radio/shoutcast_update.h"
+#include "platform/radio/legacy_shoutcast_update.h"
 #include "platform/radio/store/radiolist.h"
 
 const char* const kRadioListSource = "radiolist";
@@ -158,8 +158,8 @@ int RadioShoutcastGetListByIndex(unsigned index, Json::Value& list, int force) {
   }
   if (force != 0 || RadioListIsExpired(path.c_str()) != 0) {
     // A failed refresh leaves the old file, which is still worth showing.
-    ZarnAudioUtils::RadioUpdateShoutcastByGenre(
-        std::string(ZarnAudioUtils::kShoutcastStemPrefix) + ShoutcastGenreTable[index][0]);
+    ZarnAudioUtils::RadioUpdateShoutcastByGenre(std::string(cantora::kShoutcastStemPrefix) +
+                                                ShoutcastGenreTable[index][0]);
   }
   // Unlike a user list, a missing genre file is an error: the stream fails
   // to open and the parse fails with it.
