@@ -14,26 +14,9 @@
 #ifndef CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
 #define CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
 
+#include <list>
 #include <string>
 #include <vector>
-
-class ZarnAudioUtils {
- public:
-  // The names of the store's playlists, in file order; total is set to the
-  // number of playlists in the file. file null means the shared store. The
-  // two leading numbers are a start and a limit kept for callers of an older
-  // interface; 0, 0 means the whole list, and only that is accepted.
-  static std::vector<std::string> SmartPLSEnum(int start, int limit, int& total, const char* file);
-
-  // The name of the shared store's playlist at position (0-based, file
-  // order); empty when there is none.
-  static std::string SmartPLSGetName(int position);
-
-  // The JSON text of the first playlist of that name in the shared store, or
-  // in the given file; empty when there is none.
-  static std::string LoadSmartPlsRules(const std::string& name);
-  static std::string LoadSmartPlsRulesByFilename(const char* file, const std::string& name);
-};
 
 namespace cantora {
 
@@ -41,6 +24,50 @@ struct SmartPlaylistEntry {
   std::string name;
   std::string json;  // the entry's object, written compactly
 };
+
+// The stores one request has read, each read once: a request reads one
+// store at most twice (a name by position, then its rules), and both see
+// the same file. Belongs to the request (the gateway's request context owns
+// it), so that the next request reads each store afresh.
+class SmartPlaylistStores {
+ public:
+  // The entries of the store at path (none when it is missing or broken; a
+  // broken one is logged once, naming the file).
+  const std::vector<SmartPlaylistEntry>& Load(const std::string& path);
+
+ private:
+  struct Store {
+    std::string path;
+    std::vector<SmartPlaylistEntry> entries;
+  };
+  std::list<Store> stores_;  // a list: references stay valid
+};
+
+}  // namespace cantora
+
+// Each reads its store through stores, the request's.
+class ZarnAudioUtils {
+ public:
+  // The names of the store's playlists, in file order; total is set to the
+  // number of playlists in the file. file null means the shared store. The
+  // two leading numbers are a start and a limit kept for callers of an older
+  // interface; 0, 0 means the whole list, and only that is accepted.
+  static std::vector<std::string> SmartPLSEnum(cantora::SmartPlaylistStores& stores, int start,
+                                               int limit, int& total, const char* file);
+
+  // The name of the shared store's playlist at position (0-based, file
+  // order); empty when there is none.
+  static std::string SmartPLSGetName(cantora::SmartPlaylistStores& stores, int position);
+
+  // The JSON text of the first playlist of that name in the shared store, or
+  // in the given file; empty when there is none.
+  static std::string LoadSmartPlsRules(cantora::SmartPlaylistStores& stores,
+                                       const std::string& name);
+  static std::string LoadSmartPlsRulesByFilename(cantora::SmartPlaylistStores& stores,
+                                                 const char* file, const std::string& name);
+};
+
+namespace cantora {
 
 // Reads a store. True with the entries (none for a missing file); false, with
 // *error set to one line, when the file cannot be read or has not the shape
