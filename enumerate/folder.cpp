@@ -102,8 +102,8 @@ bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf fac
 // The songs of condition after the folders: "success" true once listed,
 // none when the browse or the switch to root failed.
 std::optional<bool> AddSongs(const FolderRequest& r, const std::string& condition) {
-  if (!AppendSongList(*r.files, ChangeToActualLib(r.library), r.uid, condition.c_str(), kSongOrder, -1, 1059,
-                      1065, r.answer)) {
+  if (!AppendSongList(*r.files, ChangeToActualLib(r.library), r.uid, condition.c_str(), kSongOrder,
+                      -1, 1059, 1065, r.answer)) {
     return std::nullopt;
   }
   return true;

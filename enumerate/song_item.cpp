@@ -161,8 +161,8 @@ Admission AdmitSongRecord(cantora::SongFiles& files, const MediaInfo& info, int 
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }
 
-bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library, int guard_line,
-                            int fail_line, ListAnswer* answer) {
+bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library,
+                            int guard_line, int fail_line, ListAnswer* answer) {
   switch (AdmitSongRecord(files, info, guard_line, fail_line)) {
     case Admission::kNoRoot:
       return false;
@@ -175,8 +175,9 @@ bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, co
   return true;
 }
 
-bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, const char* condition, const char* order,
-                    int limit, int guard_line, int fail_line, ListAnswer* answer) {
+bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, const char* condition,
+                    const char* order, int limit, int guard_line, int fail_line,
+                    ListAnswer* answer) {
   sqlite::Database* db = cantora::IndexDatabase();
   if (db == nullptr) return false;
   cantora::BrowseQuery query;
@@ -194,8 +195,8 @@ bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, con
   return n >= 0 && admitted;
 }
 
-bool AppendSongItems(cantora::SongFiles& files, const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     ListAnswer* answer) {
+bool AppendSongItems(cantora::SongFiles& files, const MediaInfo* list, const char* library,
+                     int guard_line, int fail_line, ListAnswer* answer) {
   for (const MediaInfo* info = list; info != nullptr; info = info->next) {
     if (!AppendAdmittedSongItem(files, *info, library, guard_line, fail_line, answer)) return false;
   }

@@ -32,10 +32,9 @@ bool AdmitRecordText(const MediaInfo& info);
 enum class FileTest { kExists, kMissing, kNoRoot };
 
 // Whether info's file exists inside its library, looked up through files
-// (the request's): located without privileges, then looked up as root under IF_RUN_AS built with guard_line,
-// confined to the library (see platform/index/song_file.h). kNoRoot when the
-// switch to root failed, logged as "<source>:<fail_line> Failed to run as
-// root.".
+// (the request's): located without privileges, then looked up as root
+// under IF_RUN_AS built with guard_line, confined to the library (see platform/index/song_file.h).
+// kNoRoot when the switch to root failed, logged as "<source>:<fail_line> Failed to run as root.".
 FileTest TestSongFileAsRoot(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
                             int fail_line);
 
@@ -51,20 +50,21 @@ Admission AdmitSongRecord(cantora::SongFiles& files, const MediaInfo& info, int 
 
 // Adds the item of info to answer when AdmitSongRecord admits it. False
 // when the switch to root failed.
-bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library, int guard_line,
-                            int fail_line, ListAnswer* answer);
+bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library,
+                            int guard_line, int fail_line, ListAnswer* answer);
 
 // The songs of condition in order (at most limit; -1: all) from library
 // (the ChangeToActualLib result in force) as uid sees it, each admitted
 // record's item added to answer as it is read (cantora::MusicBrowseEach):
 // a list of a fifth of the library is never held whole. False when the
 // browse or the switch to root failed; the items added until then stay.
-bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, const char* condition, const char* order,
-                    int limit, int guard_line, int fail_line, ListAnswer* answer);
+bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, const char* condition,
+                    const char* order, int limit, int guard_line, int fail_line,
+                    ListAnswer* answer);
 
 // Adds the item of every admitted record of list to answer, in list order.
 // False when the switch to root failed; the items added until then stay.
-bool AppendSongItems(cantora::SongFiles& files, const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     ListAnswer* answer);
+bool AppendSongItems(cantora::SongFiles& files, const MediaInfo* list, const char* library,
+                     int guard_line, int fail_line, ListAnswer* answer);
 
 #endif

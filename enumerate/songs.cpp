@@ -26,15 +26,16 @@ constexpr int kSearchLimit = 1000;
 std::optional<bool> ListSongs(cantora::SongFiles& files, const char* library, int uid,
                               const char* condition, int limit, int guard_line, int fail_line,
                               ListAnswer* answer) {
-  if (!AppendSongList(files, ChangeToActualLib(library), uid, condition, kSongOrder, limit, guard_line,
-                      fail_line, answer)) {
+  if (!AppendSongList(files, ChangeToActualLib(library), uid, condition, kSongOrder, limit,
+                      guard_line, fail_line, answer)) {
     return std::nullopt;
   }
   return true;
 }
 
-std::optional<bool> SongsOf(cantora::SongFiles& files, const char* library, int uid, const char* album, const char* artist,
-                            const char* genre, ListAnswer* answer) {
+std::optional<bool> SongsOf(cantora::SongFiles& files, const char* library, int uid,
+                            const char* album, const char* artist, const char* genre,
+                            ListAnswer* answer) {
   if (album == nullptr && artist == nullptr && genre == nullptr) {
     syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource, 1239);
     return false;
@@ -66,8 +67,8 @@ std::optional<bool> SongsOf(cantora::SongFiles& files, const char* library, int 
   return ListSongs(files, library, uid, condition, -1, 1307, 1313, answer);
 }
 
-std::optional<bool> SearchSongs(cantora::SongFiles& files, const char* library, int uid, const char* key,
-                                const char* category, ListAnswer* answer) {
+std::optional<bool> SearchSongs(cantora::SongFiles& files, const char* library, int uid,
+                                const char* key, const char* category, ListAnswer* answer) {
   if (key[0] == '\0') {
     syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, 1391);
     return false;
@@ -98,13 +99,14 @@ std::optional<bool> SearchSongs(cantora::SongFiles& files, const char* library, 
 
 void EnumerationHandler::SongEnum() {
   ListAnswer answer(&web_, kJsonContentType);
-  answer.Finish(SongsOf(request().song_files(), web_.In("library", "shared"), GetUserIdFromName(UserName()),
-                        web_.In("album_name"), web_.In("artist_name"), web_.In("genre_name"),
-                        &answer));
+  answer.Finish(SongsOf(request().song_files(), web_.In("library", "shared"),
+                        GetUserIdFromName(UserName()), web_.In("album_name"),
+                        web_.In("artist_name"), web_.In("genre_name"), &answer));
 }
 
 void EnumerationHandler::Search() {
   ListAnswer answer(&web_, kJsonContentType);
-  answer.Finish(SearchSongs(request().song_files(), web_.In("library", "shared"), GetUserIdFromName(UserName()),
-                            web_.In("search_key", ""), web_.In("category"), &answer));
+  answer.Finish(SearchSongs(request().song_files(), web_.In("library", "shared"),
+                            GetUserIdFromName(UserName()), web_.In("search_key", ""),
+                            web_.In("category"), &answer));
 }

@@ -1,12 +1,13 @@
 #include "platform/config/config.h"
 
+#include <sys/stat.h>
+#include <syslog.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <optional>
-#include <syslog.h>
-#include <sys/stat.h>
 #include <utility>
 #include <vector>
 

@@ -33,9 +33,9 @@ namespace {
 struct Connection {
   sqlite::Database db;
   bool tried = false;
-  std::string named;           // the configured path it was opened for
+  std::string named;  // the configured path it was opened for
   uint64_t generation = 0;
-  int64_t data_version = -1;   // as last asked; -1 before the first question
+  int64_t data_version = -1;  // as last asked; -1 before the first question
 };
 
 Connection& Platform() {

@@ -33,7 +33,9 @@ namespace cantora {
 // (no user, not the administrator) may touch no random playlist at all.
 class PlaylistWriter {
  public:
-  static PlaylistWriter User(const std::string& login_name) { return PlaylistWriter(login_name, false); }
+  static PlaylistWriter User(const std::string& login_name) {
+    return PlaylistWriter(login_name, false);
+  }
   static PlaylistWriter Administrator() { return PlaylistWriter("", true); }
 
   // Whether this writer may fill the random playlist of the user owner.

@@ -51,9 +51,19 @@ void MakeDirs(const std::string& path) {
   mkdir(path.c_str(), 0755);
 }
 
+// The start of an answer, printable, for a failure's message: covers are
+// binary and long.
+std::string Brief(const std::string& answer) {
+  std::string text = answer.substr(0, 240);
+  for (char& c : text)
+    if ((c < 0x20 && c != '\n') || c == 0x7f) c = '.';
+  if (answer.size() > text.size()) text += "... (" + std::to_string(answer.size()) + " bytes)";
+  return text;
+}
+
 struct User {
-  std::string name;     // "alice", "bob"
-  std::string title;    // "Alice", "Bob": in every text of their personal data
+  std::string name;   // "alice", "bob"
+  std::string title;  // "Alice", "Bob": in every text of their personal data
   std::string session;
 };
 
@@ -65,18 +75,18 @@ class OneProcess : public ::testing::Test {
     for (User* u : {&alice_, &bob_}) {
       u->session = instance_->AddUser(u->name, true);
       const std::string home = instance_->PersonalFolder(u->name);
-      instance_->AddSongs({Tune(u->title + "Album/1.mp3", u->title + " Secret",
-                                u->title + " Album", u->title + " Artist", u->title + "Genre")},
+      instance_->AddSongs({Tune(u->title + "Album/1.mp3", u->title + " Secret", u->title + " Album",
+                                u->title + " Artist", u->title + "Genre")},
                           home);
       Copy(fixture::TemplateDir() + "/cover.jpg", home + "/" + u->title + "Album/cover.jpg");
       const std::string playlists = instance_->Path("preferences/" + u->name + "/playlists");
       MakeDirs(playlists);
-      WriteFile(playlists + "/" + u->title + " List.m3u",
-                home + "/" + u->title + "Album/1.mp3\n");
+      WriteFile(playlists + "/" + u->title + " List.m3u", home + "/" + u->title + "Album/1.mp3\n");
       harness::CommandResult smart = instance_->Admin(
-          {"smart", "add", "--user", u->name},
-          R"({"name": ")" + u->title + R"( Smart", "match": "all", "rules": [)"
-          R"({"field": "genre", "op": "is", "value": ")" + u->title + R"(Genre"}]})");
+          {"smart", "add", "--user", u->name}, R"({"name": ")" + u->title +
+                                                   R"( Smart", "match": "all", "rules": [)"
+                                                   R"({"field": "genre", "op": "is", "value": ")" +
+                                                   u->title + R"(Genre"}]})");
       ASSERT_EQ(0, smart.status) << smart.err;
     }
     harness::CommandResult shared = instance_->Admin(
@@ -104,7 +114,9 @@ class OneProcess : public ::testing::Test {
     EXPECT_EQ("", served.busy_statements) << query;
     EXPECT_FALSE(served.transaction_left) << query;
     harness::CgiResult cgi = harness::Enumerate(*instance_, session, query);
-    EXPECT_EQ(cgi.out, served.out) << "in one process, not as the CGI: " << query;
+    EXPECT_TRUE(cgi.out == served.out)
+        << "in one process, not as the CGI: " << query << "\nthe CGI's: " << Brief(cgi.out)
+        << "\nin one process: " << Brief(served.out);
     return served.out;
   }
 
@@ -162,17 +174,15 @@ TEST_F(OneProcess, AlternatingUsersGetTheCgisAnswersAndNothingOfEachOther) {
     }
   }
   // Each saw their own: the comparison above is not between two empty answers.
-  EXPECT_NE(std::string::npos,
-            Serve(alice_.session, "action=search&library=all&search_key=Secret").out.find(
-                "Alice Secret"));
-  EXPECT_NE(std::string::npos,
-            Serve(bob_.session, "action=search&library=all&search_key=Secret").out.find(
-                "Bob Secret"));
-  EXPECT_NE(std::string::npos,
-            Serve(alice_.session,
-                  "action=get_cover&path=" +
-                      Encode(instance_->PersonalFolder("alice") + "/AliceAlbum/1.mp3"))
-                .out.find("Content-Type: image/"));
+  EXPECT_NE(std::string::npos, Serve(alice_.session, "action=search&library=all&search_key=Secret")
+                                   .out.find("Alice Secret"));
+  EXPECT_NE(
+      std::string::npos,
+      Serve(bob_.session, "action=search&library=all&search_key=Secret").out.find("Bob Secret"));
+  EXPECT_NE(std::string::npos, Serve(alice_.session, "action=get_cover&path=" +
+                                                         Encode(instance_->PersonalFolder("alice") +
+                                                                "/AliceAlbum/1.mp3"))
+                                   .out.find("Content-Type: image/"));
 }
 
 // The random playlist is drawn anew for every request: its songs are the
@@ -183,8 +193,8 @@ TEST_F(OneProcess, TheRandomPlaylistHoldsOnlyTheAskersSongs) {
     for (const User* u : {&alice_, &bob_}) {
       const User& other = u == &alice_ ? bob_ : alice_;
       for (const User* named : {u, &other}) {
-        const std::string query = "action=playlist_song_enum&library=all&pls_id=-3&username=" +
-                                  named->name;
+        const std::string query =
+            "action=playlist_song_enum&library=all&pls_id=-3&username=" + named->name;
         Served served = Serve(u->session, query);
         EXPECT_EQ(std::string::npos, served.out.find(other.title)) << u->name << ": " << query;
         EXPECT_EQ("", Serve("", query).out);

@@ -11,12 +11,12 @@
 namespace process_test {
 
 struct Served {
-  std::string out;          // everything written on stdout
+  std::string out;  // everything written on stdout
   // The statements of the platform connection still stepping after it
   // (their SQL). Statements that SQLite's full-text index keeps prepared,
   // reset, are no snapshot and are not counted.
   std::string busy_statements;
-  bool transaction_left = false; // the platform connection was not in autocommit after it
+  bool transaction_left = false;  // the platform connection was not in autocommit after it
 };
 
 // One GET request with the query (already encoded) and, when not empty, the

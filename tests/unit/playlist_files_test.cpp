@@ -41,8 +41,8 @@ class PlaylistFilesTest : public ::testing::Test {
 TEST_F(PlaylistFilesTest, WritesIntoTheStoresOnly) {
   EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("shared/a.m3u8").c_str(), "x\n", true, kAdmin));
   EXPECT_EQ(Read(dir_.Path("shared/a.m3u8")), "x\n");
-  EXPECT_TRUE(
-      cantora::WritePlaylistFile(dir_.Path("prefs/alice/playlists/b.m3u").c_str(), "y\n", true, kAdmin));
+  EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("prefs/alice/playlists/b.m3u").c_str(), "y\n",
+                                         true, kAdmin));
   EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str(), "z\n",
                                          false, kAdmin));
   for (const std::string& path :
@@ -71,7 +71,8 @@ TEST_F(PlaylistFilesTest, ALinkUnderTheNameIsReplacedNotFollowed) {
 
 TEST_F(PlaylistFilesTest, AFolderLinkedOutOfTheStoreIsRefused) {
   ASSERT_EQ(symlink(dir_.Path("other").c_str(), dir_.Path("shared/out").c_str()), 0);
-  EXPECT_FALSE(cantora::WritePlaylistFile(dir_.Path("shared/out/h.m3u").c_str(), "no\n", false, kAdmin));
+  EXPECT_FALSE(
+      cantora::WritePlaylistFile(dir_.Path("shared/out/h.m3u").c_str(), "no\n", false, kAdmin));
   struct stat st;
   EXPECT_NE(stat(dir_.Path("other/h.m3u").c_str(), &st), 0);
 }
@@ -81,7 +82,8 @@ TEST_F(PlaylistFilesTest, RemovesOnlyRandomPlaylists) {
   std::ofstream(dir_.Path("tmp/keep.txt")) << "k";
   std::ofstream(dir_.Path("other/x==DynaRandom100==.m3u")) << "o";
   cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/keep.txt").c_str(), kAdmin);
-  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/../other/x==DynaRandom100==.m3u").c_str(), kAdmin);
+  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/../other/x==DynaRandom100==.m3u").c_str(),
+                                    kAdmin);
   cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str(), kAdmin);
   struct stat st;
   EXPECT_EQ(stat(dir_.Path("tmp/keep.txt").c_str(), &st), 0);

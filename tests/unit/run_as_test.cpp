@@ -1,12 +1,12 @@
 // The privilege guard's exact sequence of id calls, watched through a fake
 // set of id calls.
+#include "enumerate/guard/run_as.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
 #include <vector>
-
-#include "enumerate/guard/run_as.h"
 
 namespace {
 

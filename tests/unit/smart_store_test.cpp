@@ -85,7 +85,8 @@ TEST(SmartStoreTest, SharedStoreByPositionAndRulesByName) {
   EXPECT_FALSE(rules.isMember("limit"));
   EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRules(stores, "jazz"), "");
   ASSERT_TRUE(Json::Reader().parse(
-      ZarnAudioUtils::LoadSmartPlsRulesByFilename(stores, config.smart_playlists.c_str(), "Old"), rules));
+      ZarnAudioUtils::LoadSmartPlsRulesByFilename(stores, config.smart_playlists.c_str(), "Old"),
+      rules));
   EXPECT_EQ(rules["limit"].asInt(), 10);
   EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRulesByFilename(stores, nullptr, "Old"), "");
   cantora::SetConfig(cantora::Config());

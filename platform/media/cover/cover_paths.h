@@ -22,7 +22,8 @@ class CoverScope;
 
 // The picture embedded in a song, as the indexer extracted it (the front
 // cover when the song has several), in its scaled form.
-int ZARNAudioGetEmbeddedCoverPath(const cantora::CoverScope& scope, const char* song_path, char* dest, size_t size);
+int ZARNAudioGetEmbeddedCoverPath(const cantora::CoverScope& scope, const char* song_path,
+                                  char* dest, size_t size);
 
 // The cover image file of a folder: for a song, the song's folder; for a
 // folder, the folder itself. The first existing name, compared without
@@ -34,7 +35,8 @@ int ZARNAudioGetEmbeddedCoverPath(const cantora::CoverScope& scope, const char* 
 // so cover.png beats folder.jpg, and Cover.JPG is found as cover.jpg. Two
 // names differing only in capitals are taken in byte order. The path
 // written is the image's real path (not yet scaled).
-int ZARNAudioGetFolderCoverPath(const cantora::CoverScope& scope, const char* path, char* dest, size_t size);
+int ZARNAudioGetFolderCoverPath(const cantora::CoverScope& scope, const char* path, char* dest,
+                                size_t size);
 
 // The scaled copy of a cover image (a folder image, or an embedded picture
 // of the cache): at most cover_size pixels on its longest side, never

@@ -8,7 +8,7 @@
 #include "platform/media/cover/cover_scope.h"
 
 int ZARNAudioGetEmbeddedCoverPath(const cantora::CoverScope& scope, const char* song_path,
-                                   char* dest, size_t size) {
+                                  char* dest, size_t size) {
   if (song_path == nullptr || dest == nullptr) return -1;
   sqlite::Database* db = cantora::PlatformDatabase();
   if (db == nullptr) return -1;

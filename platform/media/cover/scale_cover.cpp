@@ -70,8 +70,8 @@ int ZARNAudioGetScaleCoverPath(const cantora::CoverScope& scope, const char* sou
                                const char* source2, char* dest, size_t size) {
   using namespace cantora;
   std::string real;
-  if (source == nullptr || dest == nullptr || (source2 != nullptr && source2 != source &&
-                                               std::string(source2) != source) ||
+  if (source == nullptr || dest == nullptr ||
+      (source2 != nullptr && source2 != source && std::string(source2) != source) ||
       !AdmitSource(scope, source, &real)) {
     return -1;
   }

@@ -158,8 +158,7 @@ std::string ZarnAudioUtils::LoadSmartPlsRules(cantora::SmartPlaylistStores& stor
 }
 
 std::string ZarnAudioUtils::LoadSmartPlsRulesByFilename(cantora::SmartPlaylistStores& stores,
-                                                        const char* file,
-                                                        const std::string& name) {
+                                                        const char* file, const std::string& name) {
   if (file == nullptr) return std::string();
   return cantora::RulesByName(stores, file, name);
 }
