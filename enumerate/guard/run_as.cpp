@@ -35,14 +35,8 @@ void ForgetKnownIds() { Current().known = false; }
 
 // The caller's ids (RememberCallerIds): what the process returns to between
 // requests.
-struct CallerIds {
-  bool known = false;
-  uid_t uid = 0;
-  gid_t gid = 0;
-};
-
-CallerIds& Caller() {
-  static CallerIds ids;
+EffectiveIds& Caller() {
+  static EffectiveIds ids;
   return ids;
 }
 
@@ -109,7 +103,7 @@ IF_RUN_AS::~IF_RUN_AS() {
 }
 
 void RememberCallerIds() {
-  CallerIds& caller = Caller();
+  EffectiveIds& caller = Caller();
   if (caller.known) return;
   const IdCalls& id = RunAsIdCalls();
   caller.uid = id.geteuid();
@@ -121,7 +115,7 @@ void EndProcessUnlessCallerIds(const char* source) {
   RememberCallerIds();
   ForgetKnownIds();
   const IdCalls& id = RunAsIdCalls();
-  const CallerIds& caller = Caller();
+  const EffectiveIds& caller = Caller();
   uid_t euid = id.geteuid();
   gid_t egid = id.getegid();
   if (euid == caller.uid && egid == caller.gid) return;
