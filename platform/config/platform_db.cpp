@@ -72,7 +72,7 @@ uint64_t PlatformDatabaseGeneration() { return Platform().generation; }
 
 void ForgetPlatformDatabaseIfMoved() {
   Connection& c = Platform();
-  if (!c.tried || c.named == GetConfig().database) return;
+  if (!c.tried || (c.db.IsOpen() && c.named == GetConfig().database)) return;
   c.db.Close();
   c.tried = false;
 }

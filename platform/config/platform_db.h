@@ -16,8 +16,8 @@
 namespace cantora {
 
 // The process's connection, opened on first use (read-write, no create).
-// Null when the database cannot be opened; the reason is logged once (once
-// per file named).
+// Null when the database cannot be opened; the reason is logged (once per
+// request of a persistent process, see ForgetPlatformDatabaseIfMoved).
 sqlite::Database* PlatformDatabase();
 
 // Changes whenever the connection PlatformDatabase hands out is a new one
@@ -27,8 +27,8 @@ sqlite::Database* PlatformDatabase();
 uint64_t PlatformDatabaseGeneration();
 
 // Between requests: closes the connection when the configuration in force
-// names another database than the one it opened, so that the next use opens
-// the one named.
+// names another database than the one it opened, and forgets a failed
+// opening, so that the next use opens the one named (as a new CGI would).
 void ForgetPlatformDatabaseIfMoved();
 
 // Between requests: whether anything committed to the database since this
