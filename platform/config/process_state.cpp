@@ -11,6 +11,12 @@ bool BeginPlatformRequest() {
   return PlatformDatabaseChangedSinceLastAsked();
 }
 
-bool EndPlatformRequest() { return ReleasePlatformDatabase(); }
+bool EndPlatformRequest() {
+  const bool released = ReleasePlatformDatabase();
+  // The database as this request leaves it, which the next one compares
+  // with: the connection is opened during a request, not before.
+  PlatformDatabaseChangedSinceLastAsked();
+  return released;
+}
 
 }  // namespace cantora

@@ -53,7 +53,8 @@ bool BeginPlatformRequest();
 
 // At the end of a request: true when the process state holds nothing of it
 // (see ReleasePlatformDatabase); otherwise what was left has been released
-// and logged.
+// and logged. Notes the database's data version for the next
+// BeginPlatformRequest to compare with.
 bool EndPlatformRequest();
 
 }  // namespace cantora

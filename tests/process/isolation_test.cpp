@@ -15,6 +15,7 @@
 
 #include "enumerate/guard/run_as.h"
 #include "platform/config/platform_db.h"
+#include "platform/config/process_state.h"
 #include "tests/process/request_driver.h"
 #include "tests/support/library_instance.h"
 
@@ -221,6 +222,10 @@ TEST_F(OneProcess, AnIndexRunBetweenRequestsIsSeenByTheNext) {
                       more);
   ASSERT_EQ(0, instance_->Admin({"folder", "add", more, "--name", "More"}).status);
   instance_->Index();
+  // The connection notices the run before the next request reads anything.
+  EXPECT_TRUE(cantora::BeginPlatformRequest());
+  EXPECT_FALSE(cantora::BeginPlatformRequest());
+  cantora::EndPlatformRequest();
   const std::string answer = Both(alice_.session, query);
   EXPECT_NE(std::string::npos, answer.find("\"Fresh Song\"")) << answer;
   EXPECT_NE(std::string::npos, answer.find("\"Fresh Library Song\"")) << answer;
