@@ -83,11 +83,12 @@ class OneProcess : public ::testing::Test {
       const std::string playlists = instance_->Path("preferences/" + u->name + "/playlists");
       MakeDirs(playlists);
       WriteFile(playlists + "/" + u->title + " List.m3u", home + "/" + u->title + "Album/1.mp3\n");
-      harness::CommandResult smart = instance_->Admin(
-          {"smart", "add", "--user", u->name}, R"({"name": ")" + u->title +
-                                                   R"( Smart", "match": "all", "rules": [)"
-                                                   R"({"field": "genre", "op": "is", "value": ")" +
-                                                   u->title + R"(Genre"}]})");
+      const std::string genre = u->title + "Genre";
+      const std::string rules = R"({"name": ")" + u->title +
+                                R"( Smart", "match": "all", )"
+                                R"("rules": [{"field": "genre", "op": "is", "value": ")" +
+                                genre + R"("}]})";
+      harness::CommandResult smart = instance_->Admin({"smart", "add", "--user", u->name}, rules);
       ASSERT_EQ(0, smart.status) << smart.err;
     }
     harness::CommandResult shared = instance_->Admin(
@@ -174,16 +175,21 @@ TEST_F(OneProcess, AlternatingUsersGetTheCgisAnswersAndNothingOfEachOther) {
       }
     }
   }
-  // Each saw their own: the comparison above is not between two empty answers.
-  EXPECT_NE(std::string::npos, Serve(alice_.session, "action=search&library=all&search_key=Secret")
-                                   .out.find("Alice Secret"));
-  EXPECT_NE(
-      std::string::npos,
-      Serve(bob_.session, "action=search&library=all&search_key=Secret").out.find("Bob Secret"));
-  EXPECT_NE(std::string::npos, Serve(alice_.session, "action=get_cover&path=" +
-                                                         Encode(instance_->PersonalFolder("alice") +
-                                                                "/AliceAlbum/1.mp3"))
-                                   .out.find("Content-Type: image/"));
+  // Each saw their own: the comparisons above are not between empty answers.
+  const std::string search = "action=search&library=all&search_key=Secret";
+  EXPECT_NE(std::string::npos, Serve(alice_.session, search).out.find("Alice Secret"));
+  EXPECT_NE(std::string::npos, Serve(bob_.session, search).out.find("Bob Secret"));
+  for (const std::string& query :
+       {std::string("action=playlist_song_enum&personal=yes&pls_id=Alice%20List"),
+        std::string("action=smartpls_song_enum&personal=yes&pls_id=Alice%20Smart"),
+        std::string("action=song_enum&library=personal&album_name=Alice%20Album")})
+    EXPECT_NE(std::string::npos, Serve(alice_.session, query).out.find("Alice Secret")) << query;
+  const std::string lists = Serve(alice_.session, "action=all_playlist_enum&library=all").out;
+  EXPECT_NE(std::string::npos, lists.find("\"Alice List\"")) << lists;
+  EXPECT_NE(std::string::npos, lists.find("\"Alice Smart\"")) << lists;
+  const std::string cover =
+      "action=get_cover&path=" + Encode(instance_->PersonalFolder("alice") + "/AliceAlbum/1.mp3");
+  EXPECT_NE(std::string::npos, Serve(alice_.session, cover).out.find("Content-Type: image/"));
 }
 
 // The random playlist is drawn anew for every request: its songs are the
