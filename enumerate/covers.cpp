@@ -128,7 +128,8 @@ void EnumerationHandler::GetCoverForAlbum() {
   // The best-ranked song whose file exists; the last one when none does.
   const MediaInfo* chosen = nullptr;
   for (const MediaInfo* info = ok ? list : nullptr; info != nullptr; info = info->next) {
-    FileTest test = TestSongFileAsRoot(*info, kAlbumSongTestGuard, kAlbumSongTestNoRoot);
+    FileTest test = TestSongFileAsRoot(request().song_files(), *info, kAlbumSongTestGuard,
+                                       kAlbumSongTestNoRoot);
     if (test == FileTest::kNoRoot) {
       ok = false;
       break;
@@ -149,15 +150,19 @@ bool EnumerationHandler::GetFolderCoverPath(const char* path, char* dest, int si
     return false;
   }
   char folder_cover[kCoverBufferSize];
-  if (ZARNAudioGetFolderCoverPath(path, folder_cover, sizeof folder_cover) != 0) return false;
+  const cantora::CoverScope& scope = request().cover_scope();
+  if (ZARNAudioGetFolderCoverPath(scope, path, folder_cover, sizeof folder_cover) != 0)
+    return false;
   // A folder cover is always delivered in its scaled form.
-  return ZARNAudioGetScaleCoverPath(folder_cover, folder_cover, dest,
+  return ZARNAudioGetScaleCoverPath(scope, folder_cover, folder_cover, dest,
                                     static_cast<size_t>(size)) == 0;
 }
 
 bool EnumerationHandler::GetSongCoverPath(const char* song_path, char* dest, int size) {
   // The embedded picture always wins over a folder image.
-  if (ZARNAudioGetEmbeddedCoverPath(song_path, dest, static_cast<size_t>(size)) == 0) return true;
+  if (ZARNAudioGetEmbeddedCoverPath(request().cover_scope(), song_path, dest,
+                                    static_cast<size_t>(size)) == 0)
+    return true;
   return GetFolderCoverPath(song_path, dest, size);
 }
 

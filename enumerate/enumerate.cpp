@@ -2,8 +2,11 @@
 
 #include <cstring>
 
+#include "enumerate/guard/run_as.h"
 #include "enumerate/list_answer.h"
 #include "platform/auth/account.h"
+#include "platform/config/process_state.h"
+#include "platform/playlist/song_records.h"
 
 const char* const kJsonContentType = "text/plain; charset=\"UTF-8\"";
 const char* const kEnumerateSource = "enumerate";
@@ -37,7 +40,9 @@ void EnumerationHandler::Run() {
   outputWritten = false;
   std::memset(userInfo, 0, sizeof userInfo);
   if (CantoraIphoneIsAuthorized(web_.GetSessionID(), userInfo, kUserInfoSize) < 0) return;
-  web_.SetSessionLanguage(reinterpret_cast<const CantoraUserRecord*>(userInfo)->language);
+  const CantoraUserRecord& user = *reinterpret_cast<const CantoraUserRecord*>(userInfo);
+  web_.SetSessionLanguage(user.language);
+  request_.emplace(user);
   if (web_.In("action") == nullptr) return;
   for (const Action& action : kActions) {
     // Read afresh for every name; the comparison is case-sensitive.
@@ -62,3 +67,13 @@ void EnumerationHandler::WriteJsonResponse(const Json::Value& answer, const char
 }
 
 void EnumerationHandler::SetSuccess(Json::Value& answer, bool flag) { answer["success"] = flag; }
+
+void BeginRequest() {
+  if (cantora::BeginPlatformRequest()) cantora::SongLookup::RememberPaths(nullptr);
+}
+
+void EndOfRequest() {
+  cantora::EndPlatformRequest();
+  cantora::SongLookup::RememberPaths(nullptr);
+  EndProcessUnlessCallerIds(kEnumerateSource);
+}

@@ -4,6 +4,8 @@
 // session, reads "action" and calls the one handler of that name; a request
 // that is not signed in, or names no known action, gets no answer at all.
 // Each handler reads its own parameters, writes its own answer and returns.
+// What the request works with (who is signed in, their scope, the
+// configuration, the database) is its RequestContext, made once in Run.
 #ifndef CANTORA_ENUMERATE_ENUMERATE_H
 #define CANTORA_ENUMERATE_ENUMERATE_H
 
@@ -12,6 +14,7 @@
 #include <optional>
 #include <string>
 
+#include "enumerate/request_context.h"
 #include "platform/cgi/server_form_handler.h"
 #include "platform/index/media_info.h"
 
@@ -94,6 +97,8 @@ class EnumerationHandler : public ServerFormHandler {
 
   // The login name of the signed-in user.
   const char* UserName() const { return userInfo; }
+  // This request's context; made in Run before any handler is called.
+  RequestContext& request() { return *request_; }
 
   struct Action {
     const char* name;
@@ -103,7 +108,27 @@ class EnumerationHandler : public ServerFormHandler {
 
   char userInfo[kUserInfoSize];
   bool outputWritten = false;
+  std::optional<RequestContext> request_;
 };
+
+// A process that serves request after request (FastCGI) calls BeginRequest
+// before building each EnumerationHandler and EndOfRequest after destroying
+// it; a CGI, which serves one request and ends, needs neither. Together they
+// keep the rules of platform/config/process_state.h:
+//   BeginRequest  the configuration read again when its file changed; the
+//                 database connection opened afresh when the configuration
+//                 names another file; caches derived from the index dropped
+//                 when an indexing run (or any other writer) changed it.
+//   EndOfRequest  the database connection left with no statement running
+//                 and no transaction open (what a request left is released
+//                 and logged); the playlist song hint dropped; and the
+//                 effective ids the caller's again, or else the process
+//                 ends at once (exit status 1, one LOG_AUTH|LOG_CRIT line)
+//                 rather than serve the next request with raised ids.
+// The process must have called DropToRealIds (enumerate/guard/run_as.h)
+// first, as main() does.
+void BeginRequest();
+void EndOfRequest();
 
 // Menu tables: rows of four strings, ended by a row of four null pointers.
 // grzRootMenu: id, class, icon, image path. grzRadioItem: id, source label,

@@ -60,6 +60,7 @@ struct FolderRequest {
   int uid;
   const char* user_name;
   ListAnswer* answer;
+  cantora::SongFiles* files;  // the request's
 };
 
 std::string Format(const char* tmpl, const char* path) {
@@ -117,8 +118,8 @@ bool AddFolders(const FolderRequest& r, const std::string& condition, FaceOf fac
 // The songs of condition after the folders: "success" true once listed,
 // none when the browse or the switch to root failed.
 std::optional<bool> AddSongs(const FolderRequest& r, const std::string& condition) {
-  if (!AppendSongList(ChangeToActualLib(r.library), r.uid, condition.c_str(), kSongOrder, -1,
-                      kSongsGuard, kSongsNoRoot, r.answer)) {
+  if (!AppendSongList(*r.files, ChangeToActualLib(r.library), r.uid, condition.c_str(), kSongOrder,
+                      -1, kSongsGuard, kSongsNoRoot, r.answer)) {
     return std::nullopt;
   }
   return true;
@@ -207,8 +208,9 @@ std::optional<bool> GivenFolder(const FolderRequest& r, const char* folder, bool
 
 void EnumerationHandler::FolderEnum() {
   ListAnswer answer(&web_, kJsonContentType);
+  cantora::SongFiles& files = request().song_files();
   FolderRequest request{web_.In("library", "shared"), GetUserIdFromName(UserName()), UserName(),
-                        &answer};
+                        &answer, &files};
   const char* folder = web_.In("folder");
   bool recursive = std::strcmp(web_.In("recursive", "no"), "yes") == 0;
   std::optional<bool> success;

@@ -77,9 +77,10 @@ SmartPlaylistNameIndex IndexNames(const std::vector<std::string>& names) {
 
 // Appends the smart playlists of a store (null: the shared one) to items.
 // Shared ones carry their enumeration position as "id"; personal ones none.
-int AppendSmartPlaylists(const char* file, bool typed, bool personal, Json::Value* items) {
+int AppendSmartPlaylists(cantora::SmartPlaylistStores& stores, const char* file, bool typed,
+                         bool personal, Json::Value* items) {
   int total = 0;
-  std::vector<std::string> names = ZarnAudioUtils::SmartPLSEnum(0, 0, total, file);
+  std::vector<std::string> names = ZarnAudioUtils::SmartPLSEnum(stores, 0, 0, total, file);
   for (const auto& entry : IndexNames(names)) {
     Json::Value item(Json::objectValue);
     if (!personal) item["id"] = Json::Value(Json::UInt(entry.second));
@@ -165,7 +166,8 @@ void EnumerationHandler::PlaylistEnum() {
 void EnumerationHandler::SmartPlaylistEnum() {
   Json::Value answer(Json::objectValue);
   Json::Value items(Json::arrayValue);
-  int total = AppendSmartPlaylists(nullptr, false, false, &items);
+  int total =
+      AppendSmartPlaylists(request().smart_playlist_stores(), nullptr, false, false, &items);
   answer["items"] = items;
   answer["total"] = total;  // the enumeration's own count
   SetSuccess(answer, true);
@@ -183,7 +185,7 @@ void EnumerationHandler::AllPlaylistEnum() {
   if (std::strcmp(library, "personal") != 0) {
     ZARNPlaylistListAll("shared", 0, &shared, 0, 0, 0);
     AppendNormalPlaylists(shared, true, nullptr, &items);
-    AppendSmartPlaylists(nullptr, true, false, &items);
+    AppendSmartPlaylists(request().smart_playlist_stores(), nullptr, true, false, &items);
   }
 
   char smart_file[kPathSize] = "";
@@ -208,7 +210,8 @@ void EnumerationHandler::AllPlaylistEnum() {
     }
   }
   // Read with the process's own identity, the privileges given back.
-  if (smart_file[0] != '\0') AppendSmartPlaylists(smart_file, true, true, &items);
+  if (smart_file[0] != '\0')
+    AppendSmartPlaylists(request().smart_playlist_stores(), smart_file, true, true, &items);
 
   ZARNPlayListFree(shared);
   AnswerPlaylists(items);
@@ -236,10 +239,11 @@ bool EnumerationHandler::CreateRandomPlaylist(const char* path) {
     return false;
   }
   // The old file goes first; only a random playlist file is ever removed.
-  cantora::RemoveRandomPlaylistFile(path);
+  const cantora::PlaylistWriter writer = request().playlist_writer();
+  cantora::RemoveRandomPlaylistFile(path, writer);
   MediaInfo* list = nullptr;
   ZARNMusicListAll(ChangeToActualLib(library), uid, &list, 8, "", "random", 1, 0, 100);
-  if (ZARNWriteMusicPlaylist(list, path) != 0) {
+  if (ZARNWriteMusicPlaylist(list, path, writer) != 0) {
     syslog(LOG_ERR, "%s (%d) Failed to create playlist %s", kEnumerateSource, kRandomWriteFailed,
            path);
     SetFormErrInfo("common", "error_system", kRandomWriteFailedForm);
@@ -359,7 +363,7 @@ void EnumerationHandler::PlaylistCreate(const char* user_info) {
     } else {
       if (realpath(path.c_str(), resolved) == nullptr)
         std::snprintf(resolved, sizeof resolved, "%s", path.c_str());
-      if (ZARNWriteMusicPlaylist(record, resolved) != 0) {
+      if (ZARNWriteMusicPlaylist(record, resolved, request().playlist_writer()) != 0) {
         syslog(LOG_ERR, "%s:%d Failed to write songs into playlist.", kEnumerateSource,
                kCreateWriteFailed);
       } else {

@@ -81,9 +81,12 @@ void EnumerationHandler::ListSmartPlaylistSongs(ListAnswer* answer, const char* 
       }
     }
     std::snprintf(path, kPathSize, "%s/%s", prefdir, "playlists/smart.playlist");
-    rules = ZarnAudioUtils::LoadSmartPlsRulesByFilename(path, pls_id);
+    rules = ZarnAudioUtils::LoadSmartPlsRulesByFilename(request().smart_playlist_stores(), path,
+                                                        pls_id);
   } else {
-    rules = ZarnAudioUtils::LoadSmartPlsRules(ZarnAudioUtils::SmartPLSGetName(Position(pls_id)));
+    cantora::SmartPlaylistStores& stores = request().smart_playlist_stores();
+    rules = ZarnAudioUtils::LoadSmartPlsRules(
+        stores, ZarnAudioUtils::SmartPLSGetName(stores, Position(pls_id)));
   }
   MediaInfo* list = nullptr;
   int count = 0;

@@ -137,18 +137,20 @@ bool AdmitRecordText(const MediaInfo& info) {
   return false;
 }
 
-FileTest TestSongFileAsRoot(const MediaInfo& info, int guard_line, int fail_line) {
-  bool located = cantora::LocateSongFile(info);
+FileTest TestSongFileAsRoot(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
+                            int fail_line) {
+  bool located = files.Locate(info);
   IF_RUN_AS guard(kEnumerateSource, guard_line);
   if (!guard.ok()) {
     syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
     return FileTest::kNoRoot;
   }
-  return located && cantora::LocatedSongFileExists() ? FileTest::kExists : FileTest::kMissing;
+  return located && files.LocatedExists() ? FileTest::kExists : FileTest::kMissing;
 }
 
-Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) {
-  switch (TestSongFileAsRoot(info, guard_line, fail_line)) {
+Admission AdmitSongRecord(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
+                          int fail_line) {
+  switch (TestSongFileAsRoot(files, info, guard_line, fail_line)) {
     case FileTest::kNoRoot:
       return Admission::kNoRoot;
     case FileTest::kMissing:
@@ -159,9 +161,9 @@ Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line) 
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }
 
-bool AppendAdmittedSongItem(const MediaInfo& info, const char* library, int guard_line,
-                            int fail_line, ListAnswer* answer) {
-  switch (AdmitSongRecord(info, guard_line, fail_line)) {
+bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library,
+                            int guard_line, int fail_line, ListAnswer* answer) {
+  switch (AdmitSongRecord(files, info, guard_line, fail_line)) {
     case Admission::kNoRoot:
       return false;
     case Admission::kSkipped:
@@ -173,8 +175,9 @@ bool AppendAdmittedSongItem(const MediaInfo& info, const char* library, int guar
   return true;
 }
 
-bool AppendSongList(const char* library, int uid, const char* condition, const char* order,
-                    int limit, int guard_line, int fail_line, ListAnswer* answer) {
+bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, const char* condition,
+                    const char* order, int limit, int guard_line, int fail_line,
+                    ListAnswer* answer) {
   sqlite::Database* db = cantora::IndexDatabase();
   if (db == nullptr) return false;
   cantora::BrowseQuery query;
@@ -186,16 +189,16 @@ bool AppendSongList(const char* library, int uid, const char* condition, const c
   query.limit = limit;
   bool admitted = true;
   int n = cantora::MusicBrowseEach(*db, query, [&](const MediaInfo& info) {
-    admitted = AppendAdmittedSongItem(info, library, guard_line, fail_line, answer);
+    admitted = AppendAdmittedSongItem(files, info, library, guard_line, fail_line, answer);
     return admitted;
   });
   return n >= 0 && admitted;
 }
 
-bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     ListAnswer* answer) {
+bool AppendSongItems(cantora::SongFiles& files, const MediaInfo* list, const char* library,
+                     int guard_line, int fail_line, ListAnswer* answer) {
   for (const MediaInfo* info = list; info != nullptr; info = info->next) {
-    if (!AppendAdmittedSongItem(*info, library, guard_line, fail_line, answer)) return false;
+    if (!AppendAdmittedSongItem(files, *info, library, guard_line, fail_line, answer)) return false;
   }
   return true;
 }

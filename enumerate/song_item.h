@@ -7,6 +7,7 @@
 
 #include "enumerate/list_answer.h"
 #include "platform/index/media_info.h"
+#include "platform/index/song_file.h"
 
 // Appends the JSON text of the 18-member item of one record to out. All
 // numbers are decimal strings except "covercount", a JSON integer. "id"
@@ -30,38 +31,40 @@ bool AdmitRecordText(const MediaInfo& info);
 
 enum class FileTest { kExists, kMissing, kNoRoot };
 
-// Whether info's file exists inside its library: located without
-// privileges, then looked up as root under IF_RUN_AS built with guard_line,
-// confined to the library (see platform/index/song_file.h). kNoRoot when the
-// switch to root failed, logged as "<source>:<fail_line> Failed to run as
-// root.".
-FileTest TestSongFileAsRoot(const MediaInfo& info, int guard_line, int fail_line);
+// Whether info's file exists inside its library, looked up through files
+// (the request's): located without privileges, then looked up as root
+// under IF_RUN_AS built with guard_line, confined to the library (see platform/index/song_file.h).
+// kNoRoot when the switch to root failed, logged as "<source>:<fail_line> Failed to run as root.".
+FileTest TestSongFileAsRoot(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
+                            int fail_line);
 
 enum class Admission { kAdmitted, kSkipped, kNoRoot };
 
 // Both tests of a record: its file must exist inside its library (looked up
-// as root, under IF_RUN_AS built with guard_line; see
+// through files as root, under IF_RUN_AS built with guard_line; see
 // platform/index/song_file.h), and its text must pass AdmitRecordText. A
 // missing file is skipped silently. kNoRoot when the switch to root failed, logged
 // as "<source>:<fail_line> Failed to run as root.".
-Admission AdmitSongRecord(const MediaInfo& info, int guard_line, int fail_line);
+Admission AdmitSongRecord(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
+                          int fail_line);
 
 // Adds the item of info to answer when AdmitSongRecord admits it. False
 // when the switch to root failed.
-bool AppendAdmittedSongItem(const MediaInfo& info, const char* library, int guard_line,
-                            int fail_line, ListAnswer* answer);
+bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library,
+                            int guard_line, int fail_line, ListAnswer* answer);
 
 // The songs of condition in order (at most limit; -1: all) from library
 // (the ChangeToActualLib result in force) as uid sees it, each admitted
 // record's item added to answer as it is read (cantora::MusicBrowseEach):
 // a list of a fifth of the library is never held whole. False when the
 // browse or the switch to root failed; the items added until then stay.
-bool AppendSongList(const char* library, int uid, const char* condition, const char* order,
-                    int limit, int guard_line, int fail_line, ListAnswer* answer);
+bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, const char* condition,
+                    const char* order, int limit, int guard_line, int fail_line,
+                    ListAnswer* answer);
 
 // Adds the item of every admitted record of list to answer, in list order.
 // False when the switch to root failed; the items added until then stay.
-bool AppendSongItems(const MediaInfo* list, const char* library, int guard_line, int fail_line,
-                     ListAnswer* answer);
+bool AppendSongItems(cantora::SongFiles& files, const MediaInfo* list, const char* library,
+                     int guard_line, int fail_line, ListAnswer* answer);
 
 #endif

@@ -41,17 +41,19 @@ constexpr int kSearchLimit = 1000;
 
 // The browse and the admission loop that both lists end in. The success
 // flag to answer, or none when the browse or the switch to root failed.
-std::optional<bool> ListSongs(const char* library, int uid, const char* condition, int limit,
-                              int guard_line, int fail_line, ListAnswer* answer) {
-  if (!AppendSongList(ChangeToActualLib(library), uid, condition, kSongOrder, limit, guard_line,
-                      fail_line, answer)) {
+std::optional<bool> ListSongs(cantora::SongFiles& files, const char* library, int uid,
+                              const char* condition, int limit, int guard_line, int fail_line,
+                              ListAnswer* answer) {
+  if (!AppendSongList(files, ChangeToActualLib(library), uid, condition, kSongOrder, limit,
+                      guard_line, fail_line, answer)) {
     return std::nullopt;
   }
   return true;
 }
 
-std::optional<bool> SongsOf(const char* library, int uid, const char* album, const char* artist,
-                            const char* genre, ListAnswer* answer) {
+std::optional<bool> SongsOf(cantora::SongFiles& files, const char* library, int uid,
+                            const char* album, const char* artist, const char* genre,
+                            ListAnswer* answer) {
   if (album == nullptr && artist == nullptr && genre == nullptr) {
     syslog(LOG_ERR, "%s (%d) Enumeration of songs parameters error.", kEnumerateSource,
            kSongsNoFilter);
@@ -81,11 +83,11 @@ std::optional<bool> SongsOf(const char* library, int uid, const char* album, con
   } else {
     std::snprintf(condition, sizeof condition, "album = '%s'", album_q.get());
   }
-  return ListSongs(library, uid, condition, -1, kSongsGuard, kSongsNoRoot, answer);
+  return ListSongs(files, library, uid, condition, -1, kSongsGuard, kSongsNoRoot, answer);
 }
 
-std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
-                                const char* category, ListAnswer* answer) {
+std::optional<bool> SearchSongs(cantora::SongFiles& files, const char* library, int uid,
+                                const char* key, const char* category, ListAnswer* answer) {
   if (key[0] == '\0') {
     syslog(LOG_ERR, "%s (%d) Should provide a search key.", kEnumerateSource, kSearchNoKey);
     return false;
@@ -109,20 +111,22 @@ std::optional<bool> SearchSongs(const char* library, int uid, const char* key,
                   "album_artist ilike '%%%s%%'",
                   k.get(), k.get(), k.get(), k.get());
   }
-  return ListSongs(library, uid, condition, kSearchLimit, kSearchGuard, kSearchNoRoot, answer);
+  return ListSongs(files, library, uid, condition, kSearchLimit, kSearchGuard, kSearchNoRoot,
+                   answer);
 }
 
 }  // namespace
 
 void EnumerationHandler::SongEnum() {
   ListAnswer answer(&web_, kJsonContentType);
-  answer.Finish(SongsOf(web_.In("library", "shared"), GetUserIdFromName(UserName()),
-                        web_.In("album_name"), web_.In("artist_name"), web_.In("genre_name"),
-                        &answer));
+  answer.Finish(SongsOf(request().song_files(), web_.In("library", "shared"),
+                        GetUserIdFromName(UserName()), web_.In("album_name"),
+                        web_.In("artist_name"), web_.In("genre_name"), &answer));
 }
 
 void EnumerationHandler::Search() {
   ListAnswer answer(&web_, kJsonContentType);
-  answer.Finish(SearchSongs(web_.In("library", "shared"), GetUserIdFromName(UserName()),
-                            web_.In("search_key", ""), web_.In("category"), &answer));
+  answer.Finish(SearchSongs(request().song_files(), web_.In("library", "shared"),
+                            GetUserIdFromName(UserName()), web_.In("search_key", ""),
+                            web_.In("category"), &answer));
 }

@@ -83,7 +83,8 @@ int StreamHandler::OpenSong(const cantora::StreamRequest& request, int uid, bool
     return -1;
   }
   *shared = song.head->library == 0;
-  if (!cantora::LocateSongFile(*song.head)) {
+  cantora::SongFiles files;
+  if (!files.Locate(*song.head)) {
     syslog(LOG_ERR, "%s:%d song %lld lies in no library", kStreamSource, __LINE__,
            static_cast<long long>(request.id));
     return -1;
@@ -93,5 +94,5 @@ int StreamHandler::OpenSong(const cantora::StreamRequest& request, int uid, bool
     syslog(LOG_ERR, "%s:%d Failed to run as root.", kStreamSource, __LINE__);
     return -1;
   }
-  return cantora::OpenLocatedSongFile();
+  return files.OpenLocated();
 }

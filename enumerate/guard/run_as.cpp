@@ -5,6 +5,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 namespace {
 
 // The effective ids as this process last set them. Only this process changes
@@ -24,6 +26,17 @@ EffectiveIds& Current() {
     ids.gid = ::getegid();
     ids.known = true;
   }
+  return ids;
+}
+
+// What the process knows of its ids is asked of the kernel again at the
+// next read.
+void ForgetKnownIds() { Current().known = false; }
+
+// The caller's ids (RememberCallerIds): what the process returns to between
+// requests.
+EffectiveIds& Caller() {
+  static EffectiveIds ids;
   return ids;
 }
 
@@ -89,7 +102,33 @@ IF_RUN_AS::~IF_RUN_AS() {
            static_cast<int>(saved_uid_), static_cast<int>(saved_gid_));
 }
 
-bool DropToRealIds() {
+void RememberCallerIds() {
+  EffectiveIds& caller = Caller();
+  if (caller.known) return;
+  const IdCalls& id = RunAsIdCalls();
+  caller.uid = id.geteuid();
+  caller.gid = id.getegid();
+  caller.known = true;
+}
+
+void EndProcessUnlessCallerIds(const char* source) {
+  RememberCallerIds();
+  ForgetKnownIds();
+  const IdCalls& id = RunAsIdCalls();
+  const EffectiveIds& caller = Caller();
+  uid_t euid = id.geteuid();
+  gid_t egid = id.getegid();
+  if (euid == caller.uid && egid == caller.gid) return;
+  syslog(LOG_AUTH | LOG_CRIT,
+         "%s: effective ids %d/%d after a request, not the caller's %d/%d: ending the process",
+         source, static_cast<int>(euid), static_cast<int>(egid), static_cast<int>(caller.uid),
+         static_cast<int>(caller.gid));
+  _exit(EXIT_FAILURE);
+}
+
+namespace {
+
+bool DropIds() {
   uid_t ruid = getuid(), euid = geteuid();
   gid_t rgid = getgid(), egid = getegid();
   if (ruid == euid && rgid == egid) return true;
@@ -118,4 +157,12 @@ bool DropToRealIds() {
   if (static_cast<gid_t>(setfsgid(static_cast<gid_t>(-1))) != rgid) return false;
   if (id.setresuid(-1, ruid, -1) != 0) return false;
   return geteuid() == ruid && getegid() == 0;
+}
+
+}  // namespace
+
+bool DropToRealIds() {
+  if (!DropIds()) return false;
+  RememberCallerIds();
+  return true;
 }

@@ -56,4 +56,19 @@ class IF_RUN_AS {
 // (the program must then not go on).
 bool DropToRealIds();
 
+// The caller's ids: the effective user and group ids that DropToRealIds left
+// in force (or, in a process that never called it, those in force when this
+// is first called). Recorded once per process, through the id calls in force.
+void RememberCallerIds();
+
+// Between two requests of a process that serves many, the effective ids
+// must be the caller's again: a guard whose restore failed (logged at
+// LOG_AUTH|LOG_CRIT as above) leaves them raised. Unless they are the
+// caller's, logs at LOG_AUTH|LOG_CRIT "<source>: effective ids <uid>/<gid>
+// after a request, not the caller's <uid>/<gid>: ending the process" and
+// ends the process at once (exit status 1), rather than serve the next
+// request with raised ids. The ids are read afresh from the kernel (through
+// the id calls in force). Needs RememberCallerIds (or DropToRealIds) first.
+void EndProcessUnlessCallerIds(const char* source);
+
 #endif

@@ -353,12 +353,13 @@ SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::st
 
 namespace cantora {
 
-static User& SignedInUserSlot() {
-  static User user;
+User UserOfRecord(const CantoraUserRecord& record) {
+  User user;
+  user.id = record.uid;
+  user.name.assign(record.name, strnlen(record.name, sizeof record.name));
+  user.personal = record.personal_library != 0;
   return user;
 }
-
-const User& SignedInUser() { return SignedInUserSlot(); }
 
 }  // namespace cantora
 
@@ -378,10 +379,6 @@ int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
   std::strncpy(user->name, st.Text(1), sizeof user->name - 1);
   user->uid = static_cast<int32_t>(st.Int(0));
   user->personal_library = static_cast<int32_t>(st.Int(2));
-  cantora::User& signed_in = cantora::SignedInUserSlot();
-  signed_in.id = user->uid;
-  signed_in.name = user->name;
-  signed_in.personal = user->personal_library != 0;
   // A database made before session languages existed has no such table:
   // the session then simply has no language.
   sqlite::Statement language =

@@ -91,9 +91,8 @@ SignInResult SignIn(sqlite::Database& db, const std::string& name, const std::st
 // The wait that this many failures earn (0 for the first two).
 int SignInDelayMillis(int failures);
 
-// The user whose session CantoraIphoneIsAuthorized last accepted in this
-// process (a CGI serves one request); id 0 and no name when none was.
-const User& SignedInUser();
+// The user of a record that CantoraIphoneIsAuthorized filled.
+User UserOfRecord(const CantoraUserRecord& record);
 
 }  // namespace cantora
 

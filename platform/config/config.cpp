@@ -1,11 +1,15 @@
 #include "platform/config/config.h"
 
+#include <sys/stat.h>
+#include <syslog.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <optional>
-#include <syslog.h>
+#include <utility>
+#include <vector>
 
 #include "platform/config/trust.h"
 
@@ -72,12 +76,46 @@ bool Apply(Config* c, const std::string& key, const std::string& value) {
   return true;  // unknown keys are ignored
 }
 
+// What tells one version of a file from another without reading it.
+struct FileIdentity {
+  int error = 0;  // errno of the stat; 0 when the file is there
+  dev_t dev = 0;
+  ino_t ino = 0;
+  off_t size = 0;
+  timespec mtime{};
+  bool operator==(const FileIdentity& o) const {
+    return error == o.error && dev == o.dev && ino == o.ino && size == o.size &&
+           mtime.tv_sec == o.mtime.tv_sec && mtime.tv_nsec == o.mtime.tv_nsec;
+  }
+};
+
+FileIdentity IdentityOf(const std::string& path) {
+  FileIdentity id;
+  struct stat st;
+  if (stat(path.c_str(), &st) != 0) {
+    id.error = errno;
+    return id;
+  }
+  id.dev = st.st_dev;
+  id.ino = st.st_ino;
+  id.size = st.st_size;
+  id.mtime = st.st_mtim;
+  return id;
+}
+
 // The configuration in force: set by SetConfig, else read from the file on
 // first use, so that a program that has read the file itself does not read
 // it twice.
-std::optional<Config>& Current() {
-  static std::optional<Config> config;
-  return config;
+struct InForce {
+  std::optional<Config> config;
+  // The files it was read from (the one named, and the one read when that
+  // differs), as they were just before the reading; empty when it was set.
+  std::vector<std::pair<std::string, FileIdentity>> read_from;
+};
+
+InForce& Current() {
+  static InForce in_force;
+  return in_force;
 }
 
 // The file a privileged (setuid) process may read: the one its caller named
@@ -94,13 +132,18 @@ std::string PrivilegedConfigPath() {
   return "";
 }
 
-Config LoadOrDefaults() {
+// Reads the configuration; *read_from receives the files it depends on,
+// each as it was before the reading (a change after it is seen next time).
+Config LoadOrDefaults(std::vector<std::pair<std::string, FileIdentity>>* read_from) {
   Config c;
   std::string error;
   std::string path = ConfigFilePath();
+  read_from->clear();
+  read_from->emplace_back(path, IdentityOf(path));
   if (StartedPrivileged()) {
     path = PrivilegedConfigPath();
     if (path.empty()) return c;
+    if (path != read_from->front().first) read_from->emplace_back(path, IdentityOf(path));
   }
   if (!LoadConfigFile(path, &c, &error)) {
     syslog(LOG_ERR, "cantora: %s", error.c_str());
@@ -143,12 +186,27 @@ bool LoadConfigFile(const std::string& path, Config* out, std::string* error) {
 }
 
 const Config& GetConfig() {
-  std::optional<Config>& config = Current();
-  if (!config) config = LoadOrDefaults();
-  return *config;
+  InForce& in_force = Current();
+  if (!in_force.config) in_force.config = LoadOrDefaults(&in_force.read_from);
+  return *in_force.config;
 }
 
-void SetConfig(const Config& config) { Current() = config; }
+void SetConfig(const Config& config) {
+  Current().config = config;
+  Current().read_from.clear();
+}
+
+bool ReloadConfigIfChanged() {
+  InForce& in_force = Current();
+  if (!in_force.config || in_force.read_from.empty()) return false;
+  bool changed = ConfigFilePath() != in_force.read_from.front().first;
+  for (const auto& [path, identity] : in_force.read_from)
+    changed = changed || !(IdentityOf(path) == identity);
+  if (!changed) return false;
+  // Assigned in place: the reference GetConfig handed out stays valid.
+  *in_force.config = LoadOrDefaults(&in_force.read_from);
+  return true;
+}
 
 std::string ResolveSystemPath(const std::string& fixed_path) {
   const std::string& root = GetConfig().root;

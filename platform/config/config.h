@@ -71,14 +71,22 @@ bool LoadConfigFile(const std::string& path, Config* out, std::string* error);
 // Path of the configuration file in force: $CANTORA_CONFIG or the default.
 std::string ConfigFilePath();
 
-// The configuration in force, loaded once per process. A broken file is
-// logged once and leaves the defaults in place, so that a request never
-// reads outside the configured instance by accident of a typo: the defaults
-// point at the system's own instance.
+// The configuration in force, loaded on first use. A broken file is
+// logged and leaves the defaults in place, so that a request never reads
+// outside the configured instance by accident of a typo: the defaults point
+// at the system's own instance. The reference stays valid for the process;
+// what it holds changes only in ReloadConfigIfChanged, between requests.
 const Config& GetConfig();
 
-// Replaces the configuration in force (tests and tools that take --config).
+// Replaces the configuration in force (tests and tools that take --config);
+// it is then kept as it is, whatever the file does.
 void SetConfig(const Config& config);
+
+// A process that serves many requests calls this at the start of each: when
+// the configuration in force was read from its file and that file has
+// changed since (another inode or device, size or modification time, or it
+// appeared or went), it is read again as on first use. True when it was.
+bool ReloadConfigIfChanged();
 
 // Resolves one of the system's fixed absolute paths under the configured root:
 // ResolveSystemPath("/usr/zarn/etc/radio") is "<root>/usr/zarn/etc/radio".

@@ -27,24 +27,85 @@ bool OpenPlatformDatabase(const std::string& path, bool create, sqlite::Database
                   error);
 }
 
+namespace {
+
+// The process's connection and what is known of it.
+struct Connection {
+  sqlite::Database db;
+  bool tried = false;
+  std::string named;  // the configured path it was opened for
+  uint64_t generation = 0;
+  int64_t data_version = -1;  // as last asked; -1 before the first question
+};
+
+Connection& Platform() {
+  static Connection connection;
+  return connection;
+}
+
+}  // namespace
+
 sqlite::Database* PlatformDatabase() {
-  static sqlite::Database db;
-  static bool tried = false;
-  if (!tried) {
-    tried = true;
-    std::string error, path = GetConfig().database;
+  Connection& c = Platform();
+  if (!c.tried) {
+    c.tried = true;
+    c.named = GetConfig().database;
+    c.data_version = -1;
+    std::string error, path = c.named;
     // A setuid process tests the songs of this database as root: it must be
     // one that only root and the web server's group can have written.
-    if (StartedPrivileged() && !TrustedForPrivilegedUse(GetConfig().database, &path, &error)) {
+    if (StartedPrivileged() && !TrustedForPrivilegedUse(c.named, &path, &error)) {
       syslog(LOG_ERR, "cantora: refusing database %s", error.c_str());
       return nullptr;
     }
-    if (!OpenPlatformDatabase(path, false, &db, &error)) {
+    if (!OpenPlatformDatabase(path, false, &c.db, &error)) {
       syslog(LOG_ERR, "cantora: cannot open database %s: %s", path.c_str(), error.c_str());
-      db.Close();
+      c.db.Close();
+    } else {
+      ++c.generation;
     }
   }
-  return db.IsOpen() ? &db : nullptr;
+  return c.db.IsOpen() ? &c.db : nullptr;
+}
+
+uint64_t PlatformDatabaseGeneration() { return Platform().generation; }
+
+void ForgetPlatformDatabaseIfMoved() {
+  Connection& c = Platform();
+  if (!c.tried || (c.db.IsOpen() && c.named == GetConfig().database)) return;
+  c.db.Close();
+  c.tried = false;
+}
+
+bool PlatformDatabaseChangedSinceLastAsked() {
+  Connection& c = Platform();
+  if (!c.db.IsOpen()) return false;
+  sqlite::Statement st = c.db.Prepare("PRAGMA data_version");
+  if (!st.IsValid() || st.Step() != SQLITE_ROW) return false;
+  const int64_t version = st.Int(0);
+  const bool changed = c.data_version != -1 && version != c.data_version;
+  c.data_version = version;
+  return changed;
+}
+
+bool ReleasePlatformDatabase() {
+  Connection& c = Platform();
+  if (!c.db.IsOpen()) return true;
+  sqlite3* db = c.db.get();
+  int busy = 0;
+  for (sqlite3_stmt* st = sqlite3_next_stmt(db, nullptr); st != nullptr;
+       st = sqlite3_next_stmt(db, st)) {
+    if (sqlite3_stmt_busy(st)) {
+      sqlite3_reset(st);
+      ++busy;
+    }
+  }
+  const bool in_transaction = sqlite3_get_autocommit(db) == 0;
+  if (in_transaction) c.db.Exec("ROLLBACK");
+  if (busy == 0 && !in_transaction) return true;
+  syslog(LOG_ERR, "cantora: a request left %d statement(s) running%s; released", busy,
+         in_transaction ? " and a transaction open" : "");
+  return false;
 }
 
 }  // namespace cantora

@@ -1,10 +1,14 @@
 // The platform's SQLite database (accounts, sessions, the music index).
 //
 // One file, named by the configuration's "database" key, in WAL mode so that
-// requests read while the indexer writes. Each process opens it at most once.
+// requests read while the indexer writes. A process opens it once and keeps
+// the connection (see process_state.h for what keeps it valid between
+// requests); it is opened again only when the configuration names another
+// file.
 #ifndef CANTORA_PLATFORM_CONFIG_PLATFORM_DB_H
 #define CANTORA_PLATFORM_CONFIG_PLATFORM_DB_H
 
+#include <cstdint>
 #include <string>
 
 #include "platform/lib/sqlite/database.h"
@@ -12,8 +16,33 @@
 namespace cantora {
 
 // The process's connection, opened on first use (read-write, no create).
-// Null when the database cannot be opened; the reason is logged once.
+// Null when the database cannot be opened; the reason is logged (once per
+// request of a persistent process, see ForgetPlatformDatabaseIfMoved).
 sqlite::Database* PlatformDatabase();
+
+// Changes whenever the connection PlatformDatabase hands out is a new one
+// (never 0 once one was opened): what is set up per connection (SQL
+// functions, pragmas) is set up again when it differs from the number it
+// was set up for. A connection's address may be reused by the next.
+uint64_t PlatformDatabaseGeneration();
+
+// Between requests: closes the connection when the configuration in force
+// names another database than the one it opened, and forgets a failed
+// opening, so that the next use opens the one named (as a new CGI would).
+void ForgetPlatformDatabaseIfMoved();
+
+// Between requests: whether anything committed to the database since this
+// was last asked of the same connection (SQLite's data_version: an indexing
+// run, an administrator's change). False for the first question of a
+// connection, and when none is open.
+bool PlatformDatabaseChangedSinceLastAsked();
+
+// Between requests: true when the connection holds nothing of the last
+// request, no statement stepped and not reset, and no transaction open (so
+// that no read snapshot keeps the indexer's writes or a WAL checkpoint
+// waiting). Otherwise resets the statements, rolls the transaction back,
+// logs one line naming what was left, and returns false.
+bool ReleasePlatformDatabase();
 
 // Opens (creating when asked) the database at path with the platform's
 // connection settings: WAL journal, a busy timeout, foreign keys.

@@ -8,8 +8,8 @@ namespace cantora {
 sqlite::Database* IndexDatabase() {
   sqlite::Database* db = PlatformDatabase();
   if (db == nullptr) return nullptr;
-  static sqlite3* prepared = nullptr;
-  if (prepared != db->get()) {
+  static uint64_t prepared = 0;  // the connection set up, by generation
+  if (prepared != PlatformDatabaseGeneration()) {
     if (!RegisterIndexFunctions(db->get())) return nullptr;
     // Reads pages with pread into the page cache, and sorts in memory. A
     // memory map costs a page fault per page first touched (about 20 us on
@@ -18,7 +18,7 @@ sqlite::Database* IndexDatabase() {
     // cache's pages come from the heap, which is on huge pages
     // (enumerate/huge_heap.cpp), and only grow as far as a query needs.
     db->Exec("PRAGMA mmap_size=0; PRAGMA temp_store=MEMORY; PRAGMA cache_size=-16000");
-    prepared = db->get();
+    prepared = PlatformDatabaseGeneration();
   }
   return db;
 }

@@ -41,16 +41,12 @@ std::string PersonalFolderOf(int owner) {
   return PersonalLibraryFolder(UserNameById(*db, owner));
 }
 
-class SongFiles {
+}  // namespace
+
+class SongFiles::State {
  public:
-  void SetRoots(const LibraryRoots& roots) {
-    roots_ = roots;
-    root_path_.clear();
-    real_root_.clear();
-    root_fd_.Reset(-1);
-    folder_fd_.Reset(-1);
-    folder_.clear();
-  }
+  State() = default;
+  explicit State(const LibraryRoots& roots) : roots_(roots) {}
 
   bool Locate(const MediaInfo& info) {
     located_ = false;
@@ -166,19 +162,16 @@ class SongFiles {
   const char* name_ = nullptr;
 };
 
-SongFiles& Files() {
-  static SongFiles files;
-  return files;
-}
+SongFiles::SongFiles() : state_(std::make_unique<State>()) {}
 
-}  // namespace
+SongFiles::SongFiles(const LibraryRoots& roots) : state_(std::make_unique<State>(roots)) {}
 
-void SetLibraryRoots(const LibraryRoots& roots) { Files().SetRoots(roots); }
+SongFiles::~SongFiles() = default;
 
-bool LocateSongFile(const MediaInfo& info) { return Files().Locate(info); }
+bool SongFiles::Locate(const MediaInfo& info) { return state_->Locate(info); }
 
-bool LocatedSongFileExists() { return Files().Exists(); }
+bool SongFiles::LocatedExists() { return state_->Exists(); }
 
-int OpenLocatedSongFile() { return Files().Open(); }
+int SongFiles::OpenLocated() { return state_->Open(); }
 
 }  // namespace cantora

@@ -7,14 +7,19 @@
 // link as the last component counts only when its target lies inside too.
 // A path that lies in none of the libraries does not exist.
 //
-// Lookups start from folder handles (O_PATH) kept for the rest of the
-// process: songs of one folder follow each other in a list, and a lookup of
-// one name costs a fraction of a whole path's. A handle grants nothing by
-// itself: a lookup through it is checked against the ids in force.
+// Lookups start from folder handles (O_PATH) kept by a SongFiles object:
+// songs of one folder follow each other in a list, and a lookup of one name
+// costs a fraction of a whole path's. A handle grants nothing by itself: a
+// lookup through it is checked against the ids in force. A SongFiles
+// belongs to one request (the gateway's request context owns it): the
+// roots it read and the handles it holds go with it, so that a process
+// serving many requests sees each indexing run and each new library, and
+// holds no folder open between requests.
 #ifndef CANTORA_PLATFORM_INDEX_SONG_FILE_H
 #define CANTORA_PLATFORM_INDEX_SONG_FILE_H
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,31 +28,43 @@
 namespace cantora {
 
 // The roots of the libraries: the indexed folders, and the personal folder
-// of each owner id. Read from the platform database on first use.
+// of each owner id.
 struct LibraryRoots {
   std::vector<std::string> shared;
   std::map<int, std::string> personal;
 };
 
-// Replaces the roots in force (tests); forgets the folder handles.
-void SetLibraryRoots(const LibraryRoots& roots);
+class SongFiles {
+ public:
+  // Roots read from the platform database on first use.
+  SongFiles();
+  // These roots (tests).
+  explicit SongFiles(const LibraryRoots& roots);
+  ~SongFiles();
+  SongFiles(const SongFiles&) = delete;
+  SongFiles& operator=(const SongFiles&) = delete;
 
-// Finds the library of info's file. Needs no privileges (reads the
-// database); false when the path lies in no library, or is not plain (an
-// empty component, "." or "..").
-bool LocateSongFile(const MediaInfo& info);
+  // Finds the library of info's file. Needs no privileges (reads the
+  // database); false when the path lies in no library, or is not plain (an
+  // empty component, "." or "..").
+  bool Locate(const MediaInfo& info);
 
-// Whether the file last located exists inside its library. Made with the
-// privileges that reading the libraries needs (under IF_RUN_AS).
-bool LocatedSongFileExists();
+  // Whether the file last located exists inside its library. Made with the
+  // privileges that reading the libraries needs (under IF_RUN_AS).
+  bool LocatedExists();
 
-// Opens the file last located for reading (O_RDONLY, close-on-exec), by the
-// same confinement as LocatedSongFileExists: looked up beneath its library's
-// root, a link followed only when its target lies inside the library, and
-// only a regular file. -1 when any of that fails. Made with the privileges
-// that reading the libraries needs (under IF_RUN_AS); the descriptor then
-// reads the file whatever ids are in force later.
-int OpenLocatedSongFile();
+  // Opens the file last located for reading (O_RDONLY, close-on-exec), by
+  // the same confinement as LocatedExists: looked up beneath its library's
+  // root, a link followed only when its target lies inside the library, and
+  // only a regular file. -1 when any of that fails. Made with the
+  // privileges that reading the libraries needs (under IF_RUN_AS); the
+  // descriptor then reads the file whatever ids are in force later.
+  int OpenLocated();
+
+ private:
+  class State;
+  std::unique_ptr<State> state_;
+};
 
 }  // namespace cantora
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/index/media_info.h"
+#include "platform/playlist/playlist_files.h"
 
 // The songs of the entries [start, start + limit) of the playlist at path, as
 // user uid sees them (song_records.h): the index record of each entry's file,
@@ -23,10 +24,11 @@
 MediaInfo* ZARNPlaylistParseByPath(int uid, const char* path, int kind, int* count, int start,
                                    int limit, const char* columns, int full);
 
-// Writes the songs of list (null: none) as an M3U8 playlist at path,
-// replacing it as a whole (playlist_files.h). 0 on success, -1 when path is
-// not a place for playlists or the file cannot be written.
-int ZARNWriteMusicPlaylist(const MediaInfo* list, const char* path);
+// Writes the songs of list (null: none) as an M3U8 playlist at path for
+// writer, replacing it as a whole (playlist_files.h). 0 on success, -1 when
+// path is not a place for writer's playlists or the file cannot be written.
+int ZARNWriteMusicPlaylist(const MediaInfo* list, const char* path,
+                           const cantora::PlaylistWriter& writer);
 
 // Songs of a library (library.h) for user uid, as full records.
 //   kind 8 (songs; the only kind), condition (a fragment as ZARNMusicBrowse

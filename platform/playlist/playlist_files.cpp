@@ -69,18 +69,19 @@ bool HasControl(const std::string& name) {
   return false;
 }
 
-// True when folder (canonical) may receive a playlist file called name.
-bool IsWritableStore(const std::string& folder, const std::string& name) {
+// True when folder (canonical) may receive a playlist file called name
+// from writer.
+bool IsWritableStore(const std::string& folder, const std::string& name,
+                     const PlaylistWriter& writer) {
   // A random playlist lies in tmp and nowhere else: its name comes from the
   // client, who could otherwise drop one into any store, another user's too.
   if (IsRandomPlaylistFileName(name)) {
     std::string tmp = TmpFolder();
     if (tmp.empty() || folder != tmp) return false;
-    // In a request only the signed-in user's own random playlist: another
-    // user's file is not theirs to fill.
+    // A user fills only their own random playlist: another user's file is
+    // not theirs to fill.
     const std::string owner = name.substr(0, name.size() - std::strlen(kRandomSuffix));
-    const std::string& signed_in = SignedInUser().name;
-    return IsValidUserName(owner) && (signed_in.empty() || owner == signed_in);
+    return IsValidUserName(owner) && writer.MayWriteRandomPlaylistOf(owner);
   }
   const Config& config = GetConfig();
   if (folder == Canonical(config.shared_playlists)) return true;
@@ -143,14 +144,15 @@ bool ReadPlaylistFile(int uid, const char* path, std::string* text, std::string*
   return true;
 }
 
-bool WritePlaylistFile(const char* path, const std::string& text, bool durable) {
+bool WritePlaylistFile(const char* path, const std::string& text, bool durable,
+                       const PlaylistWriter& writer) {
   if (path == nullptr || path[0] != '/') return false;
   std::string full = path;
   size_t slash = full.rfind('/');
   std::string name = full.substr(slash + 1);
   if (name.empty() || name[0] == '.' || HasControl(name) || !IsPlaylistFileName(name)) return false;
   std::string folder = Canonical(slash == 0 ? "/" : full.substr(0, slash));
-  if (folder.empty() || !IsWritableStore(folder, name)) return false;
+  if (folder.empty() || !IsWritableStore(folder, name, writer)) return false;
   UniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!dir) return false;
   std::string temp;
@@ -170,14 +172,14 @@ bool WritePlaylistFile(const char* path, const std::string& text, bool durable) 
   return ok;
 }
 
-void RemoveRandomPlaylistFile(const char* path) {
+void RemoveRandomPlaylistFile(const char* path, const PlaylistWriter& writer) {
   if (path == nullptr) return;
   std::string full = path;
   size_t slash = full.rfind('/');
   if (slash == std::string::npos) return;
   std::string name = full.substr(slash + 1);
   std::string folder = Canonical(slash == 0 ? "/" : full.substr(0, slash));
-  if (folder.empty() || folder != TmpFolder() || !IsWritableStore(folder, name)) return;
+  if (folder.empty() || folder != TmpFolder() || !IsWritableStore(folder, name, writer)) return;
   unlink((folder + "/" + name).c_str());
 }
 

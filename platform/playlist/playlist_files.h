@@ -12,8 +12,9 @@
 //
 // A playlist is written only into the shared playlist folder, a user's
 // playlist folder, or, for a random playlist, the instance's tmp folder
-// under the name <valid user name>==DynaRandom100==.m3u (in a request, the
-// signed-in user's); a name with that suffix goes nowhere else. It is written to a
+// under the name <valid user name>==DynaRandom100==.m3u, and then only for
+// that user or the administrator (PlaylistWriter); a name with that suffix
+// goes nowhere else. It is written to a
 // new temporary file in the same folder (created exclusively, never through
 // a link) and renamed over the old one, so a reader sees the old playlist or
 // the new one, never half of one, and a link planted under the final name is
@@ -22,10 +23,34 @@
 #define CANTORA_PLATFORM_PLAYLIST_PLAYLIST_FILES_H
 
 #include <string>
+#include <utility>
 
 #include "platform/playlist/random_playlist.h"
 
 namespace cantora {
+
+// On whose behalf a playlist file is written or removed. A signed-in user
+// fills and removes only their own random playlist; the administrator
+// (cantora-admin) may do so for any valid user name. A writer with neither
+// (no user, not the administrator) may touch no random playlist at all.
+class PlaylistWriter {
+ public:
+  static PlaylistWriter User(const std::string& login_name) {
+    return PlaylistWriter(login_name, false);
+  }
+  static PlaylistWriter Administrator() { return PlaylistWriter("", true); }
+
+  // Whether this writer may fill the random playlist of the user owner.
+  bool MayWriteRandomPlaylistOf(const std::string& owner) const {
+    return administrator_ || (!user_.empty() && owner == user_);
+  }
+
+ private:
+  PlaylistWriter(std::string user, bool administrator)
+      : user_(std::move(user)), administrator_(administrator) {}
+  std::string user_;
+  bool administrator_;
+};
 
 // The text of the playlist at path as the user uid may read it, and the
 // folder its relative entries are resolved against (the folder of path as
@@ -35,10 +60,11 @@ bool ReadPlaylistFile(int uid, const char* path, std::string* text, std::string*
 
 // Replaces the playlist at path with text (see above). durable: flush it to
 // disk before the rename (a created playlist; a random one is not worth it).
-bool WritePlaylistFile(const char* path, const std::string& text, bool durable);
+bool WritePlaylistFile(const char* path, const std::string& text, bool durable,
+                       const PlaylistWriter& writer);
 
-// Removes a random playlist file; nothing else is ever removed.
-void RemoveRandomPlaylistFile(const char* path);
+// Removes a random playlist file writer may write; nothing else is ever removed.
+void RemoveRandomPlaylistFile(const char* path, const PlaylistWriter& writer);
 
 // "<root>/tmp/<user_name>==DynaRandom100==.m3u" with the tmp folder resolved.
 std::string RandomPlaylistFile(const std::string& user_name);

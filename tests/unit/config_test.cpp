@@ -53,3 +53,15 @@ TEST(Config, SystemPathsResolveUnderTheRoot) {
 }
 
 }  // namespace
+
+// A configuration set by a tool or a test is kept as set: only one read
+// from its file follows the file.
+TEST(Config, ASetConfigurationIsNotReadAgain) {
+  const cantora::Config saved = cantora::GetConfig();
+  cantora::Config c;
+  c.root = "/set/by/hand";
+  cantora::SetConfig(c);
+  EXPECT_FALSE(cantora::ReloadConfigIfChanged());
+  EXPECT_EQ("/set/by/hand", cantora::GetConfig().root);
+  cantora::SetConfig(saved);
+}

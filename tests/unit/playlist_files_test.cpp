@@ -19,6 +19,8 @@ std::string Read(const std::string& path) {
   return s.str();
 }
 
+const cantora::PlaylistWriter kAdmin = cantora::PlaylistWriter::Administrator();
+
 class PlaylistFilesTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -37,20 +39,20 @@ class PlaylistFilesTest : public ::testing::Test {
 };
 
 TEST_F(PlaylistFilesTest, WritesIntoTheStoresOnly) {
-  EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("shared/a.m3u8").c_str(), "x\n", true));
+  EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("shared/a.m3u8").c_str(), "x\n", true, kAdmin));
   EXPECT_EQ(Read(dir_.Path("shared/a.m3u8")), "x\n");
-  EXPECT_TRUE(
-      cantora::WritePlaylistFile(dir_.Path("prefs/alice/playlists/b.m3u").c_str(), "y\n", true));
+  EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("prefs/alice/playlists/b.m3u").c_str(), "y\n",
+                                         true, kAdmin));
   EXPECT_TRUE(cantora::WritePlaylistFile(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str(), "z\n",
-                                         false));
+                                         false, kAdmin));
   for (const std::string& path :
        {dir_.Path("other/c.m3u"), dir_.Path("tmp/other.m3u"), dir_.Path("tmp/../other/d.m3u"),
         dir_.Path("tmp/../x==DynaRandom100==.m3u"), dir_.Path("shared/e.txt"),
         dir_.Path("shared/.hidden.m3u"), dir_.Path("prefs/alice/f.m3u"),
         dir_.Path("prefs/../other/playlists/g.m3u"), dir_.Path("tmp/a b==DynaRandom100==.m3u"),
         std::string("relative.m3u")})
-    EXPECT_FALSE(cantora::WritePlaylistFile(path.c_str(), "no\n", false)) << path;
-  EXPECT_FALSE(cantora::WritePlaylistFile(nullptr, "no\n", false));
+    EXPECT_FALSE(cantora::WritePlaylistFile(path.c_str(), "no\n", false, kAdmin)) << path;
+  EXPECT_FALSE(cantora::WritePlaylistFile(nullptr, "no\n", false, kAdmin));
   struct stat st;
   EXPECT_NE(stat(dir_.Path("other/c.m3u").c_str(), &st), 0);
 }
@@ -59,7 +61,7 @@ TEST_F(PlaylistFilesTest, ALinkUnderTheNameIsReplacedNotFollowed) {
   std::ofstream(dir_.Path("other/victim")) << "keep";
   const std::string target = dir_.Path("tmp/alice==DynaRandom100==.m3u");
   ASSERT_EQ(symlink(dir_.Path("other/victim").c_str(), target.c_str()), 0);
-  EXPECT_TRUE(cantora::WritePlaylistFile(target.c_str(), "new\n", false));
+  EXPECT_TRUE(cantora::WritePlaylistFile(target.c_str(), "new\n", false, kAdmin));
   EXPECT_EQ(Read(dir_.Path("other/victim")), "keep");
   struct stat st;
   ASSERT_EQ(lstat(target.c_str(), &st), 0);
@@ -69,7 +71,8 @@ TEST_F(PlaylistFilesTest, ALinkUnderTheNameIsReplacedNotFollowed) {
 
 TEST_F(PlaylistFilesTest, AFolderLinkedOutOfTheStoreIsRefused) {
   ASSERT_EQ(symlink(dir_.Path("other").c_str(), dir_.Path("shared/out").c_str()), 0);
-  EXPECT_FALSE(cantora::WritePlaylistFile(dir_.Path("shared/out/h.m3u").c_str(), "no\n", false));
+  EXPECT_FALSE(
+      cantora::WritePlaylistFile(dir_.Path("shared/out/h.m3u").c_str(), "no\n", false, kAdmin));
   struct stat st;
   EXPECT_NE(stat(dir_.Path("other/h.m3u").c_str(), &st), 0);
 }
@@ -78,13 +81,30 @@ TEST_F(PlaylistFilesTest, RemovesOnlyRandomPlaylists) {
   std::ofstream(dir_.Path("tmp/alice==DynaRandom100==.m3u")) << "r";
   std::ofstream(dir_.Path("tmp/keep.txt")) << "k";
   std::ofstream(dir_.Path("other/x==DynaRandom100==.m3u")) << "o";
-  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/keep.txt").c_str());
-  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/../other/x==DynaRandom100==.m3u").c_str());
-  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str());
+  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/keep.txt").c_str(), kAdmin);
+  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/../other/x==DynaRandom100==.m3u").c_str(),
+                                    kAdmin);
+  cantora::RemoveRandomPlaylistFile(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str(), kAdmin);
   struct stat st;
   EXPECT_EQ(stat(dir_.Path("tmp/keep.txt").c_str(), &st), 0);
   EXPECT_EQ(stat(dir_.Path("other/x==DynaRandom100==.m3u").c_str(), &st), 0);
   EXPECT_NE(stat(dir_.Path("tmp/alice==DynaRandom100==.m3u").c_str(), &st), 0);
+}
+
+TEST_F(PlaylistFilesTest, AUserFillsAndRemovesOnlyTheirOwnRandomPlaylist) {
+  const std::string alices = dir_.Path("tmp/alice==DynaRandom100==.m3u");
+  const cantora::PlaylistWriter bob = cantora::PlaylistWriter::User("bob");
+  EXPECT_FALSE(cantora::WritePlaylistFile(alices.c_str(), "bob's\n", false, bob));
+  EXPECT_FALSE(cantora::WritePlaylistFile(alices.c_str(), "nobody's\n", false,
+                                          cantora::PlaylistWriter::User("")));
+  struct stat st;
+  EXPECT_NE(stat(alices.c_str(), &st), 0);
+  EXPECT_TRUE(cantora::WritePlaylistFile(alices.c_str(), "alice's\n", false,
+                                         cantora::PlaylistWriter::User("alice")));
+  cantora::RemoveRandomPlaylistFile(alices.c_str(), bob);
+  EXPECT_EQ(Read(alices), "alice's\n");
+  cantora::RemoveRandomPlaylistFile(alices.c_str(), cantora::PlaylistWriter::User("alice"));
+  EXPECT_NE(stat(alices.c_str(), &st), 0);
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
 // The privilege guard's exact sequence of id calls, watched through a fake
 // set of id calls.
+#include "enumerate/guard/run_as.h"
+
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
-
-#include "enumerate/guard/run_as.h"
 
 namespace {
 
@@ -153,3 +154,34 @@ TEST_F(RunAsTest, RestoreRegainsRootFirstWhenSomeoneElseIsEffective) {
 }
 
 }  // namespace
+
+// Between requests of a persistent process the ids are the caller's again;
+// a guard whose restore failed leaves them raised, and the process then
+// ends before it could serve another request. Each case runs in a process
+// of its own: the caller's ids are recorded once per process.
+TEST_F(RunAsTest, AfterARequestTheCallersIdsLetTheProcessGoOn) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        ids.euid = 1000;
+        RememberCallerIds();
+        { IF_RUN_AS guard("enumerate", 10); }
+        EndProcessUnlessCallerIds("enumerate");
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(RunAsTest, AFailedRestoreEndsTheProcessBeforeTheNextRequest) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        ids.euid = 1000;
+        RememberCallerIds();
+        ids.fail_setresuid_call = 2;  // raise, raise again, then the restore
+        { IF_RUN_AS guard("enumerate", 10); }
+        EndProcessUnlessCallerIds("enumerate");
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(1), "");
+}

@@ -19,23 +19,26 @@ void WriteFile(const std::string& path, const std::string& text) {
 
 TEST(SmartStoreTest, NamesInFileOrderWithTheirCount) {
   TempFolder dir;
+  cantora::SmartPlaylistStores stores;
   const std::string file = dir.Path("smart.playlist");
   WriteFile(file, R"({"playlists":[{"name":"rock","rules":[]},{"name":"Rock"},{"name":"Abba"}]})");
   int total = -1;
-  std::vector<std::string> names = ZarnAudioUtils::SmartPLSEnum(0, 0, total, file.c_str());
+  std::vector<std::string> names = ZarnAudioUtils::SmartPLSEnum(stores, 0, 0, total, file.c_str());
   EXPECT_EQ(names, (std::vector<std::string>{"rock", "Rock", "Abba"}));
   EXPECT_EQ(total, 3);
 }
 
 TEST(SmartStoreTest, MissingFileHoldsNothing) {
   TempFolder dir;
+  cantora::SmartPlaylistStores stores;
   int total = -1;
-  EXPECT_TRUE(ZarnAudioUtils::SmartPLSEnum(0, 0, total, dir.Path("none").c_str()).empty());
+  EXPECT_TRUE(ZarnAudioUtils::SmartPLSEnum(stores, 0, 0, total, dir.Path("none").c_str()).empty());
   EXPECT_EQ(total, 0);
 }
 
 TEST(SmartStoreTest, MalformedFilesHoldNothing) {
   TempFolder dir;
+  cantora::SmartPlaylistStores stores;
   const char* bad[] = {
       "not json", "[]", R"({"playlists":{}})", R"({"playlists":[{"name":1}]})",
       R"({"playlists":[{"name":"a"}, 3]})", R"({"other":[]})",
@@ -45,7 +48,7 @@ TEST(SmartStoreTest, MalformedFilesHoldNothing) {
     const std::string file = dir.Path("bad" + std::to_string(n++));
     WriteFile(file, text);
     int total = -1;
-    EXPECT_TRUE(ZarnAudioUtils::SmartPLSEnum(0, 0, total, file.c_str()).empty()) << text;
+    EXPECT_TRUE(ZarnAudioUtils::SmartPLSEnum(stores, 0, 0, total, file.c_str()).empty()) << text;
     EXPECT_EQ(total, 0) << text;
     std::vector<cantora::SmartPlaylistEntry> entries;
     std::string error;
@@ -65,27 +68,46 @@ TEST(SmartStoreTest, UnreadableFileHoldsNothing) {
 
 TEST(SmartStoreTest, SharedStoreByPositionAndRulesByName) {
   TempFolder dir;
+  cantora::SmartPlaylistStores stores;
   cantora::Config config;
   config.smart_playlists = dir.Path("shared.playlist");
   cantora::SetConfig(config);
   WriteFile(config.smart_playlists,
             R"({"playlists":[{"name":"Jazz","match":"all","rules":[{"field":"genre","op":"is","value":"Jazz"}]},)"
             R"({"name":"Jazz","limit":5},{"name":"Old","limit":10}]})");
-  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(0), "Jazz");
-  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(2), "Old");
-  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(3), "");
-  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(-1), "");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(stores, 0), "Jazz");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(stores, 2), "Old");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(stores, 3), "");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSGetName(stores, -1), "");
   // The first of two equal names.
   Json::Value rules;
-  ASSERT_TRUE(Json::Reader().parse(ZarnAudioUtils::LoadSmartPlsRules("Jazz"), rules));
+  ASSERT_TRUE(Json::Reader().parse(ZarnAudioUtils::LoadSmartPlsRules(stores, "Jazz"), rules));
   EXPECT_EQ(rules["rules"][0]["value"].asString(), "Jazz");
   EXPECT_FALSE(rules.isMember("limit"));
-  EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRules("jazz"), "");
+  EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRules(stores, "jazz"), "");
   ASSERT_TRUE(Json::Reader().parse(
-      ZarnAudioUtils::LoadSmartPlsRulesByFilename(config.smart_playlists.c_str(), "Old"), rules));
+      ZarnAudioUtils::LoadSmartPlsRulesByFilename(stores, config.smart_playlists.c_str(), "Old"),
+      rules));
   EXPECT_EQ(rules["limit"].asInt(), 10);
-  EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRulesByFilename(nullptr, "Old"), "");
+  EXPECT_EQ(ZarnAudioUtils::LoadSmartPlsRulesByFilename(stores, nullptr, "Old"), "");
   cantora::SetConfig(cantora::Config());
+}
+
+// A request's stores are read once each; the next request's afresh.
+TEST(SmartStoreTest, AStoreIsReadOncePerRequest) {
+  TempFolder dir;
+  const std::string file = dir.Path("smart.playlist");
+  WriteFile(file, R"({"playlists":[{"name":"Before"}]})");
+  int total = -1;
+  cantora::SmartPlaylistStores first;
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSEnum(first, 0, 0, total, file.c_str()),
+            std::vector<std::string>{"Before"});
+  WriteFile(file, R"({"playlists":[{"name":"After"}]})");
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSEnum(first, 0, 0, total, file.c_str()),
+            std::vector<std::string>{"Before"});
+  cantora::SmartPlaylistStores next;
+  EXPECT_EQ(ZarnAudioUtils::SmartPLSEnum(next, 0, 0, total, file.c_str()),
+            std::vector<std::string>{"After"});
 }
 
 }  // namespace

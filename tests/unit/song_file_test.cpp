@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "tests/unit/temp_folder.h"
@@ -23,9 +24,9 @@ class SongFileTest : public ::testing::Test {
     mkdir(outside.c_str(), 0755);
     Touch(library + "/album/song.mp3");
     Touch(outside + "/secret.mp3");
-    cantora::SetLibraryRoots({{library}, {{7, dir.Path("home/bob/music")}}});
+    files = std::make_unique<cantora::SongFiles>(
+        cantora::LibraryRoots{{library}, {{7, dir.Path("home/bob/music")}}});
   }
-  void TearDown() override { cantora::SetLibraryRoots({}); }
 
   static void Touch(const std::string& path) {
     FILE* f = std::fopen(path.c_str(), "w");
@@ -33,15 +34,16 @@ class SongFileTest : public ::testing::Test {
     std::fclose(f);
   }
 
-  static bool Exists(const std::string& path, int library = 0) {
+  bool Exists(const std::string& path, int library = 0) {
     MediaInfo info{};
     info.path = path.c_str();
     info.library = library;
-    bool located = cantora::LocateSongFile(info);
-    return cantora::LocatedSongFileExists() && located;
+    bool located = files->Locate(info);
+    return files->LocatedExists() && located;
   }
 
   TempFolder dir;
+  std::unique_ptr<cantora::SongFiles> files;
   std::string library, outside;
 };
 

@@ -151,7 +151,7 @@ TEST(SongItemTest, PersonalIdsArePrefixedOutsideTheSharedLibrary) {
 TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
   AsRoot root;
   TempFolder dir;
-  cantora::SetLibraryRoots({{dir.path()}, {}});
+  cantora::SongFiles files(cantora::LibraryRoots{{dir.path()}, {}});
   std::string present = dir.Path("present.mp3");
   FILE* f = fopen(present.c_str(), "w");
   ASSERT_NE(nullptr, f);
@@ -164,7 +164,7 @@ TEST(SongItemTest, AdmitsExistingFilesWithValidText) {
 
   std::string text = WrittenListAnswer(
       [&](ListAnswer* answer) {
-        EXPECT_TRUE(AppendSongItems(ok.info, "shared", 1307, 1313, answer));
+        EXPECT_TRUE(AppendSongItems(files, ok.info, "shared", 1307, 1313, answer));
       },
       true);
   ok.info->next = missing.info->next = nullptr;  // each Record frees its own

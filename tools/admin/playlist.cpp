@@ -199,7 +199,8 @@ int Import(sqlite::Database& db, const Target& t) {
   cantora::MediaInfoList songs;
   for (const cantora::PlaylistEntry& e : cantora::ParseM3u(text, FolderOf(source), 0, -1))
     songs.Append(cantora::UnindexedEntryRecord(e));
-  if (ZARNWriteMusicPlaylist(songs.head(), path.c_str()) != 0)
+  if (ZARNWriteMusicPlaylist(songs.head(), path.c_str(),
+                             cantora::PlaylistWriter::Administrator()) != 0)
     return Fail("playlist import: cannot write " + path);
   if (!t.user.empty()) GiveToPreferencesOwner(t.user, path);
   std::printf("%s\n", path.c_str());

@@ -2,8 +2,9 @@
 //
 // Each function writes a path into dest (size bytes) and returns 0, or
 // returns non-zero and leaves dest alone. Every path handed in is admitted
-// by CoverScope first (cover_scope.h): a song or folder that is not in the
-// signed-in user's libraries, or a link out of them, finds no cover. The
+// by the request's CoverScope first (cover_scope.h): a song or folder that
+// is not in the signed-in user's libraries, or a link out of them, finds no
+// cover. The
 // paths handed out are files of the cover cache (cover_cache.h), made
 // readable by the web server's user, so that X-Sendfile can serve them.
 //
@@ -15,9 +16,14 @@
 
 #include <cstddef>
 
+namespace cantora {
+class CoverScope;
+}  // namespace cantora
+
 // The picture embedded in a song, as the indexer extracted it (the front
 // cover when the song has several), in its scaled form.
-int ZARNAudioGetEmbeddedCoverPath(const char* song_path, char* dest, size_t size);
+int ZARNAudioGetEmbeddedCoverPath(const cantora::CoverScope& scope, const char* song_path,
+                                  char* dest, size_t size);
 
 // The cover image file of a folder: for a song, the song's folder; for a
 // folder, the folder itself. The first existing name, compared without
@@ -29,7 +35,8 @@ int ZARNAudioGetEmbeddedCoverPath(const char* song_path, char* dest, size_t size
 // so cover.png beats folder.jpg, and Cover.JPG is found as cover.jpg. Two
 // names differing only in capitals are taken in byte order. The path
 // written is the image's real path (not yet scaled).
-int ZARNAudioGetFolderCoverPath(const char* path, char* dest, size_t size);
+int ZARNAudioGetFolderCoverPath(const cantora::CoverScope& scope, const char* path, char* dest,
+                                size_t size);
 
 // The scaled copy of a cover image (a folder image, or an embedded picture
 // of the cache): at most cover_size pixels on its longest side, never
@@ -37,7 +44,8 @@ int ZARNAudioGetFolderCoverPath(const char* path, char* dest, size_t size);
 // already small enough is copied unchanged. Made on first demand by the
 // helper cantora-cover-scale, then reused until the source changes. source2
 // is accepted for the callers' sake and must name the same file.
-int ZARNAudioGetScaleCoverPath(const char* source, const char* source2, char* dest, size_t size);
+int ZARNAudioGetScaleCoverPath(const cantora::CoverScope& scope, const char* source,
+                               const char* source2, char* dest, size_t size);
 
 namespace cantora {
 

@@ -3,7 +3,6 @@
 #include <climits>
 #include <cstdlib>
 
-#include "platform/auth/account.h"
 #include "platform/config/platform_db.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/indexed_folder.h"
@@ -65,13 +64,7 @@ std::string ParentFolder(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-const CoverScope& CoverScope::Current() {
-  static const CoverScope scope;
-  return scope;
-}
-
-CoverScope::CoverScope() {
-  const User& user = SignedInUser();
+CoverScope::CoverScope(const User& user) {
   uid_ = user.id > 0 ? static_cast<int>(user.id) : -1;
   for (const auto& folder : AudioFile::GetIndexedFolder())
     Allow(folder.first, &libraries_, &real_libraries_);

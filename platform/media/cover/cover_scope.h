@@ -12,18 +12,26 @@
 //      them is refused.
 // Songs and folders must moreover be rows of the index that the signed-in
 // user may see (library 0, or the user's own id).
+//
+// A scope belongs to one request: it is made for the user that request
+// signed in (the request context makes it on first use) and is destroyed
+// with it. The folders it allows are read when it is made.
 #ifndef CANTORA_PLATFORM_MEDIA_COVER_COVER_SCOPE_H
 #define CANTORA_PLATFORM_MEDIA_COVER_COVER_SCOPE_H
 
 #include <string>
 #include <vector>
 
+#include "platform/auth/account.h"
+
 namespace cantora {
 
 class CoverScope {
  public:
-  // The scope of the user signed in for this process, made on first use.
-  static const CoverScope& Current();
+  // The scope of user: the shared libraries, and the user's personal
+  // library when user.id > 0. A user of id 0 or less (nobody) sees the
+  // shared libraries only.
+  explicit CoverScope(const User& user);
 
   // The real path of path when both steps admit it below a music library.
   bool ResolveInLibraries(const std::string& path, std::string* real) const;
@@ -38,7 +46,6 @@ class CoverScope {
   int uid() const { return uid_; }
 
  private:
-  CoverScope();
   bool IndexedAndVisible(const char* table, const std::string& path) const;
 
   int uid_ = -1;

@@ -7,9 +7,9 @@
 #include "platform/media/cover/cover_paths.h"
 #include "platform/media/cover/cover_scope.h"
 
-int ZARNAudioGetEmbeddedCoverPath(const char* song_path, char* dest, size_t size) {
+int ZARNAudioGetEmbeddedCoverPath(const cantora::CoverScope& scope, const char* song_path,
+                                  char* dest, size_t size) {
   if (song_path == nullptr || dest == nullptr) return -1;
-  const cantora::CoverScope& scope = cantora::CoverScope::Current();
   sqlite::Database* db = cantora::PlatformDatabase();
   if (db == nullptr) return -1;
   sqlite::Statement st = db->Prepare(
@@ -19,5 +19,5 @@ int ZARNAudioGetEmbeddedCoverPath(const char* song_path, char* dest, size_t size
   st.Bind(1, song_path).Bind(2, scope.uid());
   if (st.Step() != SQLITE_ROW) return -1;
   std::string picture = cantora::EmbeddedCoverPath(st.Text(0));
-  return ZARNAudioGetScaleCoverPath(picture.c_str(), picture.c_str(), dest, size);
+  return ZARNAudioGetScaleCoverPath(scope, picture.c_str(), picture.c_str(), dest, size);
 }

@@ -57,9 +57,9 @@ std::vector<Candidate> CoverNames(const std::string& folder) {
 
 }  // namespace
 
-int ZARNAudioGetFolderCoverPath(const char* path, char* dest, size_t size) {
+int ZARNAudioGetFolderCoverPath(const cantora::CoverScope& scope, const char* path, char* dest,
+                                size_t size) {
   if (path == nullptr || dest == nullptr) return -1;
-  const cantora::CoverScope& scope = cantora::CoverScope::Current();
   std::string folder;
   if (scope.IsVisibleSong(path))
     folder = cantora::ParentFolder(path);

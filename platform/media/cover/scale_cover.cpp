@@ -31,8 +31,7 @@ bool HasImageExtension(const std::string& path) {
 
 // The real path of a source a scaled copy may be made of: a picture of the
 // cache's embedded ones, or an image file of the user's libraries.
-bool AdmitSource(const char* source, std::string* real) {
-  const CoverScope& scope = CoverScope::Current();
+bool AdmitSource(const CoverScope& scope, const char* source, std::string* real) {
   if (scope.ResolveInEmbeddedCovers(source, real)) return true;
   return HasImageExtension(source) && scope.ResolveInLibraries(source, real) &&
          HasImageExtension(*real);
@@ -67,12 +66,13 @@ bool MakeScaledCopy(int source_fd, const std::string& real, const std::string& t
 }  // namespace
 }  // namespace cantora
 
-int ZARNAudioGetScaleCoverPath(const char* source, const char* source2, char* dest, size_t size) {
+int ZARNAudioGetScaleCoverPath(const cantora::CoverScope& scope, const char* source,
+                               const char* source2, char* dest, size_t size) {
   using namespace cantora;
   std::string real;
-  if (source == nullptr || dest == nullptr || (source2 != nullptr && source2 != source &&
-                                               std::string(source2) != source) ||
-      !AdmitSource(source, &real)) {
+  if (source == nullptr || dest == nullptr ||
+      (source2 != nullptr && source2 != source && std::string(source2) != source) ||
+      !AdmitSource(scope, source, &real)) {
     return -1;
   }
   // The file is opened once, without following a link swapped in since it

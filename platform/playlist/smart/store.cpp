@@ -1,7 +1,5 @@
 #include "platform/playlist/smart/store.h"
 
-#include "platform/playlist/smart/legacy_smart_store.h"
-
 #include <json/json.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -48,34 +46,27 @@ bool ParseStore(const std::string& text, std::vector<SmartPlaylistEntry>* entrie
   return true;
 }
 
-// The stores of this process, read once each: a request reads one store at
-// most twice (a name by position, then its rules).
-struct CachedStore {
-  std::string path;
-  std::vector<SmartPlaylistEntry> entries;
-};
+}  // namespace
 
-const std::vector<SmartPlaylistEntry>& LoadStore(const std::string& path) {
-  static std::list<CachedStore> cache;  // a list: references stay valid
-  for (const CachedStore& c : cache)
-    if (c.path == path) return c.entries;
-  CachedStore store{path, {}};
+std::string SmartPlaylistRules(SmartPlaylistStores& stores, const std::string& path,
+                               const std::string& name) {
+  for (const SmartPlaylistEntry& e : stores.Load(path))
+    if (e.name == name) return e.json;
+  return std::string();
+}
+
+const std::vector<SmartPlaylistEntry>& SmartPlaylistStores::Load(const std::string& path) {
+  for (const Store& s : stores_)
+    if (s.path == path) return s.entries;
+  Store store{path, {}};
   std::string error;
   if (!ReadSmartPlaylistStore(path, &store.entries, &error)) {
     syslog(LOG_ERR, "smart playlist store %s: %s", path.c_str(), error.c_str());
     store.entries.clear();
   }
-  cache.push_back(std::move(store));
-  return cache.back().entries;
+  stores_.push_back(std::move(store));
+  return stores_.back().entries;
 }
-
-std::string RulesByName(const std::string& path, const std::string& name) {
-  for (const SmartPlaylistEntry& e : LoadStore(path))
-    if (e.name == name) return e.json;
-  return std::string();
-}
-
-}  // namespace
 
 bool ReadSmartPlaylistStore(const std::string& path, std::vector<SmartPlaylistEntry>* entries,
                             std::string* error) {
@@ -142,29 +133,3 @@ std::string UserSmartPlaylistStorePath(const std::string& user_name) {
 }
 
 }  // namespace cantora
-
-std::vector<std::string> ZarnAudioUtils::SmartPLSEnum(int start, int limit, int& total,
-                                                      const char* file) {
-  total = 0;
-  std::vector<std::string> names;
-  if (start != 0 || limit != 0) return names;
-  const std::string path = file != nullptr ? file : cantora::SharedSmartPlaylistStorePath();
-  for (const cantora::SmartPlaylistEntry& e : cantora::LoadStore(path)) names.push_back(e.name);
-  total = static_cast<int>(names.size());
-  return names;
-}
-
-std::string ZarnAudioUtils::SmartPLSGetName(int position) {
-  const auto& entries = cantora::LoadStore(cantora::SharedSmartPlaylistStorePath());
-  if (position < 0 || static_cast<size_t>(position) >= entries.size()) return std::string();
-  return entries[static_cast<size_t>(position)].name;
-}
-
-std::string ZarnAudioUtils::LoadSmartPlsRules(const std::string& name) {
-  return cantora::RulesByName(cantora::SharedSmartPlaylistStorePath(), name);
-}
-
-std::string ZarnAudioUtils::LoadSmartPlsRulesByFilename(const char* file, const std::string& name) {
-  if (file == nullptr) return std::string();
-  return cantora::RulesByName(file, name);
-}

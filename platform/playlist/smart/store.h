@@ -16,6 +16,7 @@
 #ifndef CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
 #define CANTORA_PLATFORM_PLAYLIST_SMART_STORE_H
 
+#include <list>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,29 @@ struct SmartPlaylistEntry {
   std::string name;
   std::string json;  // the entry's object, written compactly
 };
+
+// The stores one request has read, each read once: a request reads one
+// store at most twice (a name by position, then its rules), and both see
+// the same file. Belongs to the request (the gateway's request context owns
+// it), so that the next request reads each store afresh.
+class SmartPlaylistStores {
+ public:
+  // The entries of the store at path (none when it is missing or broken; a
+  // broken one is logged once, naming the file).
+  const std::vector<SmartPlaylistEntry>& Load(const std::string& path);
+
+ private:
+  struct Store {
+    std::string path;
+    std::vector<SmartPlaylistEntry> entries;
+  };
+  std::list<Store> stores_;  // a list: references stay valid
+};
+
+// The JSON text of the first entry named name in the store at path (read
+// through stores); empty when there is none.
+std::string SmartPlaylistRules(SmartPlaylistStores& stores, const std::string& path,
+                               const std::string& name);
 
 // Reads a store. True with the entries (none for a missing file); false, with
 // *error set to one line, when the file cannot be read or has not the shape
