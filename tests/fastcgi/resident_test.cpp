@@ -2,7 +2,6 @@
 // a process that answers request after request must keep true between them.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <pwd.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -14,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/fastcgi/proc_status.h"
 #include "tests/support/harness.h"
 #include "tests/support/recorded_server.h"
 
@@ -22,41 +22,6 @@ namespace {
 using harness::CgiRequest;
 using harness::CgiResult;
 using harness::Instance;
-
-// The numbers of a line of /proc/<pid>/status ("Uid:", "Gid:", "VmRSS:").
-std::vector<long> StatusLine(pid_t pid, const std::string& name) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  std::vector<long> numbers;
-  while (std::getline(in, line)) {
-    if (line.compare(0, name.size(), name) != 0) continue;
-    std::istringstream fields(line.substr(name.size()));
-    long n;
-    while (fields >> n) numbers.push_back(n);
-  }
-  return numbers;
-}
-
-// The processes whose parent is pid (zombies included).
-std::vector<pid_t> ChildrenOf(pid_t pid) {
-  std::vector<pid_t> children;
-  DIR* proc = opendir("/proc");
-  while (dirent* entry = readdir(proc)) {
-    pid_t candidate = std::atoi(entry->d_name);
-    if (candidate <= 0) continue;
-    std::ifstream in("/proc/" + std::string(entry->d_name) + "/stat");
-    std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    size_t close = stat.rfind(')');
-    if (close == std::string::npos) continue;
-    std::istringstream rest(stat.substr(close + 2));
-    char state;
-    pid_t parent = -1;
-    rest >> state >> parent;
-    if (parent == pid) children.push_back(candidate);
-  }
-  closedir(proc);
-  return children;
-}
 
 class ResidentTest : public ::testing::Test {
  protected:
