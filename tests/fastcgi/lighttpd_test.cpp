@@ -15,25 +15,18 @@
 #include <string>
 #include <vector>
 
-#include "tests/fastcgi/proc_status.h"
+#include "tests/support/proc_status.h"
 #include "tests/support/harness.h"
 #include "tests/support/web_server.h"
 
 namespace {
 
-using harness::HttpAnswer;
-using harness::HttpGet;
 using harness::Instance;
+using webserver::Answer;
 
-// The gateway processes lighttpd runs: its children running program.
+// The gateway processes lighttpd runs.
 std::vector<pid_t> Gateways(pid_t server, const std::string& program) {
-  std::vector<pid_t> gateways;
-  for (pid_t child : ChildrenOf(server)) {
-    char target[4096];
-    ssize_t n = readlink(("/proc/" + std::to_string(child) + "/exe").c_str(), target, sizeof target - 1);
-    if (n > 0 && std::string(target, static_cast<size_t>(n)) == program) gateways.push_back(child);
-  }
-  return gateways;
+  return ChildrenRunning(server, program);
 }
 
 class LighttpdTest : public ::testing::Test {
@@ -58,20 +51,28 @@ class LighttpdTest : public ::testing::Test {
     program = harness::InstallGatewayCopy(instance, true);
   }
 
-  HttpAnswer Get(const std::string& query) {
-    return HttpGet(server->port(), "/cgi-bin/enumerate.cgi?" + query, session);
+  Answer Get(const std::string& query) {
+    return webserver::Get(server->port(), "/cgi-bin/enumerate.cgi?" + query, session);
   }
 
   Instance instance{"nobody"};
   std::string session;
   std::string program;
-  std::unique_ptr<harness::WebServer> server;
+  std::unique_ptr<webserver::Server> server;
 };
 
 TEST_F(LighttpdTest, ProcessesRunAsTheWebUserAndOneThatDiesIsReplaced) {
-  server = std::make_unique<harness::WebServer>(
-      instance, program.substr(0, program.rfind('/')), "nobody", true);
-  HttpAnswer songs = Get("action=song_enum&album_name=");
+  webserver::Setup setup;
+  setup.run_dir = instance.Path("run-web");
+  setup.www_dir = instance.Path("www");
+  setup.cgi_dir = program.substr(0, program.rfind('/'));
+  setup.config = instance.config();
+  setup.covers = instance.Path("cache/covers");
+  setup.libraries = "\"" + instance.Path("music") + "/\"";
+  setup.web_user = "nobody";
+  setup.fastcgi = true;
+  server = std::make_unique<webserver::Server>(setup);
+  Answer songs = Get("action=song_enum&album_name=");
   ASSERT_EQ(songs.status, 200) << songs.body;
 
   std::vector<pid_t> gateways = Gateways(server->pid(), program);
@@ -99,7 +100,7 @@ TEST_F(LighttpdTest, ProcessesRunAsTheWebUserAndOneThatDiesIsReplaced) {
   ASSERT_GT(busy, 0) << "no process started the radio helper: " << in_flight.get().body;
   auto killed_at = std::chrono::steady_clock::now();
   ASSERT_EQ(kill(busy, SIGKILL), 0);
-  HttpAnswer failed = in_flight.get();
+  Answer failed = in_flight.get();
   double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - killed_at).count();
   kill(helper, SIGKILL);
   // An error answer at once, not a hang until the helper's time is up.
@@ -108,7 +109,7 @@ TEST_F(LighttpdTest, ProcessesRunAsTheWebUserAndOneThatDiesIsReplaced) {
 
   // lighttpd starts a new process in its place; every request is answered.
   for (int i = 0; i < 20; ++i) {
-    HttpAnswer again = Get("action=song_enum&album_name=");
+    Answer again = Get("action=song_enum&album_name=");
     EXPECT_EQ(again.status, 200);
     EXPECT_EQ(again.body, songs.body);
   }

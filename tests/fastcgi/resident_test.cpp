@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/fastcgi/proc_status.h"
+#include "tests/support/proc_status.h"
 #include "tests/support/harness.h"
 #include "tests/support/recorded_server.h"
 
@@ -172,6 +172,9 @@ TEST_F(ResidentTest, HelpersAreReaped) {
 }
 
 TEST_F(ResidentTest, MemoryStaysFlatOverManyRequests) {
+#ifdef CANTORA_SANITIZED
+  GTEST_SKIP() << "a sanitizer's heap holds freed memory back on purpose";
+#endif
   // A mix of small answers, errors and refusals.
   const std::vector<std::string> queries = {
       "action=song_enum&album_name=", "action=artist_enum", "action=album_enum",

@@ -255,6 +255,16 @@ std::vector<std::string> CgiEnvironment(const Instance& instance, const CgiReque
   return env;
 }
 
+// In a forked child: runs program with exactly env, no arguments.
+[[noreturn]] void ExecProgram(const std::string& program, const std::vector<std::string>& env) {
+  std::vector<char*> envp;
+  for (const std::string& v : env) envp.push_back(const_cast<char*>(v.c_str()));
+  envp.push_back(nullptr);
+  char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
+  execve(argv[0], argv, envp.data());
+  _exit(127);
+}
+
 std::string ProgramOf(const CgiRequest& request) {
   return request.program[0] == '/' ? request.program : Bin(request.program);
 }
@@ -380,12 +390,7 @@ std::unique_ptr<Resident> StartResident(const std::string& program, const std::s
     int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
     if (dup2(listener, 0) < 0 || dup2(null, 1) < 0 || dup2(err, 2) < 0) _exit(126);
     if (!log.EnterInChild() || (!run_as.empty() && !BecomeUser(run_as))) _exit(126);
-    std::vector<char*> envp;
-    for (const std::string& v : env) envp.push_back(const_cast<char*>(v.c_str()));
-    envp.push_back(nullptr);
-    char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
-    execve(argv[0], argv, envp.data());
-    _exit(127);
+    ExecProgram(program, env);
   }
   close(listener);
   if (r->pid < 0) throw std::runtime_error("fork failed");
@@ -460,12 +465,7 @@ LiveCgi StartCgi(const Instance& instance, const CgiRequest& request) {
     int in = open("/dev/null", O_RDONLY);
     if (in < 0 || dup2(in, 0) < 0 || dup2(fds[1], 1) < 0) _exit(126);
     if (!request.run_as.empty() && !BecomeUser(request.run_as)) _exit(126);
-    std::vector<char*> envp;
-    for (const std::string& v : env) envp.push_back(const_cast<char*>(v.c_str()));
-    envp.push_back(nullptr);
-    char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
-    execve(argv[0], argv, envp.data());
-    _exit(127);
+    ExecProgram(program, env);
   }
   close(fds[1]);
   if (cgi.pid < 0) {

@@ -1,6 +1,7 @@
-#include "tests/fastcgi/proc_status.h"
+#include "tests/support/proc_status.h"
 
 #include <dirent.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <exception>
@@ -47,3 +48,13 @@ std::vector<pid_t> ChildrenOf(pid_t pid) {
   return children;
 }
 
+
+std::vector<pid_t> ChildrenRunning(pid_t pid, const std::string& program) {
+  std::vector<pid_t> found;
+  for (pid_t child : ChildrenOf(pid)) {
+    char target[4096];
+    ssize_t n = readlink(("/proc/" + std::to_string(child) + "/exe").c_str(), target, sizeof target - 1);
+    if (n > 0 && std::string(target, static_cast<size_t>(n)) == program) found.push_back(child);
+  }
+  return found;
+}
