@@ -389,6 +389,8 @@ std::unique_ptr<Resident> StartResident(const std::string& program, const std::s
     int null = open("/dev/null", O_RDWR);
     int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
     if (dup2(listener, 0) < 0 || dup2(null, 1) < 0 || dup2(err, 2) < 0) _exit(126);
+    close(null);
+    close(err);
     if (!log.EnterInChild() || (!run_as.empty() && !BecomeUser(run_as))) _exit(126);
     ExecProgram(program, env);
   }
