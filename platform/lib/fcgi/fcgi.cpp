@@ -2,9 +2,11 @@
 
 #include <fcgiapp.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <iterator>
 
 namespace fcgi {
 namespace {
@@ -32,6 +34,32 @@ FILE* OpenStream(FCGX_Stream* stream, const char* mode) {
   return fopencookie(stream, mode, calls);
 }
 
+// libfcgi's start installs handlers of its own for these signals (a broken
+// pipe ignored, a termination deferred to the next accept) even when the
+// process turns out to be a CGI. The program keeps the dispositions it had:
+// a CGI behaves exactly as before, and the FastCGI frame chooses its own.
+constexpr int kSignalsLibfcgiTakes[] = {SIGPIPE, SIGTERM, SIGUSR1};
+
+class KeepSignalDispositions {
+ public:
+  KeepSignalDispositions() {
+    for (size_t i = 0; i < std::size(kSignalsLibfcgiTakes); ++i)
+      sigaction(kSignalsLibfcgiTakes[i], nullptr, &saved_[i]);
+  }
+  ~KeepSignalDispositions() {
+    for (size_t i = 0; i < std::size(kSignalsLibfcgiTakes); ++i)
+      sigaction(kSignalsLibfcgiTakes[i], &saved_[i], nullptr);
+  }
+
+ private:
+  struct sigaction saved_[std::size(kSignalsLibfcgiTakes)];
+};
+
+bool StartedAsFastCgi() {
+  KeepSignalDispositions keep;
+  return FCGX_Init() == 0 && !FCGX_IsCGI();
+}
+
 }  // namespace
 
 struct Request::State {
@@ -39,7 +67,7 @@ struct Request::State {
 };
 
 std::unique_ptr<Listener> Listener::Open() {
-  if (FCGX_Init() != 0 || FCGX_IsCGI()) return nullptr;
+  if (!StartedAsFastCgi()) return nullptr;
   int socket = fcntl(0, F_DUPFD_CLOEXEC, 3);
   if (socket < 0) return nullptr;
   int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
