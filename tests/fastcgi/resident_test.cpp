@@ -9,13 +9,13 @@
 
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/proc_status.h"
 #include "tests/support/harness.h"
-#include "tests/support/recorded_server.h"
 
 namespace {
 
@@ -153,20 +153,33 @@ TEST_F(ResidentTest, AnOpenIndexingTransactionDoesNotHoldARequestBack) {
 }
 
 TEST_F(ResidentTest, HelpersAreReaped) {
-  // A lyrics service and a radio directory that refuse the connection: each
-  // request starts its helper, which fails at once.
-  std::string closed = "http://127.0.0.1:" + std::to_string(testserver::ClosedPort()) + "/";
-  AppendConfig("lyrics_url = " + closed + "\nshoutcast_url = " + closed +
-               "\nradio_timeout = 2\nlyrics_timeout = 2\n");
+  // Helpers that note that they ran and fail: the radio directory's, the
+  // lyrics service's, the cover scaler's (every cover is scaled: covers are
+  // at most 16 pixels).
+  std::string libexec = instance.Path("libexec"), ran = instance.Path("ran");
+  ASSERT_EQ(mkdir(libexec.c_str(), 0755), 0);
+  for (const char* helper : {"cantora-radio-fetch", "cantora-lyrics-fetch", "cantora-cover-scale"}) {
+    std::string path = libexec + "/" + helper;
+    std::ofstream(path) << "#!/bin/sh\necho " << helper << " >> " << ran << "\nexit 1\n";
+    ASSERT_EQ(chmod(path.c_str(), 0755), 0);
+  }
+  harness::Run({"/bin/cp", std::string(CANTORA_SOURCE_DIR) + "/tests/data/templates/cover.jpg",
+                music + "/cover.jpg"});
+  AppendConfig("libexec = " + libexec + "\nlyrics_url = http://127.0.0.1:9/\n" +
+               "shoutcast_url = http://127.0.0.1:9/\ncover_size = 16\n");
   CgiResult songs = Songs();
   ASSERT_EQ(songs.json["items"].size(), 1u) << songs.out;
   std::string id = songs.json["items"][0]["id"].asString();
   pid_t pid = Pid();
   for (int i = 0; i < 3; ++i) {
     Ask("action=get_lyrics&id=" + id);
-    Ask("action=radio_enum&id=inetradio_genre_Jazz" + std::to_string(i));
-    Ask("action=get_cover&id=" + id);
+    Ask("action=radio_enum&id=inetradio_genre_Jazz");
+    Ask("action=get_cover&music_id=" + id);
   }
+  std::ifstream in(ran);
+  std::string helpers((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_NE(helpers.find("cantora-radio-fetch"), std::string::npos) << helpers;
+  EXPECT_NE(helpers.find("cantora-cover-scale"), std::string::npos) << helpers;
   EXPECT_EQ(Pid(), pid);
   EXPECT_TRUE(ChildrenOf(pid).empty());
 }
