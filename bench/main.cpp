@@ -34,6 +34,7 @@
 #include <vector>
 
 #include "bench/folder_lyrics.h"
+#include "bench/http_bench.h"
 #include "bench/process_timer.h"
 #include "bench/stream_songs.h"
 #include "bench/watch_bench.h"
@@ -52,11 +53,12 @@ struct Options {
   // The account the web server runs CGIs as, for the deployed arrangement.
   std::string web_user;
   bool watch_only = false;
+  bool http_only = false;  // only the CGI against FastCGI over HTTP
 };
 
 constexpr const char* kUsage =
     "usage: cantora-bench [--songs N] [--dir DIR] [--runs R] [--keep | --reuse]\n"
-    "                     [--web-user USER] [--watch-only]\n";
+    "                     [--web-user USER] [--watch-only | --http-only]\n";
 
 std::string SelfDirectory() {
   char buf[PATH_MAX];
@@ -87,6 +89,8 @@ bool ParseOptions(int argc, char** argv, Options* o) {
       o->reuse = true;
     } else if (a == "--watch-only") {
       o->watch_only = true;
+    } else if (a == "--http-only") {
+      o->http_only = true;
     } else if (a == "--web-user" && has_value) {
       o->web_user = argv[++i];
     } else {
@@ -591,12 +595,8 @@ WebUser FindWebUser(const std::string& wanted) {
 }
 
 // Installs enumerate.cgi as a box does, owned by root with the setuid bit,
-// in DIR/cgi-bin, and times the actions through it from a child that has
-// become the web server's user, as the server's CGIs are started.
-bool TimeDeployed(const Options& o, const std::string& bin, const std::vector<Action>& actions,
-                  const std::string& session, const std::string& config,
-                  const std::string& floor_program, double f) {
-  WebUser web = FindWebUser(o.web_user);
+// in DIR/cgi-bin; returns its path.
+std::string InstallDeployed(const Options& o, const std::string& bin) {
   const std::string cgi_dir = o.dir + "/cgi-bin";
   const std::string program = cgi_dir + "/enumerate.cgi";
   mkdir(cgi_dir.c_str(), 0755);
@@ -604,6 +604,16 @@ bool TimeDeployed(const Options& o, const std::string& bin, const std::vector<Ac
                    bin + "/enumerate.cgi", program}))
     Die("cannot install " + program);
   chmod(o.dir.c_str(), 0755);  // mkdtemp's folder is root's alone
+  return program;
+}
+
+// Times the actions through the deployed enumerate.cgi from a child that
+// has become the web server's user, as the server's CGIs are started.
+bool TimeDeployed(const Options& o, const std::string& bin, const std::vector<Action>& actions,
+                  const std::string& session, const std::string& config,
+                  const std::string& floor_program, double f) {
+  WebUser web = FindWebUser(o.web_user);
+  const std::string program = InstallDeployed(o, bin);
   std::fflush(stdout);
   pid_t pid = fork();
   if (pid == 0) {
@@ -621,6 +631,56 @@ bool TimeDeployed(const Options& o, const std::string& bin, const std::vector<Ac
       WEXITSTATUS(status) == 2)
     Die("cannot run as " + web.name);
   return WEXITSTATUS(status) == 0;
+}
+
+// The targets of the resident gateway over HTTP, by action: small answers
+// within F_http + 0.5 ms (1 ms at a million songs), all albums within
+// F_http + 3 ms (25 ms), a common word's search 10 ms (15 ms).
+std::vector<bench::HttpAction> HttpActions(const std::vector<Action>& actions, size_t songs) {
+  const bool million = songs >= 1000000;
+  struct Target {
+    const char* name;
+    bench::HttpAction::Target target;
+    double millis;
+  };
+  const Target targets[] = {
+      {"start (unknown action)", bench::HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"song_enum album", bench::HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"genre_enum", bench::HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"artist_enum", bench::HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"album_enum", million ? bench::HttpAction::kAbsolute : bench::HttpAction::kFloorPlus,
+       million ? 25.0 : 3.0},
+      {"search common word", bench::HttpAction::kAbsolute, million ? 15.0 : 10.0},
+  };
+  std::vector<bench::HttpAction> http;
+  for (const Action& a : actions) {
+    bench::HttpAction h;
+    h.name = a.name;
+    h.query = a.query;
+    for (const Target& t : targets)
+      if (h.name == t.name) {
+        h.target = t.target;
+        h.millis = t.millis;
+      }
+    http.push_back(h);
+  }
+  return http;
+}
+
+bool TimeOverHttp(const Options& o, const std::string& bin, const std::vector<Action>& actions,
+                  const std::string& session, const std::string& config,
+                  const std::string& instance, const std::string& music) {
+  bench::HttpSetup setup;
+  setup.dir = o.dir;
+  const std::string program = InstallDeployed(o, bin);
+  setup.cgi_dir = program.substr(0, program.rfind('/'));
+  setup.config = config;
+  setup.covers = instance + "/cache/covers";
+  setup.libraries = "\"" + music + "/\"";
+  setup.web_user = FindWebUser(o.web_user).name;
+  setup.session = session;
+  setup.runs = o.runs;
+  return bench::BenchHttp(setup, HttpActions(actions, o.songs));
 }
 
 }  // namespace
@@ -729,12 +789,20 @@ int main(int argc, char** argv) {
   // Two arrangements: the gateway run by root, and as it is deployed, a
   // setuid-root copy started by the web server's user, whose privilege
   // guard then really changes ids around every song's file test.
+  if (o.http_only) {
+    bool ok = TimeOverHttp(o, bin, actions, session, config, instance, music);
+    RemoveCreatedPlaylists(admin);
+    if (!o.keep && !o.reuse) bench::Run({"/bin/rm", "-rf", o.dir});
+    return ok ? 0 : 1;
+  }
   bool all_ok = TimeActions("run as root", bin + "/enumerate.cgi", actions, session, config,
                             floor_program, f, o.runs);
   std::printf("\n");
   all_ok = TimeAtOnce(bin + "/enumerate.cgi", actions, session, config, floor_program) && all_ok;
   std::printf("\n");
   all_ok = TimeDeployed(o, bin, actions, session, config, floor_program, f) && all_ok;
+  std::printf("\n");
+  all_ok = TimeOverHttp(o, bin, actions, session, config, instance, music) && all_ok;
   // Covers and playlist creation, run as root.
   std::printf("\n");
   const std::vector<std::string> cgi = {bin + "/enumerate.cgi"};

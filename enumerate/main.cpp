@@ -1,17 +1,49 @@
-// enumerate.cgi: the browsing gateway, started once per request.
+// enumerate.cgi: the browsing gateway.
 //
 // Installed setuid root: the effective ids are dropped to the caller's (the
 // web server's user) before anything else, and only the IF_RUN_AS scopes
 // raise them again. The exit status is 0 whatever happened; the answer, or
 // its absence, is what the client sees.
+//
+// Started as a CGI it answers its one request. Started by the web server as
+// a FastCGI application (a listening socket as its stdin), it stays and
+// answers request after request, each with a handler of its own made,
+// run and destroyed exactly as here (frame/fastcgi_loop.h).
 #include "enumerate/enumerate.h"
+#include "enumerate/frame/fastcgi_loop.h"
 #include "enumerate/guard/run_as.h"
 #include "enumerate/huge_heap.h"
+#include "enumerate/region_new.h"
+
+namespace {
+
+void AnswerOneRequest() {
+  EnumerationHandler handler;
+  handler.Run();
+}
+
+// One request of many: what the last one left is checked and released
+// before the next begins (enumerate.h, BeginRequest and EndOfRequest).
+void AnswerResidentRequest() {
+  BeginRequest();
+  AnswerOneRequest();
+  EndOfRequest();
+}
+
+}  // namespace
 
 int main() {
   if (!DropToRealIds()) return 0;
-  UseHugePagesForTheHeap();
-  EnumerationHandler handler;
-  handler.Run();
-  return 0;
+  std::unique_ptr<fcgi::Listener> listener = fcgi::Listener::Open();
+  if (listener == nullptr) {
+    UseHugePagesForTheHeap();
+    AnswerOneRequest();
+    return 0;
+  }
+  // A resident process frees what each request made, and gives the C heap
+  // back as usual: the huge-page heap is for processes that end.
+#ifndef CANTORA_NO_REGION
+  if (!KeepObjectsInTheGeneralHeap()) return 1;
+#endif
+  return ServeFastCgi(*listener, AnswerResidentRequest);
 }

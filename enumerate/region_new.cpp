@@ -9,10 +9,18 @@
 // process ends, which its size (one answer) bounds.
 // C code (SQLite, the C library) keeps using malloc and free.
 //
+// A resident process (FastCGI) answers request after request, so nothing of
+// a request may stay behind: from KeepObjectsInTheGeneralHeap() on, new
+// and delete are malloc and free, and only what the region already holds
+// (objects made before the first request) is never freed.
+//
 // Linked into enumerate.cgi only, never into tests or tools.
+#include "enumerate/region_new.h"
+
 #include <sys/mman.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <new>
 
 namespace {
@@ -29,6 +37,26 @@ char* next_free = nullptr;
 size_t bytes_left = 0;
 size_t block_size = kFirstBlock;
 
+// The region's blocks, so that delete can tell its objects from the general
+// heap's once that is in use. Before the first request a process makes a
+// few small blocks at most.
+constexpr int kMaxBlocks = 32;
+struct Block {
+  const char* begin;
+  const char* end;
+};
+Block blocks[kMaxBlocks];
+int block_count = 0;
+bool blocks_complete = true;
+bool general_heap = false;
+
+bool InRegion(const void* pointer) {
+  const char* p = static_cast<const char*>(pointer);
+  for (int i = 0; i < block_count; ++i)
+    if (p >= blocks[i].begin && p < blocks[i].end) return true;
+  return false;
+}
+
 void* Take(size_t size) {
   size = (size + kAlignment - 1) & ~(kAlignment - 1);
   if (size == 0) size = kAlignment;
@@ -40,6 +68,10 @@ void* Take(size_t size) {
     if (pages == MAP_FAILED) throw std::bad_alloc();
     next_free = static_cast<char*>(pages);
     bytes_left = block;
+    if (block_count < kMaxBlocks)
+      blocks[block_count++] = {next_free, next_free + block};
+    else
+      blocks_complete = false;
     if (block_size < kLargestBlock) block_size *= 2;
   }
   void* out = next_free;
@@ -48,11 +80,28 @@ void* Take(size_t size) {
   return out;
 }
 
+void* New(size_t size) {
+  if (!general_heap) return Take(size);
+  void* p = std::malloc(size == 0 ? 1 : size);
+  if (p == nullptr) throw std::bad_alloc();
+  return p;
+}
+
+void Delete(void* p) {
+  if (general_heap && p != nullptr && !InRegion(p)) std::free(p);
+}
+
 }  // namespace
 
-void* operator new(size_t size) { return Take(size); }
-void* operator new[](size_t size) { return Take(size); }
-void operator delete(void*) noexcept {}
-void operator delete[](void*) noexcept {}
-void operator delete(void*, size_t) noexcept {}
-void operator delete[](void*, size_t) noexcept {}
+bool KeepObjectsInTheGeneralHeap() {
+  if (!blocks_complete) return false;
+  general_heap = true;
+  return true;
+}
+
+void* operator new(size_t size) { return New(size); }
+void* operator new[](size_t size) { return New(size); }
+void operator delete(void* p) noexcept { Delete(p); }
+void operator delete[](void* p) noexcept { Delete(p); }
+void operator delete(void* p, size_t) noexcept { Delete(p); }
+void operator delete[](void* p, size_t) noexcept { Delete(p); }

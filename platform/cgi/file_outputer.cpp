@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "platform/cgi/http_validators.h"
+#include "platform/cgi/request_source.h"
 #include "platform/config/config.h"
 #include "platform/io/unique_fd.h"
 
@@ -70,9 +71,9 @@ time_t ParseHttpDate(const char* text) {
 
 int HTTPFileOutputer::Output(const char* path, const char* content_type) {
   Conditions conditions;
-  conditions.if_none_match = std::getenv("HTTP_IF_NONE_MATCH");
-  conditions.if_modified_since = std::getenv("HTTP_IF_MODIFIED_SINCE");
-  return OutputTo(stdout, path, content_type, conditions, cantora::GetConfig().x_sendfile != 0);
+  conditions.if_none_match = cantora::RequestEnv("HTTP_IF_NONE_MATCH");
+  conditions.if_modified_since = cantora::RequestEnv("HTTP_IF_MODIFIED_SINCE");
+  return OutputTo(cantora::CurrentRequest().out, path, content_type, conditions, cantora::GetConfig().x_sendfile != 0);
 }
 
 int HTTPFileOutputer::OutputTo(FILE* out, const char* path, const char* content_type,

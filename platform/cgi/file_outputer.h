@@ -24,13 +24,14 @@
 
 class HTTPFileOutputer {
  public:
-  // Writes the answer for path to stdout. content_type, when not null,
+  // Writes the answer for path to the request's output (request_source.h:
+  // stdout for a CGI). content_type, when not null,
   // replaces the type found from the bytes. 0 when a file answer (or a 304)
   // was written; negative when the file could not be opened or read, in
   // which case nothing was written.
   static int Output(const char* path, const char* content_type);
 
-  // The request's validators, from HTTP_IF_NONE_MATCH and HTTP_IF_MODIFIED_SINCE.
+  // The request's validators, from its HTTP_IF_NONE_MATCH and HTTP_IF_MODIFIED_SINCE.
   struct Conditions {
     const char* if_none_match = nullptr;
     const char* if_modified_since = nullptr;

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "platform/cgi/json_text.h"
+#include "platform/cgi/request_source.h"
 #include "platform/config/config.h"
 
 namespace cantora {
@@ -22,7 +23,7 @@ int HexValue(char c) {
 }
 
 std::string Env(const char* name) {
-  const char* v = std::getenv(name);
+  const char* v = RequestEnv(name);
   return v ? v : "";
 }
 
@@ -89,13 +90,14 @@ WebMan WebMan::FromEnvironment() {
       too_large = true;  // not even read: the server discards it
     } else if (length > 0) {
       body.resize(static_cast<size_t>(length));
-      size_t got = std::fread(&body[0], 1, body.size(), stdin);
+      size_t got = std::fread(&body[0], 1, body.size(), CurrentRequest().in);
       body.resize(got);
     }
   }
   WebMan web = FromParts(method, Env("QUERY_STRING"), content_type, body, Env("HTTP_COOKIE"), max);
   if (too_large) web.body_rejected_ = true;
   web.accept_language_ = Env("HTTP_ACCEPT_LANGUAGE");
+  web.out_ = CurrentRequest().out;
   return web;
 }
 

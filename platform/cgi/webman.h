@@ -22,7 +22,8 @@ namespace cantora {
 
 class WebMan {
  public:
-  // Reads the request from the CGI environment and stdin.
+  // Reads the request from the request's source (request_source.h: the CGI
+  // environment and stdin, or a FastCGI request's), and answers to its output.
   static WebMan FromEnvironment();
   // Builds a request from its parts (tests, and FromEnvironment itself).
   static WebMan FromParts(const std::string& method, const std::string& query,
@@ -55,7 +56,8 @@ class WebMan {
   void WriteHeader(const char* content_type, const std::vector<std::string>& extra = {});
   // Writes the value as compact JSON.
   void WriteBody(const Json::Value& value);
-  // Where output goes (stdout unless a test redirects it).
+  // Where output goes (the request's output; stdout for FromParts, unless a
+  // test redirects it).
   void SetOutput(FILE* out) { out_ = out; }
   FILE* Output() const { return out_; }
 

@@ -17,9 +17,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/support/fastcgi_client.h"
 #include "tests/support/url_encode.h"
 
 namespace harness {
@@ -191,7 +193,11 @@ Instance::Instance(const std::string& web_user) {
   config_ = r.out.substr(0, r.out.find('\n'));
 }
 
-Instance::~Instance() { RemoveTree(dir_.substr(0, dir_.rfind('/'))); }
+Instance::~Instance() {
+  std::string top = dir_.substr(0, dir_.rfind('/'));
+  StopResidentGateways(top);
+  RemoveTree(top);
+}
 
 CommandResult Instance::Admin(const std::vector<std::string>& args, const std::string& input) const {
   std::vector<std::string> argv = {Bin("cantora-admin")};
@@ -249,13 +255,57 @@ std::vector<std::string> CgiEnvironment(const Instance& instance, const CgiReque
   return env;
 }
 
+// In a forked child: runs program with exactly env, no arguments.
+[[noreturn]] void ExecProgram(const std::string& program, const std::vector<std::string>& env) {
+  std::vector<char*> envp;
+  for (const std::string& v : env) envp.push_back(const_cast<char*>(v.c_str()));
+  envp.push_back(nullptr);
+  char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
+  execve(argv[0], argv, envp.data());
+  _exit(127);
+}
+
 std::string ProgramOf(const CgiRequest& request) {
   return request.program[0] == '/' ? request.program : Bin(request.program);
 }
 
 }  // namespace
 
+namespace {
+
+// Splits a CGI answer into its header lines and body, and parses the body
+// when it is JSON.
+void ParseAnswer(CgiResult* result) {
+  size_t split = result->out.find("\r\n\r\n");
+  if (split == std::string::npos) return;
+  std::istringstream head(result->out.substr(0, split));
+  std::string line;
+  while (std::getline(head, line)) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    size_t colon = line.find(':');
+    if (colon == std::string::npos) continue;
+    std::string value = line.substr(colon + 1);
+    if (!value.empty() && value[0] == ' ') value.erase(0, 1);
+    result->headers[line.substr(0, colon)] = value;
+  }
+  result->body = result->out.substr(split + 4);
+  Json::CharReaderBuilder builder;
+  std::string errors;
+  std::istringstream body(result->body);
+  result->has_json = Json::parseFromStream(builder, body, &result->json, &errors);
+}
+
+bool ServedResident(const CgiRequest& request) {
+  if (!FastCgiMode() || request.measure_peak) return false;
+  const std::string& p = request.program;
+  size_t slash = p.rfind('/');
+  return p.substr(slash == std::string::npos ? 0 : slash + 1) == "enumerate.cgi";
+}
+
+}  // namespace
+
 CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
+  if (ServedResident(request)) return RunResident(instance, request);
   std::vector<std::string> env = CgiEnvironment(instance, request);
   std::string program = ProgramOf(request);
   LogCapture capture;
@@ -273,25 +323,137 @@ CgiResult RunCgi(const Instance& instance, const CgiRequest& request) {
     size_t line = err.find_last_of('\n', err.size() >= 2 ? err.size() - 2 : 0);
     result.peak_kb = std::atol(err.c_str() + (line == std::string::npos ? 0 : line + 1));
   }
-  size_t split = result.out.find("\r\n\r\n");
-  if (split != std::string::npos) {
-    std::istringstream head(result.out.substr(0, split));
-    std::string line;
-    while (std::getline(head, line)) {
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      size_t colon = line.find(':');
-      if (colon == std::string::npos) continue;
-      std::string value = line.substr(colon + 1);
-      if (!value.empty() && value[0] == ' ') value.erase(0, 1);
-      result.headers[line.substr(0, colon)] = value;
-    }
-    result.body = result.out.substr(split + 4);
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    std::istringstream body(result.body);
-    result.has_json = Json::parseFromStream(builder, body, &result.json, &errors);
-  }
+  ParseAnswer(&result);
   return result;
+}
+
+bool FastCgiMode() {
+  const char* mode = std::getenv("CANTORA_GATEWAY_MODE");
+  return mode != nullptr && std::strcmp(mode, "fastcgi") == 0;
+}
+
+namespace {
+
+// One resident gateway: its process, the folder of its socket, its log.
+struct Resident {
+  std::string program;
+  std::string config;
+  pid_t pid = -1;
+  std::string dir;
+  std::string socket;
+  std::unique_ptr<LogCapture> log;
+
+  ~Resident() {
+    if (pid > 0) {
+      kill(pid, SIGKILL);
+      waitpid(pid, nullptr, 0);
+    }
+    RemoveTree(dir);
+  }
+};
+
+// Every resident process of the test program, by program, configuration and user.
+std::map<std::string, std::unique_ptr<Resident>>& Residents() {
+  static std::map<std::string, std::unique_ptr<Resident>> residents;
+  return residents;
+}
+
+std::string ValueIn(const std::vector<std::string>& env, const std::string& name) {
+  for (const std::string& v : env)
+    if (v.compare(0, name.size() + 1, name + "=") == 0) return v.substr(name.size() + 1);
+  return "";
+}
+
+std::unique_ptr<Resident> StartResident(const std::string& program, const std::string& config,
+                                        const std::string& run_as) {
+  auto r = std::make_unique<Resident>();
+  r->program = program;
+  r->config = config;
+  r->dir = MakeTempDir("cantora-fcgi-");
+  r->socket = r->dir + "/enumerate.sock";
+  r->log = std::make_unique<LogCapture>();
+  int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, r->socket.c_str(), sizeof address.sun_path - 1);
+  if (listener < 0 || bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+      listen(listener, 64) != 0)
+    throw std::runtime_error("cannot listen on " + r->socket);
+  // The process environment lighttpd's bin-environment gives it.
+  std::vector<std::string> env = BaseEnvironment();
+  env.push_back("CANTORA_CONFIG=" + config);
+  std::string err_path = r->dir + "/stderr";
+  const LogCapture& log = *r->log;
+  r->pid = fork();
+  if (r->pid == 0) {
+    int null = open("/dev/null", O_RDWR);
+    int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    if (dup2(listener, 0) < 0 || dup2(null, 1) < 0 || dup2(err, 2) < 0) _exit(126);
+    close(null);
+    close(err);
+    if (!log.EnterInChild() || (!run_as.empty() && !BecomeUser(run_as))) _exit(126);
+    ExecProgram(program, env);
+  }
+  close(listener);
+  if (r->pid < 0) throw std::runtime_error("fork failed");
+  return r;
+}
+
+Resident& ResidentFor(const Instance& instance, const CgiRequest& request,
+                      std::vector<std::string>* env) {
+  *env = CgiEnvironment(instance, request);
+  std::string program = ProgramOf(request);
+  std::string config = ValueIn(*env, "CANTORA_CONFIG");
+  std::string key = program + '\n' + config + '\n' + request.run_as;
+  std::unique_ptr<Resident>& slot = Residents()[key];
+  if (slot == nullptr) slot = StartResident(program, config, request.run_as);
+  return *slot;
+}
+
+}  // namespace
+
+CgiResult RunResident(const Instance& instance, const CgiRequest& request) {
+  std::vector<std::string> env;
+  Resident& resident = ResidentFor(instance, request, &env);
+  CgiResult result;
+  FastCgiAnswer answer = FastCgiExchange(resident.socket, env, request.body);
+  // The process writes its log lines before it ends the request.
+  result.log = resident.log->Drain();
+  result.out = answer.out;
+  if (answer.complete) {
+    result.status = answer.app_status;
+  } else {
+    // The process ended (or never answered): its status, and a new process
+    // for the next request.
+    int status = 0;
+    result.status = -1;
+    if (waitpid(resident.pid, &status, 0) == resident.pid) {
+      result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      resident.pid = -1;
+    }
+    for (auto it = Residents().begin(); it != Residents().end(); ++it)
+      if (it->second.get() == &resident) {
+        Residents().erase(it);
+        break;
+      }
+  }
+  ParseAnswer(&result);
+  return result;
+}
+
+pid_t ResidentPid(const Instance& instance, const CgiRequest& request) {
+  std::vector<std::string> env;
+  return ResidentFor(instance, request, &env).pid;
+}
+
+void StopResidentGateways(const std::string& dir) {
+  auto under = [&](const std::string& path) { return path.compare(0, dir.size() + 1, dir + "/") == 0; };
+  for (auto it = Residents().begin(); it != Residents().end();) {
+    if (under(it->second->program) || under(it->second->config))
+      it = Residents().erase(it);
+    else
+      ++it;
+  }
 }
 
 LiveCgi StartCgi(const Instance& instance, const CgiRequest& request) {
@@ -305,12 +467,7 @@ LiveCgi StartCgi(const Instance& instance, const CgiRequest& request) {
     int in = open("/dev/null", O_RDONLY);
     if (in < 0 || dup2(in, 0) < 0 || dup2(fds[1], 1) < 0) _exit(126);
     if (!request.run_as.empty() && !BecomeUser(request.run_as)) _exit(126);
-    std::vector<char*> envp;
-    for (const std::string& v : env) envp.push_back(const_cast<char*>(v.c_str()));
-    envp.push_back(nullptr);
-    char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
-    execve(argv[0], argv, envp.data());
-    _exit(127);
+    ExecProgram(program, env);
   }
   close(fds[1]);
   if (cgi.pid < 0) {

@@ -100,8 +100,29 @@ struct CgiResult {
 std::string InstallGatewayCopy(const Instance& instance, bool setuid,
                                const std::string& program = "enumerate.cgi");
 
-// Runs a CGI program of the instance.
+// Runs a CGI program of the instance. Under CANTORA_GATEWAY_MODE=fastcgi,
+// a request to enumerate.cgi (or a copy of it) that does not measure its
+// peak goes to the resident process of that program instead (RunResident):
+// the same request, the same answer expected byte for byte.
 CgiResult RunCgi(const Instance& instance, const CgiRequest& request);
+
+// True under CANTORA_GATEWAY_MODE=fastcgi.
+bool FastCgiMode();
+
+// The gateway as lighttpd's mod_fastcgi runs it: one process per program,
+// configuration (CANTORA_CONFIG) and user (run_as), started on first use
+// with a listening Unix socket as its stdin, in a private /dev whose log
+// socket collects its syslog lines, and sent each request over a fresh
+// connection. status is the application's status of a complete answer;
+// when the process ended instead, its exit status (or 128 + signal), and
+// the next request starts a new one, as lighttpd does.
+CgiResult RunResident(const Instance& instance, const CgiRequest& request);
+// The pid of the resident process that serves request (started when none
+// runs yet).
+pid_t ResidentPid(const Instance& instance, const CgiRequest& request);
+// Stops the resident processes whose program or configuration lies under
+// dir (an instance's folder; its destructor does this).
+void StopResidentGateways(const std::string& dir);
 
 // A CGI started and left running, its stdout a pipe the test reads at its
 // own pace: a client that reads slowly, or leaves early. Its stdin is empty;

@@ -1,0 +1,132 @@
+#include "bench/http_bench.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <memory>
+
+#include "bench/process_timer.h"
+#include "tests/support/proc_status.h"
+#include "tests/support/web_server.h"
+
+namespace bench {
+namespace {
+
+struct Timed {
+  double millis = 0;
+  webserver::Answer answer;
+};
+
+Timed TimeGet(int port, const std::string& target, const std::string& session) {
+  auto start = std::chrono::steady_clock::now();
+  Timed t;
+  t.answer = webserver::Get(port, target, session);
+  t.millis = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  return t;
+}
+
+webserver::Setup ServerSetup(const HttpSetup& s, bool fastcgi) {
+  webserver::Setup setup;
+  setup.run_dir = s.dir + (fastcgi ? "/http-fastcgi" : "/http-cgi");
+  setup.www_dir = s.dir + "/http-www";
+  setup.cgi_dir = s.cgi_dir;
+  setup.config = s.config;
+  setup.covers = s.covers;
+  setup.libraries = s.libraries;
+  setup.web_user = s.web_user;
+  setup.fastcgi = fastcgi;
+  return setup;
+}
+
+// Resident memory of the FastCGI processes: the sum of a status line's kB.
+struct Memory {
+  size_t processes = 0;
+  long sum_kb = 0;
+  long largest_kb = 0;
+};
+
+Memory MemoryOf(const std::vector<pid_t>& pids, const char* line) {
+  Memory m;
+  for (pid_t pid : pids) {
+    std::vector<long> kb = StatusLine(pid, line);
+    if (kb.empty()) continue;
+    ++m.processes;
+    m.sum_kb += kb[0];
+    m.largest_kb = std::max(m.largest_kb, kb[0]);
+  }
+  return m;
+}
+
+}  // namespace
+
+bool BenchHttp(const HttpSetup& s, const std::vector<HttpAction>& actions) {
+  std::unique_ptr<webserver::Server> cgi, fastcgi;
+  try {
+    cgi = std::make_unique<webserver::Server>(ServerSetup(s, false));
+    fastcgi = std::make_unique<webserver::Server>(ServerSetup(s, true));
+  } catch (const std::exception& e) {
+    std::printf("over HTTP: %s\n", e.what());
+    return false;
+  }
+  const std::string program = s.cgi_dir + "/enumerate.cgi";
+  std::vector<pid_t> residents;
+  for (int i = 0; i < 100 && residents.size() < 4; ++i) {
+    residents = ChildrenRunning(fastcgi->pid(), program);
+    if (residents.size() < 4) usleep(20000);
+  }
+  Memory idle = MemoryOf(residents, "VmRSS:");
+
+  std::vector<double> floor;
+  for (int r = 0; r < s.runs * 2; ++r) floor.push_back(TimeGet(fastcgi->port(), "/hello.txt", "").millis);
+  const double f = Median(floor);
+  std::printf("over HTTP: lighttpd on 127.0.0.1, a fresh connection per request, %s as %s\n",
+              program.c_str(), s.web_user.c_str());
+  std::printf("%-28s %.2f ms (median of %d)\n", "F_http (13-byte file)", f, s.runs * 2);
+  std::printf("%-28s %9s %11s %11s %8s\n", "action", "CGI ms", "FastCGI ms", "target ms", "answers");
+  bool all_ok = true;
+  for (const HttpAction& a : actions) {
+    const std::string target = "/cgi-bin/enumerate.cgi?" + a.query;
+    // Warm both: the page cache, and the resident processes' connections.
+    Timed first_cgi = TimeGet(cgi->port(), target, s.session);
+    Timed first_fastcgi = TimeGet(fastcgi->port(), target, s.session);
+    // An answer the gateway leaves empty (an unknown action) is lighttpd's
+    // error in both modes: what counts is that both answer alike.
+    const int status = first_cgi.answer.status;
+    bool ok = status != 0 && first_fastcgi.answer.status == status;
+    bool same = ok && first_cgi.answer.body == first_fastcgi.answer.body;
+    std::vector<double> cgi_times, fastcgi_times;
+    for (int r = 0; r < s.runs; ++r) {  // alternating, so that both see the same machine
+      Timed c = TimeGet(cgi->port(), target, s.session);
+      Timed q = TimeGet(fastcgi->port(), target, s.session);
+      ok = ok && c.answer.status == status && q.answer.status == status;
+      cgi_times.push_back(c.millis);
+      fastcgi_times.push_back(q.millis);
+    }
+    double cgi_median = Median(cgi_times), fastcgi_median = Median(fastcgi_times);
+    char limit[32] = "-";
+    bool within = true;
+    if (a.target == HttpAction::kFloorPlus) {
+      std::snprintf(limit, sizeof limit, "<= %.2f", f + a.millis);
+      within = fastcgi_median <= f + a.millis;
+    } else if (a.target == HttpAction::kAbsolute) {
+      std::snprintf(limit, sizeof limit, "<= %.0f", a.millis);
+      within = fastcgi_median <= a.millis;
+    }
+    std::printf("%-28s %9.2f %11.2f %11s %8s   %s\n", a.name.c_str(), cgi_median, fastcgi_median,
+                limit, same ? "same" : "differ", !ok ? "FAILED" : within ? "ok" : "OVER");
+    all_ok = all_ok && ok && within;
+  }
+  residents = ChildrenRunning(fastcgi->pid(), program);
+  Memory after = MemoryOf(residents, "VmRSS:");
+  Memory peak = MemoryOf(residents, "VmHWM:");
+  std::printf("FastCGI processes: %zu; idle before the first request %.1f MB in all (largest %.1f MB), "
+              "after the actions %.1f MB (largest %.1f MB); peak %.1f MB (largest high-water mark)\n",
+              idle.processes, idle.sum_kb / 1024.0, idle.largest_kb / 1024.0, after.sum_kb / 1024.0,
+              after.largest_kb / 1024.0, peak.largest_kb / 1024.0);
+  return all_ok;
+}
+
+}  // namespace bench

@@ -1,0 +1,39 @@
+// The gateway over HTTP, as clients see it: lighttpd on 127.0.0.1 with the
+// project's configuration, once with enumerate.cgi as a CGI and once as
+// resident FastCGI processes, every action timed through both side by side
+// (a fresh connection per request, medians), beside F_http, lighttpd's
+// answer for a 13-byte static file in the same run; and the idle and peak
+// memory of the FastCGI processes.
+#ifndef CANTORA_BENCH_HTTP_BENCH_H
+#define CANTORA_BENCH_HTTP_BENCH_H
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+struct HttpAction {
+  std::string name;
+  std::string query;
+  enum Target { kNone, kFloorPlus, kAbsolute } target = kNone;  // the FastCGI column's
+  double millis = 0;  // F_http + millis, or millis
+};
+
+struct HttpSetup {
+  std::string dir;      // the run folders are made below it
+  std::string cgi_dir;  // holds the deployed (setuid root) enumerate.cgi
+  std::string config;
+  std::string covers;
+  std::string libraries;  // lighttpd list items: the stream's X-Sendfile folders
+  std::string web_user;
+  std::string session;
+  int runs = 21;
+};
+
+// Prints the table; true when both modes answered every request with the
+// same status and the FastCGI medians are within their targets.
+bool BenchHttp(const HttpSetup& setup, const std::vector<HttpAction>& actions);
+
+}  // namespace bench
+
+#endif
