@@ -83,9 +83,13 @@ struct FileIdentity {
   ino_t ino = 0;
   off_t size = 0;
   timespec mtime{};
+  // The change time moves with the owner and the mode too, which decide
+  // whether a privileged process may read the file at all.
+  timespec ctime{};
   bool operator==(const FileIdentity& o) const {
     return error == o.error && dev == o.dev && ino == o.ino && size == o.size &&
-           mtime.tv_sec == o.mtime.tv_sec && mtime.tv_nsec == o.mtime.tv_nsec;
+           mtime.tv_sec == o.mtime.tv_sec && mtime.tv_nsec == o.mtime.tv_nsec &&
+           ctime.tv_sec == o.ctime.tv_sec && ctime.tv_nsec == o.ctime.tv_nsec;
   }
 };
 
@@ -100,6 +104,7 @@ FileIdentity IdentityOf(const std::string& path) {
   id.ino = st.st_ino;
   id.size = st.st_size;
   id.mtime = st.st_mtim;
+  id.ctime = st.st_ctim;
   return id;
 }
 

@@ -84,8 +84,8 @@ void SetConfig(const Config& config);
 
 // A process that serves many requests calls this at the start of each: when
 // the configuration in force was read from its file and that file has
-// changed since (another inode or device, size or modification time, or it
-// appeared or went), it is read again as on first use. True when it was.
+// changed since (another inode or device, size, modification or change
+// time, or it appeared or went), it is read again as on first use. True when it was.
 bool ReloadConfigIfChanged();
 
 // Resolves one of the system's fixed absolute paths under the configured root:
