@@ -9,7 +9,8 @@
 //   - The configuration (config.h, GetConfig). Valid while its file is
 //     unchanged: BeginPlatformRequest compares the file's device, inode, size,
 //     modification and change times (the latter moves with owner and mode)
-//     with those it was read at, and reads it again when they differ. One set by SetConfig (tools, tests) is kept as set.
+//     with those it was read at, and reads it again when they differ. One
+//     set by SetConfig (tools, tests) is kept as set.
 //   - The platform database connection (platform_db.h, PlatformDatabase).
 //     Opened once; the gateway only reads through it, in autocommit
 //     transactions that end with their statements, so every request reads
