@@ -284,4 +284,19 @@ int EachRowId(sqlite::Database& db, const Plan& plan, const std::function<void(i
   return rc == SQLITE_DONE ? count : -1;
 }
 
+int EachRowText(sqlite::Database& db, const Plan& plan, RecordField field, const TextSink& each) {
+  // The last output that fills field is the one a record keeps.
+  int column = -1;
+  for (size_t i = 0; i < plan.outputs.size(); ++i)
+    if (plan.outputs[i].field == field) column = static_cast<int>(i);
+  int count = 0;
+  int rc = StepRows(db, plan, [&](sqlite3_stmt* raw) {
+    std::string_view text = column < 0 ? std::string_view("") : TextColumn(raw, column);
+    each(text.substr(0, text.find('\0')));
+    ++count;
+    return true;
+  });
+  return rc == SQLITE_DONE ? count : -1;
+}
+
 }  // namespace cantora
