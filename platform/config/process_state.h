@@ -21,7 +21,11 @@
 //     by SQLite's data_version (BeginPlatformRequest reports it, so that
 //     caches derived from the index are dropped), and is opened afresh when
 //     the configuration names another file; what is set up per connection
-//     (the index's SQL functions) follows PlatformDatabaseGeneration.
+//     (the index's SQL functions) follows PlatformDatabaseGeneration. The
+//     statements every request runs (the session check, the user by name,
+//     the facets' state, the data version) stay prepared on it
+//     (sqlite::Database::PrepareKept), reset and unbound after each use:
+//     program text only, holding no value and no transaction in between.
 //   - The effective ids (enumerate/guard/run_as.h). The caller's (the web
 //     server's user) between requests, raised only inside IF_RUN_AS scopes;
 //     what the guard remembers of them mirrors the kernel, since every change
