@@ -18,9 +18,9 @@
 
 namespace {
 
-// Enough for the records of a list of some 10,000 songs or names held at
-// once (all albums, a long artist); a longer list is read in batches.
-constexpr int kKeptRecordBlocks = 4;
+// Enough for the records of a song list held whole (the 5,000 songs of one
+// artist); a longer list is read in batches of small blocks.
+constexpr int kKeptRecordBlocks = 2;
 
 void AnswerOneRequest() {
   EnumerationHandler handler;
@@ -46,15 +46,15 @@ int main() {
     return 0;
   }
   // A resident process frees what each request made (C++ objects from the
-  // general heap), but keeps the pages: its heap is on huge pages and never
-  // trimmed, and the record blocks of long lists are kept for the next
-  // list, so that a request reuses memory the last ones faulted in instead
-  // of faulting and zeroing it afresh. What it holds is bounded by its
-  // largest request, not by how many it answered.
+  // general heap), but keeps the pages: its heap is never trimmed, and the
+  // record blocks of long lists are kept for the next list, so that a
+  // request reuses memory the last ones faulted in instead of faulting and
+  // zeroing it afresh. What it holds is bounded by its largest request, not
+  // by how many it answered.
 #ifndef CANTORA_NO_REGION
   if (!KeepObjectsInTheGeneralHeap()) return 1;
 #endif
-  UseHugePagesForTheHeap();
+  KeepHeapPagesBetweenRequests();
   cantora::KeepFreedRecordBlocks(kKeptRecordBlocks);
   return ServeFastCgi(*listener, AnswerResidentRequest);
 }

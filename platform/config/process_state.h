@@ -35,8 +35,8 @@
 //     song_records.h): only a hint, checked against the index and the user's
 //     scope at every use; dropped at the end of each request and whenever the
 //     index changed.
-//   - The heap's huge-page pad (enumerate/huge_heap.h), never trimmed, and
-//     up to four freed 2 MiB record blocks (media_info.h,
+//   - The heap's pages (enumerate/huge_heap.h, KeepHeapPagesBetweenRequests:
+//     never trimmed) and up to two freed 2 MiB record blocks (media_info.h,
 //     KeepFreedRecordBlocks): memory the last requests faulted in, handed
 //     out again as fresh allocations; no object of a request lives on in
 //     them. SQLite's global settings: process-wide by nature.
