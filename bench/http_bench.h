@@ -1,9 +1,12 @@
 // The gateway over HTTP, as clients see it: lighttpd on 127.0.0.1 with the
 // project's configuration, once with enumerate.cgi as a CGI and once as
-// resident FastCGI processes, every action timed through both side by side
-// (a fresh connection per request, medians), beside F_http, lighttpd's
-// answer for a 13-byte static file in the same run; and the idle and peak
-// memory of the FastCGI processes.
+// resident FastCGI processes, both started by the web server's user, and
+// once more as resident processes of a lighttpd that stays root (the
+// privilege guard changing no ids: the "as root" column); every action
+// timed through the three in turn (a fresh connection per request,
+// medians), beside F_http, lighttpd's answer for a 13-byte static file in
+// the same run; and the idle and peak memory of the FastCGI processes of
+// the web server's user.
 #ifndef CANTORA_BENCH_HTTP_BENCH_H
 #define CANTORA_BENCH_HTTP_BENCH_H
 
@@ -30,8 +33,9 @@ struct HttpSetup {
   int runs = 21;
 };
 
-// Prints the table; true when both modes answered every request with the
-// same status and the FastCGI medians are within their targets.
+// Prints the table; true when the three answered every request with the
+// same status and the FastCGI medians (the web server's user's) are within
+// their targets.
 bool BenchHttp(const HttpSetup& setup, const std::vector<HttpAction>& actions);
 
 }  // namespace bench

@@ -33,6 +33,11 @@ constexpr int kMmapThreshold = 32 * 1024 * 1024;
 
 }  // namespace
 
+void KeepHeapPagesBetweenRequests() {
+  mallopt(M_MMAP_THRESHOLD, kMmapThreshold);
+  mallopt(M_TRIM_THRESHOLD, 1 << 30);
+}
+
 void UseHugePagesForTheHeap() {
   if (mallopt(M_MMAP_THRESHOLD, kMmapThreshold) == 0) return;
   // Trimming would shrink the marked area, and the next extension would not

@@ -12,8 +12,8 @@
 #include "enumerate/list_answer.h"
 #include "platform/auth/account.h"
 #include "platform/cgi/json_text.h"
+#include "platform/index/browse.h"
 #include "platform/index/library.h"
-#include "platform/index/music_browse.h"
 #include "platform/text/utf8.h"
 
 namespace {
@@ -37,32 +37,46 @@ struct NameList {
   const char* grouping;
   const char* order;
   int mode;
-  const char* MediaInfo::*field;
+  cantora::RecordField field;
   const char* bad_text_log;
 };
 
-const NameList kArtists = {nullptr, nullptr, "artist_sort asc", 1, &MediaInfo::artist,
+const NameList kArtists = {nullptr, nullptr, "artist_sort asc", 1, cantora::RecordField::kArtist,
                            "artist %s is not valid utf8"};
 // The grouped genre query delivers each genre in the title field.
-const NameList kGenres = {"genre", "genre", "lower(genre) asc", 0, &MediaInfo::title,
+const NameList kGenres = {"genre", "genre", "lower(genre) asc", 0, cantora::RecordField::kTitle,
                           "genre %s is not valid utf8"};
-const NameList kAlbums = {"album", "album", "lower(album) asc", 0, &MediaInfo::album,
+const NameList kAlbums = {"album", "album", "lower(album) asc", 0, cantora::RecordField::kAlbum,
                           "album %s is not valid utf8"};
-const NameList kNewestAlbums = {"album", nullptr, "create_date desc", 2, &MediaInfo::album,
-                                "album %s is not valid utf8"};
+const NameList kNewestAlbums = {"album", nullptr, "create_date desc", 2,
+                                cantora::RecordField::kAlbum, "album %s is not valid utf8"};
 
-// Browses and adds {"name": ...} for each record whose name is valid UTF-8,
-// written as the text JsonCpp gives that one-member object. False when the
-// browse failed.
+// Browses and adds {"name": ...} for each name that is valid UTF-8, written
+// as the text JsonCpp gives that one-member object. False when the browse
+// failed, in which case nothing is added or logged. The names are read
+// without making a record of each (MusicBrowseTexts), and held until the
+// browse has succeeded.
 bool ListNames(const NameList& what, const char* library, int uid, const char* condition,
                int limit, ListAnswer* answer) {
-  MediaInfo* list = nullptr;
-  if (ZARNMusicBrowse(library, uid, 0, &list, 0, what.columns, condition, what.grouping,
-                      what.order, 0, limit, what.mode, 0) < 0) {
+  sqlite::Database* db = cantora::IndexDatabase();
+  if (db == nullptr) return false;
+  cantora::BrowseQuery query;
+  query.library = library;
+  query.uid = uid;
+  query.columns = what.columns;
+  query.condition = condition;
+  query.grouping = what.grouping;
+  query.order = what.order;
+  query.limit = limit;
+  query.mode = what.mode;
+  std::string names;  // each name followed by a NUL
+  if (cantora::MusicBrowseTexts(*db, query, what.field, [&names](std::string_view name) {
+        names.append(name).push_back('\0');
+      }) < 0) {
     return false;
   }
-  for (const MediaInfo* info = list; info != nullptr; info = info->next) {
-    const char* name = info->*what.field;
+  for (size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
+    const char* name = names.c_str() + at;
     if (!TryUTF8ToUTF16(name)) {
       syslog(LOG_ERR, what.bad_text_log, name);
       continue;
@@ -72,7 +86,6 @@ bool ListNames(const NameList& what, const char* library, int uid, const char* c
     cantora::AppendJsonString(name, item);
     item->push_back('}');
   }
-  ZARNPlaylistRecFree(list);
   return true;
 }
 

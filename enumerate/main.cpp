@@ -14,8 +14,13 @@
 #include "enumerate/guard/run_as.h"
 #include "enumerate/huge_heap.h"
 #include "enumerate/region_new.h"
+#include "platform/index/media_info.h"
 
 namespace {
+
+// Enough for the records of a song list held whole (the 5,000 songs of one
+// artist); a longer list is read in batches of small blocks.
+constexpr int kKeptRecordBlocks = 2;
 
 void AnswerOneRequest() {
   EnumerationHandler handler;
@@ -40,10 +45,16 @@ int main() {
     AnswerOneRequest();
     return 0;
   }
-  // A resident process frees what each request made, and gives the C heap
-  // back as usual: the huge-page heap is for processes that end.
+  // A resident process frees what each request made (C++ objects from the
+  // general heap), but keeps the pages: its heap is never trimmed, and the
+  // record blocks of long lists are kept for the next list, so that a
+  // request reuses memory the last ones faulted in instead of faulting and
+  // zeroing it afresh. What it holds is bounded by its largest request, not
+  // by how many it answered.
 #ifndef CANTORA_NO_REGION
   if (!KeepObjectsInTheGeneralHeap()) return 1;
 #endif
+  KeepHeapPagesBetweenRequests();
+  cantora::KeepFreedRecordBlocks(kKeptRecordBlocks);
   return ServeFastCgi(*listener, AnswerResidentRequest);
 }

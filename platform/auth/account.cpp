@@ -52,7 +52,7 @@ bool IsSessionIdShape(const char* id) {
 int64_t Now() { return static_cast<int64_t>(std::time(nullptr)); }
 
 bool UserByName(sqlite::Database& db, const std::string& name, User* user) {
-  sqlite::Statement st = db.Prepare("SELECT id, name, personal FROM users WHERE name = ?");
+  sqlite::Statement st = db.PrepareKept("SELECT id, name, personal FROM users WHERE name = ?");
   if (!st.IsValid()) return false;
   st.Bind(1, name);
   if (st.Step() != SQLITE_ROW) return false;
@@ -368,7 +368,7 @@ int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
   if (!cantora::IsSessionIdShape(session_id)) return -1;
   sqlite::Database* db = cantora::PlatformDatabase();
   if (db == nullptr) return -1;
-  sqlite::Statement st = db->Prepare(
+  sqlite::Statement st = db->PrepareKept(
       "SELECT u.id, u.name, u.personal FROM sessions s JOIN users u ON u.id = s.user_id "
       "WHERE s.token_hash = ? AND s.expires > ?");
   if (!st.IsValid()) return -1;
@@ -382,7 +382,7 @@ int CantoraIphoneIsAuthorized(const char* session_id, void* record, int size) {
   // A database made before session languages existed has no such table:
   // the session then simply has no language.
   sqlite::Statement language =
-      db->Prepare("SELECT language FROM session_language WHERE token_hash = ?");
+      db->PrepareKept("SELECT language FROM session_language WHERE token_hash = ?");
   if (language.IsValid() && language.Bind(1, crypto::Digest(session_id)).Step() == SQLITE_ROW)
     std::strncpy(user->language, language.Text(0), sizeof user->language - 1);
   return 0;

@@ -80,7 +80,7 @@ void ForgetPlatformDatabaseIfMoved() {
 bool PlatformDatabaseChangedSinceLastAsked() {
   Connection& c = Platform();
   if (!c.db.IsOpen()) return false;
-  sqlite::Statement st = c.db.Prepare("PRAGMA data_version");
+  sqlite::Statement st = c.db.PrepareKept("PRAGMA data_version");
   if (!st.IsValid() || st.Step() != SQLITE_ROW) return false;
   const int64_t version = st.Int(0);
   const bool changed = c.data_version != -1 && version != c.data_version;

@@ -22,7 +22,11 @@
 //     by SQLite's data_version (BeginPlatformRequest reports it, so that
 //     caches derived from the index are dropped), and is opened afresh when
 //     the configuration names another file; what is set up per connection
-//     (the index's SQL functions) follows PlatformDatabaseGeneration.
+//     (the index's SQL functions) follows PlatformDatabaseGeneration. The
+//     statements every request runs (the session check, the user by name,
+//     the facets' state, the data version) stay prepared on it
+//     (sqlite::Database::PrepareKept), reset and unbound after each use:
+//     program text only, holding no value and no transaction in between.
 //   - The effective ids (enumerate/guard/run_as.h). The caller's (the web
 //     server's user) between requests, raised only inside IF_RUN_AS scopes;
 //     what the guard remembers of them mirrors the kernel, since every change
@@ -32,8 +36,11 @@
 //     song_records.h): only a hint, checked against the index and the user's
 //     scope at every use; dropped at the end of each request and whenever the
 //     index changed.
-//   - The heap's huge-page pad (enumerate/huge_heap.h) and SQLite's global
-//     settings: process-wide by nature, holding no request's data.
+//   - The heap's pages (enumerate/huge_heap.h, KeepHeapPagesBetweenRequests:
+//     never trimmed) and up to two freed 2 MiB record blocks (media_info.h,
+//     KeepFreedRecordBlocks): memory the last requests faulted in, handed
+//     out again as fresh allocations; no object of a request lives on in
+//     them. SQLite's global settings: process-wide by nature.
 //
 // Per request (built in EnumerationHandler::Run, destroyed with the
 // handler; see enumerate/request_context.h): who is signed in, their cover

@@ -103,4 +103,31 @@ int MusicBrowseIds(sqlite::Database& db, const BrowseQuery& asked,
   return EachRowId(db, plan, each);
 }
 
+int MusicBrowseTexts(sqlite::Database& db, const BrowseQuery& asked, RecordField field,
+                     const TextSink& each) {
+  Planned p;
+  if (!PlanOn(db, asked, &p)) return -1;
+  switch (p.plan.access) {
+    case Access::kNone:
+      return 0;
+    case Access::kFacet:
+    case Access::kStatement:
+      // Rows in the statement's own order, each one record.
+      if (p.plan.shape == Shape::kOrdered && !p.plan.folders)
+        return EachRowText(db, p.plan, field, each);
+      break;
+    case Access::kSortRecords:
+    case Access::kCandidates:
+      break;
+  }
+  // Records made otherwise (sorted in memory, folder titles): read as such.
+  MediaInfo* list = nullptr;
+  int n = MusicBrowse(db, asked, &list);
+  const char* MediaInfo::*member = TextMember(field);
+  for (const MediaInfo* info = list; info != nullptr; info = info->next)
+    each(member != nullptr ? info->*member : "");
+  ZARNPlaylistRecFree(list);
+  return n;
+}
+
 }  // namespace cantora

@@ -18,11 +18,13 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/index/browse_query.h"
 #include "platform/index/index_database.h"
 #include "platform/index/query_sql.h"
+#include "platform/index/song_columns.h"
 #include "platform/index/media_info.h"
 #include "platform/lib/sqlite/database.h"
 
@@ -60,6 +62,18 @@ int MusicBrowseEach(sqlite::Database& db, const BrowseQuery& query, const Record
 // is kept. Returns their number, or -1 as MusicBrowse.
 int MusicBrowseIds(sqlite::Database& db, const BrowseQuery& query,
                    const std::function<void(int64_t)>& each);
+
+// The text each row's record would hold in field, as MusicBrowse would
+// read it ("" when the query does not fill that field, cut at a NUL),
+// handed to each in the list's order. No record is made: for listings of
+// names (artists, albums, genres), where making a record of every field for
+// one text costs more than reading the row. each must not use the
+// connection (it may run while the statement does), and the text is valid
+// only during the call. Returns their number, or -1 as MusicBrowse (texts
+// may have been handed out by then).
+using TextSink = std::function<void(std::string_view)>;
+int MusicBrowseTexts(sqlite::Database& db, const BrowseQuery& query, RecordField field,
+                     const TextSink& each);
 
 }  // namespace cantora
 

@@ -20,7 +20,7 @@ MediaInfo* ReadRecord(sqlite3_stmt* stmt, const Plan& plan, MediaInfoAllocator* 
 // stopped, else the failing code.
 template <typename RowFn>
 int StepRows(sqlite::Database& db, const Plan& plan, RowFn&& row) {
-  Confinement confinement(db.get(), plan.UsesTrigrams());
+  Confinement confinement(db, plan.UsesTrigrams());
   sqlite::Statement stmt;
   if (!PrepareConfined(db, plan.statement, &stmt)) return SQLITE_ERROR;
   int rc;
@@ -123,7 +123,7 @@ int ListRows(sqlite::Database& db, const Plan& plan, MediaInfo** head) {
 int EachRow(sqlite::Database& db, const Plan& plan, const RecordSink& each) {
   sqlite::Statement stmt;
   {
-    Confinement confinement(db.get(), plan.UsesTrigrams());
+    Confinement confinement(db, plan.UsesTrigrams());
     if (!PrepareConfined(db, plan.statement, &stmt)) return -1;
   }
   int handed = 0;
@@ -131,7 +131,7 @@ int EachRow(sqlite::Database& db, const Plan& plan, const RecordSink& each) {
   for (;;) {
     int rc;
     {
-      Confinement confinement(db.get(), plan.UsesTrigrams());
+      Confinement confinement(db, plan.UsesTrigrams());
       while ((rc = stmt.Step()) == SQLITE_ROW) {
         if (!batch.Add(stmt.get(), plan)) return -1;
         if (batch.full()) break;
@@ -189,14 +189,14 @@ int EachInSongOrder(sqlite::Database& db, const BrowseQuery& q, const Fragments&
   Plan probe = ProbePlan(q, f);
   sqlite::Statement stmt;
   {
-    Confinement confinement(db.get(), false);
+    Confinement confinement(db, false);
     if (!PrepareConfined(db, probe.statement, &stmt)) return -1;
   }
   int handed = 0;
   RecordBatch batch;
   for (size_t next = 0; next < keys.size();) {
     {
-      Confinement confinement(db.get(), false);
+      Confinement confinement(db, false);
       while (next < keys.size() && !batch.full()) {
         size_t run = batch.size();
         size_t end = keys.RunEnd(next);
@@ -225,7 +225,7 @@ constexpr int kNoSongWalk = -2;
 int ListAlongSongWalk(sqlite::Database& db, const BrowseQuery& q, const Fragments& f,
                       const Candidates& candidates, MediaInfo** head) {
   Plan plan = ProbePlan(q, f);
-  Confinement confinement(db.get(), false);
+  Confinement confinement(db, false);
   sqlite::Statement stmt;
   if (!PrepareConfined(db, plan.statement, &stmt)) return -1;
   // Opened before the first song is read and kept running: the walk and the
@@ -278,6 +278,21 @@ int EachRowId(sqlite::Database& db, const Plan& plan, const std::function<void(i
   int count = 0;
   int rc = StepRows(db, plan, [&](sqlite3_stmt* raw) {
     each(sqlite3_column_int64(raw, 0));
+    ++count;
+    return true;
+  });
+  return rc == SQLITE_DONE ? count : -1;
+}
+
+int EachRowText(sqlite::Database& db, const Plan& plan, RecordField field, const TextSink& each) {
+  // The last output that fills field is the one a record keeps.
+  int column = -1;
+  for (size_t i = 0; i < plan.outputs.size(); ++i)
+    if (plan.outputs[i].field == field) column = static_cast<int>(i);
+  int count = 0;
+  int rc = StepRows(db, plan, [&](sqlite3_stmt* raw) {
+    std::string_view text = column < 0 ? std::string_view("") : TextColumn(raw, column);
+    each(text.substr(0, text.find('\0')));
     ++count;
     return true;
   });

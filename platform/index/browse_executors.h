@@ -38,6 +38,11 @@ int ListWalkingOrder(sqlite::Database& db, const BrowseQuery& q, const Fragments
 // number, or -1.
 int EachRowId(sqlite::Database& db, const Plan& plan, const std::function<void(int64_t)>& each);
 
+// The text of field in each of the plan's rows (a kOrdered plan of song
+// rows), as a record would hold it, handed to each under the confinement.
+// The number, or -1.
+int EachRowText(sqlite::Database& db, const Plan& plan, RecordField field, const TextSink& each);
+
 }  // namespace cantora
 
 #endif

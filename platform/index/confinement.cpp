@@ -65,19 +65,28 @@ void Bind(sqlite::Statement& stmt, const std::vector<SqlValue>& values) {
   }
 }
 
+// The statements around a confined one are the program's own, run with no
+// authorizer in force: kept prepared, since a long list is read in batches,
+// each under a confinement of its own.
+void RunKept(sqlite::Database& db, const char* sql) {
+  sqlite::Statement st = db.PrepareKept(sql);
+  while (st.IsValid() && st.Step() == SQLITE_ROW) {
+  }
+}
+
 }  // namespace
 
-Confinement::Confinement(sqlite3* db, bool uses_trigrams) : db_(db) {
+Confinement::Confinement(sqlite::Database& db, bool uses_trigrams) : db_(db) {
   // Connecting the trigram index declares its table, which an authorizer
   // sees as a schema write: connect it first, with a statement of our own.
-  if (uses_trigrams) sqlite3_exec(db_, "SELECT 1 FROM song_fts WHERE 0", nullptr, nullptr, nullptr);
-  sqlite3_exec(db_, "PRAGMA query_only=1", nullptr, nullptr, nullptr);
-  sqlite3_set_authorizer(db_, Authorize, nullptr);
+  if (uses_trigrams) RunKept(db_, "SELECT 1 FROM song_fts WHERE 0");
+  RunKept(db_, "PRAGMA query_only=1");
+  sqlite3_set_authorizer(db_.get(), Authorize, nullptr);
 }
 
 Confinement::~Confinement() {
-  sqlite3_set_authorizer(db_, nullptr, nullptr);
-  sqlite3_exec(db_, "PRAGMA query_only=0", nullptr, nullptr, nullptr);
+  sqlite3_set_authorizer(db_.get(), nullptr, nullptr);
+  RunKept(db_, "PRAGMA query_only=0");
 }
 
 bool PrepareConfined(sqlite::Database& db, const SqlPiece& statement, sqlite::Statement* stmt) {

@@ -19,13 +19,13 @@ namespace cantora {
 // statement reads the trigram index, which is connected first.
 class Confinement {
  public:
-  Confinement(sqlite3* db, bool uses_trigrams);
+  Confinement(sqlite::Database& db, bool uses_trigrams);
   ~Confinement();
   Confinement(const Confinement&) = delete;
   Confinement& operator=(const Confinement&) = delete;
 
  private:
-  sqlite3* db_;
+  sqlite::Database& db_;
 };
 
 // Prepares statement, which must be one read-only statement, and binds its

@@ -50,7 +50,7 @@ bool MarkFacetsStale(sqlite::Database& db) {
 }
 
 bool FacetsCurrent(sqlite::Database& db) {
-  sqlite::Statement st = db.Prepare("SELECT facets_stale FROM index_state");
+  sqlite::Statement st = db.PrepareKept("SELECT facets_stale FROM index_state");
   return !st.IsValid() || st.Step() != SQLITE_ROW || st.Int(0) == 0;
 }
 

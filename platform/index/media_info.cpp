@@ -49,9 +49,20 @@ Block* MallocBlock(size_t size) {
   return b;
 }
 
+// Freed 2 MiB blocks kept for reuse (KeepFreedRecordBlocks).
+constexpr int kMostKeptBlocks = 16;
+Block* kept_blocks[kMostKeptBlocks];
+int kept_count = 0;
+int kept_limit = 0;
+
 // A 2 MiB region aligned to 2 MiB, which a huge page can back whole; null
 // when the mapping fails.
 Block* HugeBlock() {
+  if (kept_count > 0) {
+    Block* b = kept_blocks[--kept_count];
+    InitBlock(b, kHugeBlock, true);
+    return b;
+  }
   void* raw = mmap(nullptr, 2 * kHugeBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
                    -1, 0);
   if (raw == MAP_FAILED) return nullptr;
@@ -70,7 +81,9 @@ Block* HugeBlock() {
 
 void Release(Block* b) {
   if (--b->live != 0) return;
-  if (b->mapped)
+  if (b->mapped && b->size == kHugeBlock && kept_count < kept_limit)
+    kept_blocks[kept_count++] = b;
+  else if (b->mapped)
     munmap(b, b->size);
   else
     std::free(b);
@@ -161,6 +174,11 @@ MediaInfo* MediaInfoAllocator::New(const MediaInfoTexts& texts) {
     allocated_ += b->size;
   }
   return Place(current_, l);
+}
+
+void KeepFreedRecordBlocks(int count) {
+  kept_limit = count < 0 ? 0 : count > kMostKeptBlocks ? kMostKeptBlocks : count;
+  while (kept_count > kept_limit) munmap(kept_blocks[--kept_count], kHugeBlock);
 }
 
 }  // namespace cantora

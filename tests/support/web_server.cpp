@@ -73,8 +73,10 @@ Server::Server(const Setup& setup) {
   ReplaceAll(&conf, "@CONFIG@", setup.config);
   ReplaceAll(&conf, "@COVERS@", setup.covers);
   ReplaceAll(&conf, "@LIBRARIES@", setup.libraries);
-  ReplaceAll(&conf, "@USER_LINES@", "server.username = \"" + setup.web_user +
-                                        "\"\nserver.groupname = \"" + group->gr_name + "\"");
+  ReplaceAll(&conf, "@USER_LINES@",
+             setup.as_root ? std::string()
+                           : "server.username = \"" + setup.web_user + "\"\nserver.groupname = \"" +
+                                 group->gr_name + "\"");
   std::string conf_path = setup.run_dir + "/lighttpd.conf";
   std::ofstream(conf_path) << conf;
   pid_ = fork();

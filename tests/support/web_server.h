@@ -21,6 +21,10 @@ struct Setup {
   std::string libraries;  // the stream's X-Sendfile folders, as a lighttpd list's items
   std::string web_user;   // the account lighttpd runs as
   bool fastcgi = false;
+  // lighttpd stays root (no server.username): so do the programs it starts,
+  // and a setuid gateway's privilege guard then changes no ids (a bench's
+  // "as root" arrangement; never a deployment).
+  bool as_root = false;
 };
 
 class Server {

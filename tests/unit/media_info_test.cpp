@@ -147,4 +147,42 @@ TEST(MediaInfoTest, AllocatorRecordsFreedInParts) {
   ZARNPlaylistRecFree(later);
 }
 
+// A list of records that fills small blocks and then 2 MiB ones; the
+// records, and the 2 MiB blocks they lie in (2 MiB-aligned).
+std::vector<uintptr_t> HugeBlocksOfAList(MediaInfo** head) {
+  constexpr uintptr_t kHugeBlock = 2 * 1024 * 1024;
+  std::vector<uintptr_t> blocks;
+  cantora::MediaInfoAllocator records;
+  MediaInfo** link = head;
+  for (int i = 0; i < 12000; ++i) {
+    MediaInfo* info = records.New(Texts());
+    if (info == nullptr) break;
+    uintptr_t block = reinterpret_cast<uintptr_t>(info) & ~(kHugeBlock - 1);
+    if (i > 4000 && (blocks.empty() || blocks.back() != block)) blocks.push_back(block);
+    *link = info;
+    link = &info->next;
+  }
+  return blocks;
+}
+
+// Kept blocks are handed to the next list, with fresh records in them; none
+// are kept once the count is back to 0.
+TEST(MediaInfoTest, FreedBlocksKeptForTheNextList) {
+  cantora::KeepFreedRecordBlocks(4);
+  MediaInfo* first = nullptr;
+  std::vector<uintptr_t> first_blocks = HugeBlocksOfAList(&first);
+  ASSERT_FALSE(first_blocks.empty());
+  ZARNPlaylistRecFree(first);
+  MediaInfo* second = nullptr;
+  std::vector<uintptr_t> second_blocks = HugeBlocksOfAList(&second);
+  cantora::KeepFreedRecordBlocks(0);
+  ASSERT_FALSE(second_blocks.empty());
+  EXPECT_EQ(first_blocks.back(), second_blocks.front());
+  int count = 0;
+  for (const MediaInfo* info = second; info != nullptr; info = info->next, ++count)
+    ASSERT_STREQ("Album Artist", info->album_artist);
+  EXPECT_EQ(12000, count);
+  ZARNPlaylistRecFree(second);
+}
+
 }  // namespace

@@ -1,17 +1,31 @@
 #include "platform/lib/sqlite/database.h"
 
+#include <deque>
 #include <utility>
 
 namespace sqlite {
 
+// The kept statements of a connection, each with whether a lease of it
+// is out. A deque: a lease points at its entry's flag, which must not move.
+struct Database::Kept {
+  struct Entry {
+    std::string sql;
+    sqlite3_stmt* stmt;
+    bool leased;
+  };
+  std::deque<Entry> entries;
+};
+
 Database::~Database() { Close(); }
 
-Database::Database(Database&& other) noexcept : db_(std::exchange(other.db_, nullptr)) {}
+Database::Database(Database&& other) noexcept
+    : db_(std::exchange(other.db_, nullptr)), kept_(std::exchange(other.kept_, nullptr)) {}
 
 Database& Database::operator=(Database&& other) noexcept {
   if (this != &other) {
     Close();
     db_ = std::exchange(other.db_, nullptr);
+    kept_ = std::exchange(other.kept_, nullptr);
   }
   return *this;
 }
@@ -47,6 +61,11 @@ bool Database::Open(const std::string& path, int flags, std::string* error) {
 }
 
 void Database::Close() {
+  if (kept_ != nullptr) {
+    for (Kept::Entry& e : kept_->entries) sqlite3_finalize(e.stmt);
+    delete kept_;
+    kept_ = nullptr;
+  }
   if (db_) {
     sqlite3_close_v2(db_);
     db_ = nullptr;
@@ -75,14 +94,50 @@ Statement Database::Prepare(const std::string& sql, std::string* error) {
   return Statement(stmt);
 }
 
-Statement::~Statement() { sqlite3_finalize(stmt_); }
+Statement Database::PrepareKept(const char* sql, std::string* error) {
+  if (kept_ == nullptr) kept_ = new Kept;
+  Kept::Entry* free = nullptr;
+  for (Kept::Entry& e : kept_->entries) {
+    if (e.sql == sql && !e.leased) {
+      free = &e;
+      break;
+    }
+  }
+  if (free == nullptr) {
+    sqlite3_stmt* stmt = nullptr;
+    if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK) {
+      if (error) *error = sqlite3_errmsg(db_);
+      sqlite3_finalize(stmt);
+      return Statement();
+    }
+    free = &kept_->entries.emplace_back(Kept::Entry{sql, stmt, false});
+  }
+  free->leased = true;
+  return Statement(free->stmt, &free->leased);
+}
 
-Statement::Statement(Statement&& other) noexcept : stmt_(std::exchange(other.stmt_, nullptr)) {}
+Statement::~Statement() { Release(); }
+
+void Statement::Release() {
+  if (leased_ == nullptr) {
+    sqlite3_finalize(stmt_);
+  } else {
+    sqlite3_reset(stmt_);
+    sqlite3_clear_bindings(stmt_);
+    *leased_ = false;
+  }
+  stmt_ = nullptr;
+  leased_ = nullptr;
+}
+
+Statement::Statement(Statement&& other) noexcept
+    : stmt_(std::exchange(other.stmt_, nullptr)), leased_(std::exchange(other.leased_, nullptr)) {}
 
 Statement& Statement::operator=(Statement&& other) noexcept {
   if (this != &other) {
-    sqlite3_finalize(stmt_);
+    Release();
     stmt_ = std::exchange(other.stmt_, nullptr);
+    leased_ = std::exchange(other.leased_, nullptr);
   }
   return *this;
 }

@@ -32,6 +32,16 @@ class Database {
 
   // Prepares one statement; an invalid Statement on error.
   Statement Prepare(const std::string& sql, std::string* error = nullptr);
+  // The same for a statement the program runs again and again (a resident
+  // process's session check, on every request): prepared on first use and
+  // kept on the connection, each Statement returned a lease of it that
+  // resets it and clears its bindings when it ends, so that a kept
+  // statement holds no values and no read transaction between uses. sql
+  // must be text written in the program, never text a request supplied,
+  // and must not need an authorizer (none sees it again). A statement
+  // whose lease has not ended (a nested use) is prepared afresh for the
+  // next caller. Leases must end before the connection closes.
+  Statement PrepareKept(const char* sql, std::string* error = nullptr);
 
   int64_t LastInsertId() const { return sqlite3_last_insert_rowid(db_); }
   int Changes() const { return sqlite3_changes(db_); }
@@ -39,7 +49,9 @@ class Database {
   sqlite3* get() const { return db_; }
 
  private:
+  struct Kept;
   sqlite3* db_ = nullptr;
+  Kept* kept_ = nullptr;  // the kept statements, once one was asked for
 };
 
 // A prepared statement. Bind indexes start at 1, column indexes at 0.
@@ -47,6 +59,9 @@ class Statement {
  public:
   Statement() = default;
   explicit Statement(sqlite3_stmt* stmt) : stmt_(stmt) {}
+  // A lease of a kept statement (Database::PrepareKept): *leased is true
+  // while it lasts.
+  Statement(sqlite3_stmt* stmt, bool* leased) : stmt_(stmt), leased_(leased) {}
   ~Statement();
   Statement(Statement&& other) noexcept;
   Statement& operator=(Statement&& other) noexcept;
@@ -83,7 +98,10 @@ class Statement {
   sqlite3_stmt* get() const { return stmt_; }
 
  private:
+  // Finalizes the statement, or ends the lease of a kept one.
+  void Release();
   sqlite3_stmt* stmt_ = nullptr;
+  bool* leased_ = nullptr;
 };
 
 // Holds a transaction open; rolls back unless Commit() was called.
