@@ -11,15 +11,10 @@ namespace {
 
 enum Source { kTags = 0, kLrc = 1, kTxt = 2 };
 
-bool Failed(sqlite::Database& db, std::string* error) {
-  *error = db.ErrorMessage();
-  return false;
-}
-
 bool Done(sqlite::Statement& st, sqlite::Database& db, std::string* error) {
   int rc = st.Step();
   st.Reset();
-  return rc == SQLITE_DONE || Failed(db, error);
+  return rc == SQLITE_DONE || db.Fail(error);
 }
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -122,7 +117,7 @@ class FolderSync {
       if (!Song(songs_.Int(0), songs_.Text(1), files, had_row, songs_.Int(2), songs_.Int(3)))
         return false;
     }
-    return rc == SQLITE_DONE || Failed(db_, error_);
+    return rc == SQLITE_DONE || db_.Fail(error_);
   }
 
   bool Remove(int64_t song_id) {
@@ -182,7 +177,7 @@ bool SyncSideLyrics(sqlite::Database& db, const SideLyricsFolders& walked,
     if (only_folders != nullptr && only_folders->count(rows.Int(1)) == 0) continue;
     gone.push_back(rows.Int(0));
   }
-  if (rc != SQLITE_DONE) return Failed(db, error);
+  if (rc != SQLITE_DONE) return db.Fail(error);
   rows.Reset();
   for (int64_t id : gone)
     if (!sync.Remove(id)) return false;

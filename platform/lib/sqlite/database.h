@@ -36,6 +36,12 @@ class Database {
   int64_t LastInsertId() const { return sqlite3_last_insert_rowid(db_); }
   int Changes() const { return sqlite3_changes(db_); }
   const char* ErrorMessage() const { return db_ ? sqlite3_errmsg(db_) : "database not open"; }
+  // Puts ErrorMessage() in *error (when not null) and returns false, so that
+  // a failure reads as `return st.Run() || db.Fail(error);`.
+  bool Fail(std::string* error) const {
+    if (error != nullptr) *error = ErrorMessage();
+    return false;
+  }
   sqlite3* get() const { return db_; }
 
  private:
