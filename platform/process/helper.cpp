@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/config/config.h"
+#include "platform/process/own_folder.h"
 
 extern char** environ;
 
@@ -16,15 +17,6 @@ namespace cantora {
 namespace {
 
 bool IsExecutable(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
-
-std::string OwnFolder() {
-  char buffer[4096];
-  ssize_t n = readlink("/proc/self/exe", buffer, sizeof(buffer) - 1);
-  if (n <= 0) return "";
-  std::string self(buffer, static_cast<size_t>(n));
-  size_t slash = self.rfind('/');
-  return slash == std::string::npos ? "" : self.substr(0, slash);
-}
 
 // Spawn's file actions, released on every path.
 class FileActions {
@@ -77,7 +69,7 @@ std::string HelperProgramPath(const std::string& name) {
     std::string path = libexec + "/" + name;
     if (IsExecutable(path)) return path;
   }
-  std::string folder = OwnFolder();
+  std::string folder = OwnProgramFolder();
   if (!folder.empty()) {
     std::string path = folder + "/" + name;
     if (IsExecutable(path)) return path;
