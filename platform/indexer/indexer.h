@@ -30,7 +30,7 @@
 //
 // Files that fail are kept in the table index_failure with their reason
 // until they change or go (an unchanged failed file is not read again but
-// by a full run), and each finished run leaves a row in index_run (status.h).
+// by a full run), and each finished run leaves a row in index_run (index_status.h).
 #ifndef CANTORA_PLATFORM_INDEXER_INDEXER_H
 #define CANTORA_PLATFORM_INDEXER_INDEXER_H
 
