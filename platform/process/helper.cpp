@@ -1,7 +1,6 @@
 #include "platform/process/helper.h"
 
 #include <spawn.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 
 #include "platform/config/config.h"
 #include "platform/process/own_folder.h"
+#include "platform/process/wait_exit.h"
 
 extern char** environ;
 
@@ -97,11 +97,7 @@ int RunHelper(const std::string& program, const std::vector<std::string>& args,
     syslog(LOG_ERR, "%s: cannot run %s: %s", log_tag, program.c_str(), std::strerror(error));
     return -1;
   }
-  int status = 0;
-  while (waitpid(pid, &status, 0) == -1) {
-    if (errno != EINTR) return -1;
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return WaitExitStatus(pid);
 }
 
 }  // namespace cantora

@@ -3,13 +3,14 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <utility>
+
+#include "platform/process/wait_exit.h"
 
 namespace cantora {
 namespace {
@@ -74,13 +75,9 @@ void StreamingChild::Kill() {
 int StreamingChild::Wait() {
   output_.Reset();
   if (pid_ <= 0) return -1;
-  int status = 0;
   pid_t pid = pid_;
   pid_ = -1;
-  while (waitpid(pid, &status, 0) == -1) {
-    if (errno != EINTR) return -1;
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return WaitExitStatus(pid);
 }
 
 }  // namespace cantora
