@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "platform/config/config.h"
+#include "platform/process/exec_argv.h"
 #include "platform/process/own_folder.h"
 #include "platform/process/wait_exit.h"
 
@@ -87,10 +88,7 @@ int RunHelper(const std::string& program, const std::vector<std::string>& args,
        posix_spawn_file_actions_adddup2(actions.get(), stdin_fd, STDIN_FILENO) != 0)) {
     return -1;
   }
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(program.c_str()));
-  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
+  std::vector<char*> argv = ExecArgv(program, args);
   pid_t pid = -1;
   int error = posix_spawn(&pid, program.c_str(), actions.get(), attributes.get(), argv.data(), environ);
   if (error != 0) {

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/process/exec_argv.h"
 #include "platform/process/wait_exit.h"
 
 namespace cantora {
@@ -48,10 +49,7 @@ bool StreamingChild::Start(const std::string& program, const std::vector<std::st
   int pipe_fds[2];
   if (pipe2(pipe_fds, O_CLOEXEC) != 0) return false;
   UniqueFd output(pipe_fds[0]);
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(program.c_str()));
-  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
+  std::vector<char*> argv = ExecArgv(program, args);
   const pid_t parent = getpid();
   pid_t pid = fork();
   if (pid == 0) BecomeHelper(program.c_str(), argv.data(), stdin_fd, pipe_fds[1], parent);
