@@ -11,12 +11,6 @@ namespace {
 
 enum Source { kTags = 0, kLrc = 1, kTxt = 2 };
 
-bool Done(sqlite::Statement& st, sqlite::Database& db, std::string* error) {
-  int rc = st.Step();
-  st.Reset();
-  return rc == SQLITE_DONE || db.Fail(error);
-}
-
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 // The side-file kind of a file name, and its stem.
@@ -63,7 +57,6 @@ std::string StemOf(const std::string& path) {
 }  // namespace
 
 bool LyricsWriter::Prepare(sqlite::Database& db, std::string* error) {
-  db_ = &db;
   replace_ = db.Prepare(
       "INSERT OR REPLACE INTO song_lyrics(song_id, source, side_stamp, text) VALUES (?, 0, 0, ?)",
       error);
@@ -75,11 +68,11 @@ bool LyricsWriter::StoreTagLyrics(int64_t song_id, const std::string& text, bool
                                   std::string* error) {
   if (!text.empty()) {
     replace_.Bind(1, song_id).Bind(2, text);
-    return Done(replace_, *db_, error);
+    return replace_.RunToEnd(error);
   }
   if (!had_row) return true;
   remove_.Bind(1, song_id);
-  return Done(remove_, *db_, error);
+  return remove_.RunToEnd(error);
 }
 
 bool IsSideLyricsFileName(const std::string& name) {
@@ -122,7 +115,7 @@ class FolderSync {
 
   bool Remove(int64_t song_id) {
     remove_.Bind(1, song_id);
-    return Done(remove_, db_, error_);
+    return remove_.RunToEnd(error_);
   }
 
  private:
@@ -139,7 +132,7 @@ class FolderSync {
           text.empty())
         continue;
       replace_.Bind(1, id).Bind(2, kind).Bind(3, Stamp(side)).Bind(4, text);
-      return Done(replace_, db_, error_);
+      return replace_.RunToEnd(error_);
     }
     return !had_row || Remove(id);
   }

@@ -13,10 +13,7 @@ bool WriteBatch::Begin(std::string* error) {
   if (!db_.Exec("BEGIN IMMEDIATE", error)) return false;
   open_ = true;
   writes_ = 0;
-  if (!wrote_ && !MarkFacetsStale(db_)) {
-    *error = db_.ErrorMessage();
-    return false;
-  }
+  if (!wrote_ && !MarkFacetsStale(db_)) return db_.Fail(error);
   wrote_ = true;
   return true;
 }

@@ -72,6 +72,10 @@ class Statement {
   int Step();
   // Steps once and reports whether it finished without error.
   bool Run() { int rc = Step(); return rc == SQLITE_DONE || rc == SQLITE_ROW; }
+  // A write: steps once, then Reset. True when it ran to its end
+  // (SQLITE_DONE); else false with the connection's message in *error (when
+  // not null).
+  bool RunToEnd(std::string* error);
   // Back to the start, with the bound values cleared.
   void Reset();
   // Back to the start, keeping the bound values: a statement run again and
