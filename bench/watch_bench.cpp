@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/cgi_answer.h"
 #include "bench/process_timer.h"
 #include "tests/support/fixture.h"
 #include "tests/support/url_encode.h"
@@ -69,9 +70,7 @@ long Total(const WatchBench& b, const std::string& query) {
   std::vector<std::string> env = {"GATEWAY_INTERFACE=CGI/1.1",  "REQUEST_METHOD=GET",
                                   "QUERY_STRING=" + query,      "HTTP_COOKIE=id=" + b.session,
                                   "CANTORA_CONFIG=" + b.config, "PATH=/usr/bin:/bin"};
-  Timing t = TimeProcess({b.enumerate}, env);
-  size_t at = t.output.find("\"total\":");
-  return at == std::string::npos ? -1 : std::stol(t.output.substr(at + 8));
+  return TotalOf(TimeProcess({b.enumerate}, env).output);
 }
 
 // Seconds from copy() to an answer with want songs of album (-1 after 30 s).

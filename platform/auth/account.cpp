@@ -190,10 +190,7 @@ bool AddUser(sqlite::Database& db, const std::string& name, const std::string& p
       error);
   if (!st.IsValid()) return false;
   st.Bind(1, name).Bind(2, hash).Bind(3, personal ? 1 : 0).Bind(4, Now());
-  if (!st.Run()) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (!st.Run()) return db.Fail(error);
   return true;
 }
 
@@ -216,8 +213,7 @@ bool SetPassword(sqlite::Database& db, const std::string& name, const std::strin
   if (!st.IsValid() || !end.IsValid()) return false;
   // A new password ends every open session of the account.
   if (!st.Bind(1, hash).Bind(2, user.id).Run() || !end.Bind(1, user.id).Run() || !tx.Commit()) {
-    *error = db.ErrorMessage();
-    return false;
+    return db.Fail(error);
   }
   ClearFailures(db, NameKey(name));
   return true;
@@ -285,10 +281,7 @@ bool NewSession(sqlite::Database& db, const std::string& name, std::string* sess
   if (!st.IsValid()) return false;
   st.Bind(1, crypto::Digest(id)).Bind(2, user.id).Bind(3, now).Bind(4,
                                                                       now + GetConfig().session_lifetime);
-  if (!st.Run()) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (!st.Run()) return db.Fail(error);
   *session_id = id;
   return true;
 }

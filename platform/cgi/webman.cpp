@@ -11,16 +11,10 @@
 #include "platform/cgi/json_text.h"
 #include "platform/cgi/request_source.h"
 #include "platform/config/config.h"
+#include "platform/text/percent_escape.h"
 
 namespace cantora {
 namespace {
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 std::string Env(const char* name) {
   const char* v = RequestEnv(name);
@@ -60,11 +54,11 @@ std::string UrlDecode(const std::string& text, bool plus_is_space) {
   out.reserve(text.size());
   for (size_t i = 0; i < text.size(); ++i) {
     char c = text[i];
+    int byte;
     if (c == '+' && plus_is_space) {
       out += ' ';
-    } else if (c == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
-               HexValue(text[i + 2]) >= 0) {
-      out += static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2]));
+    } else if ((byte = PercentEscapeAt(text, i)) >= 0) {
+      out += static_cast<char>(byte);
       i += 2;
     } else {
       out += c;  // a stray '%' stays as it is

@@ -43,10 +43,7 @@ bool ListIndexedFolders(sqlite::Database& db, std::vector<IndexedFolder>* folder
   if (!st.IsValid()) return false;
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) folders->push_back({st.Text(0), st.Text(1)});
-  if (rc != SQLITE_DONE) {
-    if (error) *error = db.ErrorMessage();
-    return false;
-  }
+  if (rc != SQLITE_DONE) return db.Fail(error);
   return true;
 }
 
@@ -75,10 +72,7 @@ bool AddIndexedFolder(sqlite::Database& db, const std::string& path, const std::
       db.Prepare("INSERT INTO indexed_folder(path, name) VALUES (?, ?)", error);
   if (!insert.IsValid()) return false;
   insert.Bind(1, real).Bind(2, name.empty() ? BaseName(real) : name);
-  if (insert.Step() != SQLITE_DONE) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (insert.Step() != SQLITE_DONE) return db.Fail(error);
   return true;
 }
 
@@ -92,10 +86,7 @@ bool RemoveIndexedFolder(sqlite::Database& db, const std::string& path, std::str
   sqlite::Statement del = db.Prepare("DELETE FROM indexed_folder WHERE path = ? OR path = ?", error);
   if (!del.IsValid()) return false;
   del.Bind(1, key).Bind(2, path);
-  if (del.Step() != SQLITE_DONE) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (del.Step() != SQLITE_DONE) return db.Fail(error);
   if (db.Changes() == 0) {
     *error = path + " is not an indexed folder";
     return false;

@@ -114,7 +114,6 @@ std::string ExtractEmbeddedCover(TagLib::File* file) {
 }
 
 bool EmbeddedCoverRows::Prepare(sqlite::Database& db, std::string* error) {
-  db_ = &db;
   set_ = db.Prepare("INSERT OR REPLACE INTO song_cover(song_id, image) VALUES (?, ?)", error);
   clear_ = db.Prepare("DELETE FROM song_cover WHERE song_id = ?", error);
   return set_.IsValid() && clear_.IsValid();
@@ -124,11 +123,7 @@ bool EmbeddedCoverRows::Store(int64_t song_id, const std::string& image, std::st
   sqlite::Statement& st = image.empty() ? clear_ : set_;
   st.Bind(1, song_id);
   if (!image.empty()) st.Bind(2, image);
-  int rc = st.Step();
-  st.Reset();
-  if (rc == SQLITE_DONE) return true;
-  if (error) *error = db_->ErrorMessage();
-  return false;
+  return st.RunToEnd(error);
 }
 
 }  // namespace cantora

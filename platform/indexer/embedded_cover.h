@@ -32,7 +32,6 @@ class EmbeddedCoverRows {
   bool Store(int64_t song_id, const std::string& image, std::string* error);
 
  private:
-  sqlite::Database* db_ = nullptr;
   sqlite::Statement set_, clear_;
 };
 

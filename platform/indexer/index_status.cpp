@@ -3,11 +3,6 @@
 namespace cantora {
 namespace {
 
-bool Failed(sqlite::Database& db, std::string* error) {
-  *error = db.ErrorMessage();
-  return false;
-}
-
 constexpr int64_t kRunsKept = 1000;
 
 // An index never written since these tables came has none.
@@ -30,7 +25,7 @@ bool RecordIndexRun(sqlite::Database& db, const char* kind, int64_t started, con
   if (!put.IsValid()) return false;
   put.Bind(1, started).Bind(2, s.seconds).Bind(3, std::string(kind)).Bind(4, s.seen);
   put.Bind(5, s.added).Bind(6, s.updated).Bind(7, s.removed).Bind(8, s.failed);
-  if (!put.Run()) return Failed(db, error);
+  if (!put.Run()) return db.Fail(error);
   return db.Exec("DELETE FROM index_run WHERE id <= (SELECT max(id) FROM index_run) - " +
                      std::to_string(kRunsKept),
                  error);
@@ -42,7 +37,7 @@ bool LastIndexRun(sqlite::Database& db, IndexRunRecord* run, bool* found, int64_
   *runs = 0;
   if (!HasTable(db, "index_run")) return true;
   sqlite::Statement count = db.Prepare("SELECT count(*) FROM index_run", error);
-  if (!count.IsValid() || count.Step() != SQLITE_ROW) return Failed(db, error);
+  if (!count.IsValid() || count.Step() != SQLITE_ROW) return db.Fail(error);
   *runs = count.Int(0);
   sqlite::Statement st = db.Prepare(
       "SELECT started, seconds, kind, seen, added, updated, removed, failed FROM index_run "
@@ -51,7 +46,7 @@ bool LastIndexRun(sqlite::Database& db, IndexRunRecord* run, bool* found, int64_
   if (!st.IsValid()) return false;
   int rc = st.Step();
   if (rc == SQLITE_DONE) return true;
-  if (rc != SQLITE_ROW) return Failed(db, error);
+  if (rc != SQLITE_ROW) return db.Fail(error);
   *found = true;
   run->started = st.Int(0);
   run->counts.seconds = st.Double(1);
@@ -72,7 +67,7 @@ bool ListIndexFailures(sqlite::Database& db, std::vector<IndexFailureRecord>* fa
   if (!st.IsValid()) return false;
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) failures->push_back({st.Text(0), st.Text(1), st.Int(2)});
-  return rc == SQLITE_DONE || Failed(db, error);
+  return rc == SQLITE_DONE || db.Fail(error);
 }
 
 }  // namespace cantora

@@ -56,14 +56,6 @@ bool IndexWriter::Prepare(sqlite::Database& db, std::string* error) {
          delete_folder_.IsValid();
 }
 
-bool IndexWriter::Finish(sqlite::Statement& st, std::string* error) {
-  int rc = st.Step();
-  st.Reset();
-  if (rc == SQLITE_DONE) return true;
-  if (error) *error = db_->ErrorMessage();
-  return false;
-}
-
 void IndexWriter::BindSong(sqlite::Statement& st, const SongRow& row) {
   const SongTags& t = row.tags;
   // In the order of kSongColumns.
@@ -89,7 +81,7 @@ void IndexWriter::BindSong(sqlite::Statement& st, const SongRow& row) {
 bool IndexWriter::InsertSong(const SongRow& row, int64_t* id, std::string* error) {
   BindSong(insert_song_, row);
   insert_song_.Bind(kSongColumnCount + 1, row.path).Bind(kSongColumnCount + 2, row.create_date);
-  if (!Finish(insert_song_, error)) return false;
+  if (!insert_song_.RunToEnd(error)) return false;
   *id = db_->LastInsertId();
   return covers_.Store(*id, row.tags.embedded_cover, error);
 }
@@ -97,23 +89,23 @@ bool IndexWriter::InsertSong(const SongRow& row, int64_t* id, std::string* error
 bool IndexWriter::UpdateSong(int64_t id, const SongRow& row, std::string* error) {
   BindSong(update_song_, row);
   update_song_.Bind(kSongColumnCount + 1, id);
-  return Finish(update_song_, error) && covers_.Store(id, row.tags.embedded_cover, error);
+  return update_song_.RunToEnd(error) && covers_.Store(id, row.tags.embedded_cover, error);
 }
 
 bool IndexWriter::RelinkSong(int64_t id, int64_t library, int64_t folder_id, std::string* error) {
   relink_song_.Bind(1, library).Bind(2, folder_id).Bind(3, id);
-  return Finish(relink_song_, error);
+  return relink_song_.RunToEnd(error);
 }
 
 bool IndexWriter::DeleteSong(int64_t id, std::string* error) {
   delete_song_.Bind(1, id);
-  return Finish(delete_song_, error);
+  return delete_song_.RunToEnd(error);
 }
 
 bool IndexWriter::InsertFolder(const FolderRow& row, int64_t* id, std::string* error) {
   insert_folder_.Bind(1, row.library).Bind(2, row.parent_id).Bind(3, row.title);
   insert_folder_.Bind(4, row.covercount).Bind(5, row.path).Bind(6, row.create_date);
-  if (!Finish(insert_folder_, error)) return false;
+  if (!insert_folder_.RunToEnd(error)) return false;
   *id = db_->LastInsertId();
   return true;
 }
@@ -121,12 +113,12 @@ bool IndexWriter::InsertFolder(const FolderRow& row, int64_t* id, std::string* e
 bool IndexWriter::UpdateFolder(int64_t id, const FolderRow& row, std::string* error) {
   update_folder_.Bind(1, row.library).Bind(2, row.parent_id).Bind(3, row.title);
   update_folder_.Bind(4, row.covercount).Bind(5, id);
-  return Finish(update_folder_, error);
+  return update_folder_.RunToEnd(error);
 }
 
 bool IndexWriter::DeleteFolder(int64_t id, std::string* error) {
   delete_folder_.Bind(1, id);
-  return Finish(delete_folder_, error);
+  return delete_folder_.RunToEnd(error);
 }
 
 }  // namespace cantora

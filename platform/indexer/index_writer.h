@@ -49,7 +49,6 @@ class IndexWriter {
   bool DeleteFolder(int64_t id, std::string* error);
 
  private:
-  bool Finish(sqlite::Statement& st, std::string* error);
   void BindSong(sqlite::Statement& st, const SongRow& row);
 
   sqlite::Database* db_ = nullptr;

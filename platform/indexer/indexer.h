@@ -30,7 +30,7 @@
 //
 // Files that fail are kept in the table index_failure with their reason
 // until they change or go (an unchanged failed file is not read again but
-// by a full run), and each finished run leaves a row in index_run (status.h).
+// by a full run), and each finished run leaves a row in index_run (index_status.h).
 #ifndef CANTORA_PLATFORM_INDEXER_INDEXER_H
 #define CANTORA_PLATFORM_INDEXER_INDEXER_H
 
@@ -39,6 +39,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/indexer/index_summary.h"
 #include "platform/indexer/tree_walk.h"
 #include "platform/lib/sqlite/database.h"
 
@@ -61,26 +62,11 @@ struct IndexOptions {
   const char* kind = "index";
 };
 
-struct IndexSummary {
-  int64_t seen = 0;  // audio files found on disk
-  int64_t added = 0;
-  int64_t updated = 0;  // read again because they changed (or a full run)
-  int64_t removed = 0;  // rows of files that are gone
-  int64_t failed = 0;   // files that could not be read
-  double seconds = 0;
-};
-
 // Runs one indexing pass on db (the platform database, its index schema in
 // place). False with *error when the database fails; the index is then left
 // as the last committed transaction left it, which the next run completes.
 bool RunIndex(sqlite::Database& db, const IndexOptions& options, IndexSummary* summary,
               std::string* error);
-
-// "N files seen, N added, N updated, N removed, N failed, S.SS s"
-std::string FormatIndexSummary(const IndexSummary& summary);
-// {"event":<event>,"seen":N,"added":N,"updated":N,"removed":N,"failed":N}
-// and, for the summary, "seconds".
-std::string FormatIndexJson(const char* event, const IndexSummary& summary);
 
 }  // namespace cantora
 

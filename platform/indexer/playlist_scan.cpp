@@ -45,10 +45,7 @@ bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> roots
   std::vector<StoredPlaylist> stored;
   if (!ListAllStoredPlaylists(db, &stored, error)) return false;
   sqlite::Transaction transaction(db);
-  if (!transaction.ok()) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (!transaction.ok()) return db.Fail(error);
   sqlite::Statement relink = db.Prepare("UPDATE playlist SET library = ? WHERE id = ?", error);
   if (!relink.IsValid()) return false;
   std::set<std::string> known;
@@ -65,10 +62,7 @@ bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> roots
     } else if (it->second != p.library) {
       relink.Reset();
       relink.Bind(1, it->second).Bind(2, p.id);
-      if (!relink.Run()) {
-        *error = db.ErrorMessage();
-        return false;
-      }
+      if (!relink.Run()) return db.Fail(error);
     }
   }
   for (const auto& f : found) {
@@ -77,10 +71,7 @@ bool IndexPlaylistFiles(sqlite::Database& db, std::vector<WalkedPlaylists> roots
     if (!RegisterPlaylist(db, f.second, f.first, &id, error)) return false;
     ++summary->added;
   }
-  if (!transaction.Commit()) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (!transaction.Commit()) return db.Fail(error);
   return true;
 }
 

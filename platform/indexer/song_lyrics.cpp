@@ -11,17 +11,6 @@ namespace {
 
 enum Source { kTags = 0, kLrc = 1, kTxt = 2 };
 
-bool Failed(sqlite::Database& db, std::string* error) {
-  *error = db.ErrorMessage();
-  return false;
-}
-
-bool Done(sqlite::Statement& st, sqlite::Database& db, std::string* error) {
-  int rc = st.Step();
-  st.Reset();
-  return rc == SQLITE_DONE || Failed(db, error);
-}
-
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 // The side-file kind of a file name, and its stem.
@@ -68,7 +57,6 @@ std::string StemOf(const std::string& path) {
 }  // namespace
 
 bool LyricsWriter::Prepare(sqlite::Database& db, std::string* error) {
-  db_ = &db;
   replace_ = db.Prepare(
       "INSERT OR REPLACE INTO song_lyrics(song_id, source, side_stamp, text) VALUES (?, 0, 0, ?)",
       error);
@@ -80,11 +68,11 @@ bool LyricsWriter::StoreTagLyrics(int64_t song_id, const std::string& text, bool
                                   std::string* error) {
   if (!text.empty()) {
     replace_.Bind(1, song_id).Bind(2, text);
-    return Done(replace_, *db_, error);
+    return replace_.RunToEnd(error);
   }
   if (!had_row) return true;
   remove_.Bind(1, song_id);
-  return Done(remove_, *db_, error);
+  return remove_.RunToEnd(error);
 }
 
 bool IsSideLyricsFileName(const std::string& name) {
@@ -122,12 +110,12 @@ class FolderSync {
       if (!Song(songs_.Int(0), songs_.Text(1), files, had_row, songs_.Int(2), songs_.Int(3)))
         return false;
     }
-    return rc == SQLITE_DONE || Failed(db_, error_);
+    return rc == SQLITE_DONE || db_.Fail(error_);
   }
 
   bool Remove(int64_t song_id) {
     remove_.Bind(1, song_id);
-    return Done(remove_, db_, error_);
+    return remove_.RunToEnd(error_);
   }
 
  private:
@@ -144,7 +132,7 @@ class FolderSync {
           text.empty())
         continue;
       replace_.Bind(1, id).Bind(2, kind).Bind(3, Stamp(side)).Bind(4, text);
-      return Done(replace_, db_, error_);
+      return replace_.RunToEnd(error_);
     }
     return !had_row || Remove(id);
   }
@@ -182,7 +170,7 @@ bool SyncSideLyrics(sqlite::Database& db, const SideLyricsFolders& walked,
     if (only_folders != nullptr && only_folders->count(rows.Int(1)) == 0) continue;
     gone.push_back(rows.Int(0));
   }
-  if (rc != SQLITE_DONE) return Failed(db, error);
+  if (rc != SQLITE_DONE) return db.Fail(error);
   rows.Reset();
   for (int64_t id : gone)
     if (!sync.Remove(id)) return false;

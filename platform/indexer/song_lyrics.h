@@ -38,7 +38,6 @@ class LyricsWriter {
   bool StoreTagLyrics(int64_t song_id, const std::string& text, bool had_row, std::string* error);
 
  private:
-  sqlite::Database* db_ = nullptr;
   sqlite::Statement replace_, remove_;
 };
 

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/text/percent_escape.h"
+
 namespace cantora {
 namespace {
 
@@ -14,24 +16,15 @@ std::string_view TrimmedLine(std::string_view line) {
   return line;
 }
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 std::string PercentDecoded(std::string_view text) {
   std::string out;
   for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 &&
-        HexDigit(text[i + 2]) >= 0) {
-      char c = static_cast<char>(HexDigit(text[i + 1]) * 16 + HexDigit(text[i + 2]));
-      if (c != '\0') {
-        out.push_back(c);
-        i += 2;
-        continue;
-      }
+    // An escaped NUL stays as it is written: no path holds one.
+    int byte = PercentEscapeAt(text, i);
+    if (byte > 0) {
+      out.push_back(static_cast<char>(byte));
+      i += 2;
+      continue;
     }
     out.push_back(text[i]);
   }

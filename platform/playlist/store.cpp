@@ -20,11 +20,6 @@
 namespace cantora {
 namespace {
 
-bool Failed(sqlite::Database& db, std::string* error) {
-  if (error != nullptr) *error = db.ErrorMessage();
-  return false;
-}
-
 bool ReadPlaylists(sqlite::Statement& st, std::vector<StoredPlaylist>* out) {
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) {
@@ -151,7 +146,7 @@ bool RegisterPlaylist(sqlite::Database& db, int64_t library, const std::string& 
       db.Prepare("INSERT INTO playlist(library, path, name) VALUES (?, ?, ?)", error);
   if (!add.IsValid()) return false;
   add.Bind(1, library).Bind(2, path).Bind(3, PlaylistNameOfPath(path));
-  if (!add.Run()) return Failed(db, error);
+  if (!add.Run()) return db.Fail(error);
   *id = db.LastInsertId();
   return true;
 }
@@ -162,7 +157,7 @@ bool ListStoredPlaylists(sqlite::Database& db, int64_t library,
       "SELECT id, library, path, name FROM playlist WHERE library = ? ORDER BY name, path", error);
   if (!st.IsValid()) return false;
   st.Bind(1, library);
-  return ReadPlaylists(st, playlists) || Failed(db, error);
+  return ReadPlaylists(st, playlists) || db.Fail(error);
 }
 
 bool ListAllStoredPlaylists(sqlite::Database& db, std::vector<StoredPlaylist>* playlists,
@@ -170,14 +165,14 @@ bool ListAllStoredPlaylists(sqlite::Database& db, std::vector<StoredPlaylist>* p
   sqlite::Statement st = db.Prepare(
       "SELECT id, library, path, name FROM playlist ORDER BY library, name, path", error);
   if (!st.IsValid()) return false;
-  return ReadPlaylists(st, playlists) || Failed(db, error);
+  return ReadPlaylists(st, playlists) || db.Fail(error);
 }
 
 bool ForgetPlaylist(sqlite::Database& db, int64_t id, std::string* error) {
   sqlite::Statement st = db.Prepare("DELETE FROM playlist WHERE id = ?", error);
   if (!st.IsValid()) return false;
   st.Bind(1, id);
-  if (!st.Run()) return Failed(db, error);
+  if (!st.Run()) return db.Fail(error);
   if (db.Changes() == 0) {
     if (error != nullptr) *error = "no playlist " + std::to_string(id);
     return false;

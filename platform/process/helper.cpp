@@ -1,7 +1,6 @@
 #include "platform/process/helper.h"
 
 #include <spawn.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -9,6 +8,9 @@
 #include <cstring>
 
 #include "platform/config/config.h"
+#include "platform/process/exec_argv.h"
+#include "platform/process/own_folder.h"
+#include "platform/process/wait_exit.h"
 
 extern char** environ;
 
@@ -16,15 +18,6 @@ namespace cantora {
 namespace {
 
 bool IsExecutable(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
-
-std::string OwnFolder() {
-  char buffer[4096];
-  ssize_t n = readlink("/proc/self/exe", buffer, sizeof(buffer) - 1);
-  if (n <= 0) return "";
-  std::string self(buffer, static_cast<size_t>(n));
-  size_t slash = self.rfind('/');
-  return slash == std::string::npos ? "" : self.substr(0, slash);
-}
 
 // Spawn's file actions, released on every path.
 class FileActions {
@@ -77,7 +70,7 @@ std::string HelperProgramPath(const std::string& name) {
     std::string path = libexec + "/" + name;
     if (IsExecutable(path)) return path;
   }
-  std::string folder = OwnFolder();
+  std::string folder = OwnProgramFolder();
   if (!folder.empty()) {
     std::string path = folder + "/" + name;
     if (IsExecutable(path)) return path;
@@ -95,21 +88,14 @@ int RunHelper(const std::string& program, const std::vector<std::string>& args,
        posix_spawn_file_actions_adddup2(actions.get(), stdin_fd, STDIN_FILENO) != 0)) {
     return -1;
   }
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(program.c_str()));
-  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
+  std::vector<char*> argv = ExecArgv(program, args);
   pid_t pid = -1;
   int error = posix_spawn(&pid, program.c_str(), actions.get(), attributes.get(), argv.data(), environ);
   if (error != 0) {
     syslog(LOG_ERR, "%s: cannot run %s: %s", log_tag, program.c_str(), std::strerror(error));
     return -1;
   }
-  int status = 0;
-  while (waitpid(pid, &status, 0) == -1) {
-    if (errno != EINTR) return -1;
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return WaitExitStatus(pid);
 }
 
 }  // namespace cantora

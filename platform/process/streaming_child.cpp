@@ -3,13 +3,15 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <utility>
+
+#include "platform/process/exec_argv.h"
+#include "platform/process/wait_exit.h"
 
 namespace cantora {
 namespace {
@@ -47,10 +49,7 @@ bool StreamingChild::Start(const std::string& program, const std::vector<std::st
   int pipe_fds[2];
   if (pipe2(pipe_fds, O_CLOEXEC) != 0) return false;
   UniqueFd output(pipe_fds[0]);
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(program.c_str()));
-  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
+  std::vector<char*> argv = ExecArgv(program, args);
   const pid_t parent = getpid();
   pid_t pid = fork();
   if (pid == 0) BecomeHelper(program.c_str(), argv.data(), stdin_fd, pipe_fds[1], parent);
@@ -74,13 +73,9 @@ void StreamingChild::Kill() {
 int StreamingChild::Wait() {
   output_.Reset();
   if (pid_ <= 0) return -1;
-  int status = 0;
   pid_t pid = pid_;
   pid_ = -1;
-  while (waitpid(pid, &status, 0) == -1) {
-    if (errno != EINTR) return -1;
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return WaitExitStatus(pid);
 }
 
 }  // namespace cantora

@@ -15,6 +15,7 @@
 #include "platform/config/platform_db.h"
 #include "platform/index/schema.h"
 #include "platform/io/unique_fd.h"
+#include "platform/process/own_folder.h"
 #include "tools/admin/command.h"
 #include "tools/admin/deploy_texts.h"
 
@@ -143,11 +144,8 @@ bool WebUserIds(const std::string& user, uid_t* uid, gid_t* gid) {
 }
 
 std::string SelfDirectory() {
-  char buf[PATH_MAX];
-  ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
-  if (n <= 0) return "/usr/lib/cantora";
-  std::string path(buf, static_cast<size_t>(n));
-  return path.substr(0, path.rfind('/'));
+  std::string folder = cantora::OwnProgramFolder();
+  return folder.empty() ? "/usr/lib/cantora" : folder;
 }
 
 // The shipped UI texts: <texts>/<language>/strings, texts relative to the

@@ -6,8 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "platform/auth/account.h"
 #include "platform/auth/preference_dir.h"
@@ -16,6 +14,7 @@
 #include "platform/playlist/song_records.h"
 #include "platform/playlist/store.h"
 #include "tools/admin/command.h"
+#include "tools/admin/input.h"
 
 namespace {
 
@@ -109,15 +108,6 @@ int PlaylistFile(sqlite::Database& db, const Target& t, const char* what, std::s
   return Fail(std::string(what) + ": no playlist " + t.name_or_id);
 }
 
-bool ReadText(const std::string& file, std::string* text) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return false;
-  std::ostringstream s;
-  s << in.rdbuf();
-  *text = s.str();
-  return true;
-}
-
 std::string FolderOf(const std::string& file) {
   std::string normal = cantora::NormalPath(file);
   size_t slash = normal.rfind('/');
@@ -163,7 +153,7 @@ int Show(sqlite::Database& db, const Target& t) {
   std::string file, text;
   int64_t id;
   if (int status = PlaylistFile(db, t, "playlist show", &file, &id)) return status;
-  if (!ReadText(file, &text)) return Fail("playlist show: cannot read " + file);
+  if (!ReadWholeFile(file, &text)) return Fail("playlist show: cannot read " + file);
   for (const cantora::PlaylistEntry& e : cantora::ParseM3u(text, FolderOf(file), 0, -1)) {
     if (e.title.empty())
       std::printf("%s\n", e.path.c_str());
@@ -189,7 +179,7 @@ int Import(sqlite::Database& db, const Target& t) {
   std::string source = Absolute(t.name_or_id), text;
   if (!cantora::IsPlaylistFileName(source))
     return Fail("playlist import: not an .m3u or .m3u8 file: " + source);
-  if (!ReadText(source, &text)) return Fail("playlist import: cannot read " + source);
+  if (!ReadWholeFile(source, &text)) return Fail("playlist import: cannot read " + source);
   if (!t.user.empty() && !UserExists(db, t.user)) return Fail("playlist import: no user " + t.user);
   std::string name = t.name.empty() ? cantora::PlaylistNameOfPath(source) : t.name;
   std::string path;

@@ -6,9 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -17,6 +14,7 @@
 #include "platform/radio/shoutcast_update.h"
 #include "platform/radio/store/radiolist.h"
 #include "tools/admin/command.h"
+#include "tools/admin/input.h"
 
 namespace {
 
@@ -64,15 +62,9 @@ bool ParseNumber(const std::string& text, unsigned* out) {
 // Reads and parses the JSON of FILE, or stdin for "-".
 bool ReadJson(const std::string& source, Json::Value* value, std::string* error) {
   std::string text;
-  if (source == "-") {
-    text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  } else {
-    std::ifstream in(source, std::ios::binary);
-    if (!in) {
-      *error = "cannot read " + source;
-      return false;
-    }
-    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  if (!ReadAdminInput(source, &text)) {
+    *error = "cannot read " + source;
+    return false;
   }
   Json::CharReaderBuilder builder;
   builder["failIfExtra"] = true;

@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 
 #include "platform/auth/account.h"
 #include "platform/index/sql_functions.h"
@@ -15,6 +12,7 @@
 #include "platform/playlist/smart/songs.h"
 #include "platform/playlist/smart/store.h"
 #include "tools/admin/command.h"
+#include "tools/admin/input.h"
 
 namespace {
 
@@ -116,22 +114,11 @@ int Show(const Store& store, const AdminArgs& args) {
   return 0;
 }
 
-bool ReadText(const std::string& source, std::string* text) {
-  if (source == "-") {
-    text->assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-    return true;
-  }
-  std::ifstream in(source, std::ios::binary);
-  if (!in) return false;
-  text->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return !in.bad();
-}
-
 int Add(const Store& store, const AdminArgs& args) {
   if (args.size() > 2) return Fail("smart add: too many arguments");
   std::string source = args.size() == 2 ? args[1] : "-";
   std::string text;
-  if (!ReadText(source, &text)) return Fail("smart add: cannot read " + source);
+  if (!ReadAdminInput(source, &text)) return Fail("smart add: cannot read " + source);
   cantora::SmartPlaylist playlist;
   std::string error;
   if (!cantora::ParseSmartPlaylist(text, &playlist, &error)) return Fail(error);

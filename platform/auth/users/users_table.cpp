@@ -47,10 +47,7 @@ bool ListPersonalLibraryOwners(sqlite::Database& db, std::vector<LibraryOwner>* 
   if (!st.IsValid()) return false;
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) owners->push_back({st.Int(0), st.Text(1)});
-  if (rc != SQLITE_DONE) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (rc != SQLITE_DONE) return db.Fail(error);
   return true;
 }
 

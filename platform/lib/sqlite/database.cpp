@@ -177,6 +177,14 @@ void Statement::Reset() {
   sqlite3_clear_bindings(stmt_);
 }
 
+bool Statement::RunToEnd(std::string* error) {
+  int rc = Step();
+  Reset();
+  if (rc == SQLITE_DONE) return true;
+  if (error != nullptr) *error = sqlite3_errmsg(sqlite3_db_handle(stmt_));
+  return false;
+}
+
 const char* Statement::Text(int col) const {
   const unsigned char* t = sqlite3_column_text(stmt_, col);
   return t ? reinterpret_cast<const char*>(t) : "";

@@ -46,6 +46,12 @@ class Database {
   int64_t LastInsertId() const { return sqlite3_last_insert_rowid(db_); }
   int Changes() const { return sqlite3_changes(db_); }
   const char* ErrorMessage() const { return db_ ? sqlite3_errmsg(db_) : "database not open"; }
+  // Puts ErrorMessage() in *error (when not null) and returns false, so that
+  // a failure reads as `return st.Run() || db.Fail(error);`.
+  bool Fail(std::string* error) const {
+    if (error != nullptr) *error = ErrorMessage();
+    return false;
+  }
   sqlite3* get() const { return db_; }
 
  private:
@@ -81,6 +87,10 @@ class Statement {
   int Step();
   // Steps once and reports whether it finished without error.
   bool Run() { int rc = Step(); return rc == SQLITE_DONE || rc == SQLITE_ROW; }
+  // A write: steps once, then Reset. True when it ran to its end
+  // (SQLITE_DONE); else false with the connection's message in *error (when
+  // not null).
+  bool RunToEnd(std::string* error);
   // Back to the start, with the bound values cleared.
   void Reset();
   // Back to the start, keeping the bound values: a statement run again and

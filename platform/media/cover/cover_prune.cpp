@@ -56,10 +56,7 @@ bool PruneCoverCache(sqlite::Database& db, long days, CoverPruneSummary* summary
   if (!st.IsValid()) return false;
   int rc;
   while ((rc = st.Step()) == SQLITE_ROW) shown.insert(st.Text(0));
-  if (rc != SQLITE_DONE) {
-    *error = db.ErrorMessage();
-    return false;
-  }
+  if (rc != SQLITE_DONE) return db.Fail(error);
   const time_t now = std::time(nullptr);
   summary->embedded_removed =
       Sweep(EmbeddedCoverFolder(), [&](const std::string& name, const struct stat& s) {

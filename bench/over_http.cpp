@@ -1,0 +1,58 @@
+#include "bench/over_http.h"
+
+#include "bench/deployed.h"
+#include "bench/http_bench.h"
+
+namespace bench {
+namespace {
+
+std::vector<HttpAction> HttpActions(const std::vector<Action>& actions, size_t songs) {
+  const bool million = songs >= 1000000;
+  struct Target {
+    const char* name;
+    HttpAction::Target target;
+    double millis;
+  };
+  const Target targets[] = {
+      {"start (unknown action)", HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"song_enum album", HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"genre_enum", HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"artist_enum", HttpAction::kFloorPlus, million ? 1.0 : 0.5},
+      {"album_enum", million ? HttpAction::kAbsolute : HttpAction::kFloorPlus,
+       million ? 25.0 : 3.0},
+      {"search common word", HttpAction::kAbsolute, million ? 15.0 : 10.0},
+  };
+  std::vector<HttpAction> http;
+  for (const Action& a : actions) {
+    HttpAction h;
+    h.name = a.name;
+    h.query = a.query;
+    for (const Target& t : targets)
+      if (h.name == t.name) {
+        h.target = t.target;
+        h.millis = t.millis;
+      }
+    http.push_back(h);
+  }
+  return http;
+}
+
+}  // namespace
+
+bool TimeOverHttp(const Options& o, const std::string& bin, const std::vector<Action>& actions,
+                  const std::string& session, const std::string& config,
+                  const std::string& instance, const std::string& music) {
+  HttpSetup setup;
+  setup.dir = o.dir;
+  const std::string program = InstallDeployed(o, bin);
+  setup.cgi_dir = program.substr(0, program.rfind('/'));
+  setup.config = config;
+  setup.covers = instance + "/cache/covers";
+  setup.libraries = "\"" + music + "/\"";
+  setup.web_user = FindWebUser(o.web_user).name;
+  setup.session = session;
+  setup.runs = o.runs;
+  return BenchHttp(setup, HttpActions(actions, o.songs));
+}
+
+}  // namespace bench
