@@ -18,8 +18,11 @@ namespace bench {
 struct HttpAction {
   std::string name;
   std::string query;
-  enum Target { kNone, kFloorPlus, kAbsolute } target = kNone;  // the FastCGI column's
+  enum Target { kNone, kFloorPlus, kAbsolute } target = kNone;
   double millis = 0;  // F_http + millis, or millis
+  // The column the target holds for: the web server's resident processes,
+  // or those of a lighttpd that stays root (a target set "as root").
+  enum Column { kFastCgi, kAsRoot } column = kFastCgi;
 };
 
 struct HttpSetup {
