@@ -14,6 +14,10 @@ namespace {
 
 // An interlaced picture must be held whole before it can be scaled.
 constexpr size_t kMaxInterlacedBytes = 48u << 20;
+// What libpng may allocate for one chunk, and how many ancillary chunks it
+// keeps.
+constexpr png_alloc_size_t kMaxChunkBytes = 4u << 20;
+constexpr png_uint_32 kMaxChunks = 64;
 
 struct Reader {
   std::string_view bytes;
@@ -45,6 +49,17 @@ void WriteData(png_structp png, png_bytep data, png_size_t length) {
 
 void Flush(png_structp) {}
 
+// Only the pixels are wanted. Text, colour profiles and the like are
+// skipped unread rather than handed to libpng's decoders: a compressed text
+// chunk or profile can claim gigabytes when inflated, and a cover has no use
+// for either. Whatever chunk libpng still allocates for is held to a few MB.
+void IgnoreMetadataChunks(png_structp png) {
+  static const png_byte kSkipped[] = "iTXt\0zTXt\0tEXt\0iCCP\0eXIf\0sPLT\0pCAL\0sCAL\0hIST";
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, kSkipped, 9);
+  png_set_chunk_malloc_max(png, kMaxChunkBytes);
+  png_set_chunk_cache_max(png, kMaxChunks);
+}
+
 }  // namespace
 
 bool DecodePng(std::string_view bytes, int max_side, Pixels* out, int* w, int* h,
@@ -66,6 +81,7 @@ bool DecodePng(std::string_view bytes, int max_side, Pixels* out, int* w, int* h
     return false;
   }
   png_set_read_fn(png, &reader, ReadData);
+  IgnoreMetadataChunks(png);
   png_read_info(png, info);
   *w = static_cast<int>(png_get_image_width(png, info));
   *h = static_cast<int>(png_get_image_height(png, info));
