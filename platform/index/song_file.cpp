@@ -14,6 +14,7 @@
 #include "platform/auth/users/users_table.h"
 #include "platform/config/platform_db.h"
 #include "platform/file/beneath.h"
+#include "platform/file/folder_listing.h"
 #include "platform/index/audio_file.h"
 #include "platform/index/indexed_folder.h"
 #include "platform/io/unique_fd.h"
@@ -74,9 +75,20 @@ class SongFiles::State {
   bool Exists() {
     if (!OpenFolder()) return false;
     struct stat st;
-    if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    if (S_ISREG(st.st_mode)) return true;
-    if (!S_ISLNK(st.st_mode)) return false;
+    switch (KindOfLocated()) {
+      case FolderListing::Kind::kRegular:
+        return true;
+      case FolderListing::Kind::kLink:
+        break;
+      case FolderListing::Kind::kUnknown:
+        if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
+        if (S_ISREG(st.st_mode)) return true;
+        if (!S_ISLNK(st.st_mode)) return false;
+        break;
+      case FolderListing::Kind::kAbsent:
+      case FolderListing::Kind::kOther:
+        return false;
+    }
     // A link counts when its target lies inside the library, judged by its
     // text and then looked up beneath the root: never followed as root.
     return LinkedFileBeneath(root_fd_.get(), Names(), folder_fd_.get(), Folder(), name_, &st);
@@ -119,8 +131,27 @@ class SongFiles::State {
       folder_fd_.Reset(OpenBeneath(root_fd_.get(), std::string(folder_wanted_).c_str(), O_PATH | O_DIRECTORY));
       if (folder_fd_.get() < 0) return false;
       folder_ = std::string(folder_wanted_);
+      tests_in_folder_ = 0;
+      listed_ = false;
+      listing_.Clear();
     }
     return true;
+  }
+
+  // What the located name is in its folder. A list's songs come folder by
+  // folder: from the third song of one folder on, the folder's entries are
+  // read once and looked up, instead of a stat a song (one or two songs of
+  // a folder are cheaper to stat than to list).
+  FolderListing::Kind KindOfLocated() {
+    if (tests_in_folder_ < kStatsBeforeListing) {
+      ++tests_in_folder_;
+      return FolderListing::Kind::kUnknown;
+    }
+    if (!listed_) {
+      listed_ = true;
+      listing_ok_ = listing_.Read(folder_fd_.get());
+    }
+    return listing_ok_ ? listing_.KindOf(name_) : FolderListing::Kind::kUnknown;
   }
 
   // The root's names, as its links' texts may name it.
@@ -160,6 +191,11 @@ class SongFiles::State {
   bool located_ = false;
   std::string_view folder_wanted_;
   const char* name_ = nullptr;
+  static constexpr int kStatsBeforeListing = 2;
+  int tests_in_folder_ = 0;  // in the folder folder_fd_ holds
+  bool listed_ = false;
+  bool listing_ok_ = false;
+  FolderListing listing_;
 };
 
 SongFiles::SongFiles() : state_(std::make_unique<State>()) {}

@@ -102,6 +102,44 @@ TEST_F(SongFileTest, LinksInsideTheLibraryAreFollowed) {
   EXPECT_FALSE(Exists(library + "/album/dangling.mp3"));
 }
 
+// A list tests many songs of one folder in a row, and from the third on the
+// answer comes from the folder's entries read once: every kind of entry must
+// be judged as a stat of it would be, and confinement holds the same way.
+TEST_F(SongFileTest, ManySongsOfOneFolderAreJudgedAsOne) {
+  const std::string album = library + "/album";
+  Touch(album + "/b.mp3");
+  ASSERT_EQ(symlink("song.mp3", (album + "/again.mp3").c_str()), 0);
+  ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (album + "/out.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("missing.mp3", (album + "/dangling.mp3").c_str()), 0);
+  ASSERT_EQ(mkdir((album + "/disc 2").c_str(), 0755), 0);
+  ASSERT_EQ(mkfifo((album + "/pipe.mp3").c_str(), 0600), 0);
+  const std::pair<const char*, bool> names[] = {
+      {"song.mp3", true},  {"b.mp3", true},         {"gone.mp3", false}, {"again.mp3", true},
+      {"out.mp3", false},  {"dangling.mp3", false}, {"disc 2", false},   {"pipe.mp3", false},
+      {"SONG.mp3", false}, {"song.mp3", true},
+  };
+  for (int round = 0; round < 2; ++round) {
+    for (const auto& [name, exists] : names)
+      EXPECT_EQ(Exists(album + "/" + name), exists) << name << " round " << round;
+  }
+  // Interleaved with another folder: each return starts the count again.
+  for (const auto& [name, exists] : names) {
+    EXPECT_FALSE(Exists(outside + "/secret.mp3"));
+    EXPECT_EQ(Exists(album + "/" + name), exists) << name;
+  }
+}
+
+// A folder's entries are read when its songs are tested, not before: a file
+// removed or added between two lists is seen by the next one.
+TEST_F(SongFileTest, ANewListSeesTheFolderAsItIsNow) {
+  const std::string album = library + "/album";
+  for (int i = 0; i < 5; ++i) Touch(album + "/" + std::to_string(i) + ".mp3");
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(Exists(album + "/" + std::to_string(i) + ".mp3"));
+  ASSERT_EQ(unlink((album + "/3.mp3").c_str()), 0);
+  files = std::make_unique<cantora::SongFiles>(cantora::LibraryRoots{{library}, {}});
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(Exists(album + "/" + std::to_string(i) + ".mp3"), i != 3) << i;
+}
+
 TEST_F(SongFileTest, PersonalSongsLieInTheirOwnersFolder) {
   std::string music = dir.Path("home/bob/music");
   for (const std::string& d : {dir.Path("home"), dir.Path("home/bob"), music})
