@@ -4,6 +4,7 @@
 
 #include "enumerate/guard/run_as.h"
 #include "enumerate/list_answer.h"
+#include "enumerate/shared_name_lists.h"
 #include "platform/auth/account.h"
 #include "platform/config/process_state.h"
 #include "platform/playlist/song_records.h"
@@ -69,7 +70,10 @@ void EnumerationHandler::WriteJsonResponse(const Json::Value& answer, const char
 void EnumerationHandler::SetSuccess(Json::Value& answer, bool flag) { answer["success"] = flag; }
 
 void BeginRequest() {
-  if (cantora::BeginPlatformRequest()) cantora::SongLookup::RememberPaths(nullptr);
+  if (cantora::BeginPlatformRequest()) {
+    cantora::SongLookup::RememberPaths(nullptr);
+    ForgetSharedNameLists();
+  }
 }
 
 void EndOfRequest() {

@@ -10,8 +10,10 @@
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
 #include "enumerate/list_answer.h"
+#include "enumerate/shared_name_lists.h"
 #include "platform/auth/account.h"
 #include "platform/cgi/json_text.h"
+#include "platform/config/platform_db.h"
 #include "platform/index/browse.h"
 #include "platform/index/library.h"
 #include "platform/text/utf8.h"
@@ -51,13 +53,14 @@ const NameList kAlbums = {"album", "album", "lower(album) asc", 0, cantora::Reco
 const NameList kNewestAlbums = {"album", nullptr, "create_date desc", 2,
                                 cantora::RecordField::kAlbum, "album %s is not valid utf8"};
 
-// Browses and adds {"name": ...} for each name that is valid UTF-8, written
-// as the text JsonCpp gives that one-member object. False when the browse
-// failed, in which case nothing is added or logged. The names are read
-// without making a record of each (MusicBrowseTexts), and held until the
-// browse has succeeded.
-bool ListNames(const NameList& what, const char* library, int uid, const char* condition,
-               int limit, ListAnswer* answer) {
+// Browses and writes {"name": ...} for each name that is valid UTF-8, as
+// the text JsonCpp gives that one-member object, into items. False when the
+// browse failed; *rejected tells whether a name was turned away (and
+// logged). The names are read without making a record of each
+// (MusicBrowseTexts), and held until the browse has succeeded.
+bool ReadNameItems(const NameList& what, const char* library, int uid, const char* condition,
+                   int limit, NameItems* items, bool* rejected) {
+  *rejected = false;
   sqlite::Database* db = cantora::IndexDatabase();
   if (db == nullptr) return false;
   cantora::BrowseQuery query;
@@ -79,13 +82,45 @@ bool ListNames(const NameList& what, const char* library, int uid, const char* c
     const char* name = names.c_str() + at;
     if (!TryUTF8ToUTF16(name)) {
       syslog(LOG_ERR, what.bad_text_log, name);
+      *rejected = true;
       continue;
     }
-    std::string* item = answer->NextItem();
-    item->append("{\"name\":");
-    cantora::AppendJsonString(name, item);
-    item->push_back('}');
+    if (items->count++ != 0) items->text.push_back(',');
+    items->text.append("{\"name\":");
+    cantora::AppendJsonString(name, &items->text);
+    items->text.push_back('}');
   }
+  return true;
+}
+
+// Browses and adds the names to answer (see ReadNameItems). False when the
+// browse failed, in which case nothing is added or logged.
+bool ListNames(const NameList& what, const char* library, int uid, const char* condition,
+               int limit, ListAnswer* answer) {
+  NameItems items;
+  bool rejected;
+  if (!ReadNameItems(what, library, uid, condition, limit, &items, &rejected)) return false;
+  answer->AddWritten(items.text, items.count);
+  return true;
+}
+
+// The whole list of names, from what this process kept of it when the
+// list is of the shared libraries alone (shared_name_lists.h), else read.
+bool ListAllNames(const NameList& what, SharedNameList kept_as, const char* library, int uid,
+                  ListAnswer* answer) {
+  std::optional<cantora::DatabaseStamp> stamp;
+  if (cantora::ScopeOfLibrary(library) == cantora::LibraryScope::kShared)
+    stamp = cantora::PlatformDatabaseStamp();
+  if (!stamp) return ListNames(what, library, uid, nullptr, -1, answer);
+  if (const NameItems* kept = FindSharedNameList(kept_as, *stamp)) {
+    answer->AddWritten(kept->text, kept->count);
+    return true;
+  }
+  NameItems items;
+  bool rejected;
+  if (!ReadNameItems(what, library, uid, nullptr, -1, &items, &rejected)) return false;
+  if (!rejected) KeepSharedNameList(kept_as, *stamp, items);
+  answer->AddWritten(items.text, items.count);
   return true;
 }
 
@@ -97,18 +132,19 @@ int LatestAlbumCount(const char* value) {
 
 // The answer of a whole list of names: "success" true once listed, none
 // when the browse failed.
-void AnswerAllNames(const NameList& what, cantora::WebMan* web, const char* user_name) {
+void AnswerAllNames(const NameList& what, SharedNameList kept_as, cantora::WebMan* web,
+                    const char* user_name) {
   ListAnswer answer(web, kJsonContentType);
   const char* library = ChangeToActualLib(web->In("library", "shared"));
-  bool listed = ListNames(what, library, GetUserIdFromName(user_name), nullptr, -1, &answer);
+  bool listed = ListAllNames(what, kept_as, library, GetUserIdFromName(user_name), &answer);
   answer.Finish(listed ? std::optional<bool>(true) : std::nullopt);
 }
 
 }  // namespace
 
-void EnumerationHandler::ArtistEnum() { AnswerAllNames(kArtists, &web_, UserName()); }
+void EnumerationHandler::ArtistEnum() { AnswerAllNames(kArtists, SharedNameList::kArtists, &web_, UserName()); }
 
-void EnumerationHandler::GenreEnum() { AnswerAllNames(kGenres, &web_, UserName()); }
+void EnumerationHandler::GenreEnum() { AnswerAllNames(kGenres, SharedNameList::kGenres, &web_, UserName()); }
 
 void EnumerationHandler::AlbumEnum() {
   ListAnswer answer(&web_, kJsonContentType);
@@ -140,7 +176,7 @@ void EnumerationHandler::AlbumEnum() {
   } else if (latest != nullptr) {
     if (ListNames(kNewestAlbums, library, uid, nullptr, LatestAlbumCount(latest), &answer))
       success = true;
-  } else if (ListNames(kAlbums, library, uid, nullptr, -1, &answer)) {
+  } else if (ListAllNames(kAlbums, SharedNameList::kAlbums, library, uid, &answer)) {
     success = true;
   }
   answer.Finish(success);

@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/cgi/json_text.h"
 #include "platform/cgi/webman.h"
@@ -30,6 +31,10 @@ class ListAnswer {
   // Where the JSON text of the next item goes: append exactly one value.
   std::string* NextItem();
   void Add(const Json::Value& item) { cantora::AppendJsonText(item, NextItem()); }
+
+  // Adds count items written beforehand: items is their JSON text, the
+  // values separated by commas, as NextItem would have made it.
+  void AddWritten(std::string_view items, size_t count);
 
   // Ends the answer and hands it to the web server. Call it once, last.
   void Finish(std::optional<bool> success);

@@ -13,6 +13,7 @@
 #include "enumerate/frame/fastcgi_loop.h"
 #include "enumerate/guard/run_as.h"
 #include "enumerate/huge_heap.h"
+#include "enumerate/shared_name_lists.h"
 #include "enumerate/region_new.h"
 #include "platform/index/media_info.h"
 
@@ -56,5 +57,6 @@ int main() {
 #endif
   KeepHeapPagesBetweenRequests();
   cantora::KeepFreedRecordBlocks(kKeptRecordBlocks);
+  KeepSharedNameLists();
   return ServeFastCgi(*listener, AnswerResidentRequest);
 }

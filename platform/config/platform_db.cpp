@@ -77,12 +77,30 @@ void ForgetPlatformDatabaseIfMoved() {
   c.tried = false;
 }
 
+namespace {
+
+std::optional<int64_t> DataVersion(sqlite::Database& db) {
+  sqlite::Statement st = db.PrepareKept("PRAGMA data_version");
+  if (!st.IsValid() || st.Step() != SQLITE_ROW) return std::nullopt;
+  return st.Int(0);
+}
+
+}  // namespace
+
+std::optional<DatabaseStamp> PlatformDatabaseStamp() {
+  Connection& c = Platform();
+  if (!c.db.IsOpen()) return std::nullopt;
+  std::optional<int64_t> version = DataVersion(c.db);
+  if (!version) return std::nullopt;
+  return DatabaseStamp{c.generation, *version};
+}
+
 bool PlatformDatabaseChangedSinceLastAsked() {
   Connection& c = Platform();
   if (!c.db.IsOpen()) return false;
-  sqlite::Statement st = c.db.PrepareKept("PRAGMA data_version");
-  if (!st.IsValid() || st.Step() != SQLITE_ROW) return false;
-  const int64_t version = st.Int(0);
+  std::optional<int64_t> read = DataVersion(c.db);
+  if (!read) return false;
+  const int64_t version = *read;
   const bool changed = c.data_version != -1 && version != c.data_version;
   c.data_version = version;
   return changed;

@@ -9,6 +9,7 @@
 #define CANTORA_PLATFORM_CONFIG_PLATFORM_DB_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/lib/sqlite/database.h"
@@ -36,6 +37,20 @@ void ForgetPlatformDatabaseIfMoved();
 // run, an administrator's change). False for the first question of a
 // connection, and when none is open.
 bool PlatformDatabaseChangedSinceLastAsked();
+
+// Which state of the database the connection reads now: the connection's
+// generation and SQLite's data_version, which moves with every commit made
+// through another connection (an indexing run, an administrator's change, a
+// sign-in). Whatever was read under one stamp may be used again while the
+// stamp is unchanged. Nullopt when no connection is open.
+struct DatabaseStamp {
+  uint64_t generation = 0;
+  int64_t data_version = 0;
+  bool operator==(const DatabaseStamp& o) const {
+    return generation == o.generation && data_version == o.data_version;
+  }
+};
+std::optional<DatabaseStamp> PlatformDatabaseStamp();
 
 // Between requests: true when the connection holds nothing of the last
 // request, no statement stepped and not reset, and no transaction open (so

@@ -36,6 +36,11 @@
 //     song_records.h): only a hint, checked against the index and the user's
 //     scope at every use; dropped at the end of each request and whenever the
 //     index changed.
+//   - The whole name lists of the shared libraries (every artist, album,
+//     genre; enumerate/shared_name_lists.h): lists no personal library
+//     enters, used again only under the database stamp (connection and
+//     data_version, PlatformDatabaseStamp) taken before they were read, and
+//     dropped when the index changed.
 //   - The heap's pages (enumerate/huge_heap.h, KeepHeapPagesBetweenRequests:
 //     never trimmed) and up to two freed 2 MiB record blocks (media_info.h,
 //     KeepFreedRecordBlocks): memory the last requests faulted in, handed

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "enumerate/guard/run_as.h"
+#include "enumerate/shared_name_lists.h"
 #include "platform/config/platform_db.h"
 #include "platform/config/process_state.h"
 #include "tests/process/request_driver.h"
@@ -142,6 +143,9 @@ std::vector<std::string> PersonalQueries(const User& u, const User& other,
       "action=song_enum&library=all&album_name=" + Encode(other.title + " Album"),
       "action=search&library=all&search_key=Secret",
       "action=artist_enum&library=personal",
+      "action=artist_enum",
+      "action=album_enum&library=shared",
+      "action=genre_enum",
       "action=album_enum&library=all",
       "action=genre_enum&library=personal",
       "action=folder_enum&library=all",
@@ -238,6 +242,67 @@ TEST_F(OneProcess, AnIndexRunBetweenRequestsIsSeenByTheNext) {
   ASSERT_EQ(0, instance_->Admin({"folder", "del", more}).status);
   instance_->Index();
   EXPECT_EQ(std::string::npos, Both(alice_.session, query).find("Fresh Library Song"));
+}
+
+// The whole name lists of the shared libraries are kept between requests
+// (shared_name_lists.h); an indexing run, one that removes names included,
+// is seen by the next request all the same, as a new CGI would see it.
+TEST_F(OneProcess, KeptNameListsFollowTheIndex) {
+  const std::string lists[] = {"action=artist_enum", "action=album_enum", "action=genre_enum"};
+  const std::string names[] = {"\"Kept Newcomer\"", "\"Kept Album\"", "\"KeptGenre\""};
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 3; ++i) {
+      const std::string answer = Both(alice_.session, lists[i]);
+      EXPECT_EQ(std::string::npos, answer.find(names[i])) << answer;
+      EXPECT_NE(std::string::npos, answer.find("\"Shared Album\"") +
+                                       answer.find("\"Everyone\"") + answer.find("\"Pop\""))
+          << answer;
+    }
+  }
+  const std::string song = instance_->Path("music/kept/1.mp3");
+  instance_->AddSongs({Tune("kept/1.mp3", "Kept Song", "Kept Album", "Kept Newcomer", "KeptGenre")});
+  instance_->Index();
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 3; ++i)
+      EXPECT_NE(std::string::npos, Both(bob_.session, lists[i]).find(names[i])) << lists[i];
+  }
+  ASSERT_EQ(0, std::remove(song.c_str())) << song;
+  instance_->Index();
+  for (int i = 0; i < 3; ++i)
+    EXPECT_EQ(std::string::npos, Both(alice_.session, lists[i]).find(names[i])) << lists[i];
+}
+
+// Only lists of the shared libraries alone are kept, and only those that
+// turned no name away (whose log line must come at every request).
+TEST_F(OneProcess, OnlySharedListsWithEveryNameAreKept) {
+  ForgetSharedNameLists();
+  auto kept = [](SharedNameList list) {
+    std::optional<cantora::DatabaseStamp> stamp = cantora::PlatformDatabaseStamp();
+    return stamp && FindSharedNameList(list, *stamp) != nullptr;
+  };
+  Both(alice_.session, "action=artist_enum&library=all");
+  Both(alice_.session, "action=album_enum&library=personal");
+  EXPECT_FALSE(kept(SharedNameList::kArtists));
+  EXPECT_FALSE(kept(SharedNameList::kAlbums));
+  Both(alice_.session, "action=album_enum&artist_name=Everyone");
+  Both(alice_.session, "action=album_enum&latest_album=5");
+  EXPECT_FALSE(kept(SharedNameList::kAlbums));
+  Both(alice_.session, "action=artist_enum");
+  Both(bob_.session, "action=album_enum");
+  EXPECT_TRUE(kept(SharedNameList::kArtists));
+  EXPECT_TRUE(kept(SharedNameList::kAlbums));
+  EXPECT_FALSE(kept(SharedNameList::kGenres));
+
+  // A genre whose name is not UTF-8: listed without it, and not kept.
+  sqlite::Database index;
+  instance_->OpenIndex(&index);
+  ASSERT_TRUE(index.Exec("UPDATE song SET genre = 'Pop' || CAST(x'ff' AS TEXT) WHERE title = 'Shared Song';"
+                         "UPDATE facet SET value = 'Pop' || CAST(x'ff' AS TEXT) WHERE value = 'Pop';"));
+  const std::string genres = Both(alice_.session, "action=genre_enum");
+  EXPECT_EQ(std::string::npos, genres.find("Pop")) << genres;
+  EXPECT_FALSE(kept(SharedNameList::kGenres));
+  instance_->Index(true);  // the tags as they are in the files again
+  EXPECT_NE(std::string::npos, Both(alice_.session, "action=genre_enum").find("\"Pop\""));
 }
 
 // A change of the configuration file between requests is in force for the

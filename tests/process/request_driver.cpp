@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "enumerate/enumerate.h"
+#include "enumerate/shared_name_lists.h"
 #include "platform/config/platform_db.h"
 
 namespace process_test {
@@ -60,6 +61,9 @@ Served Serve(const std::string& session, const std::string& query,
   else
     setenv("HTTP_COOKIE", ("id=" + session).c_str(), 1);
   Served served;
+  // As a resident gateway's main sets it up.
+  static const bool keeping = (KeepSharedNameLists(), true);
+  (void)keeping;
   BeginRequest();
   {
     CapturedStdout capture;

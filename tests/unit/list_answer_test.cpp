@@ -43,6 +43,36 @@ TEST(ListAnswer, ItemsOfEveryKind) {
             WrittenListAnswer([&](ListAnswer* a) { AddAll(items, a); }, true));
 }
 
+// Items written beforehand (a kept list of names) read as if added one by
+// one, short texts and long ones, alone or among items added singly.
+TEST(ListAnswer, ItemsWrittenBeforehand) {
+  for (int count : {1, 3, 2000}) {
+    Json::Value items(Json::arrayValue);
+    std::string written;
+    for (int i = 0; i < count; ++i) {
+      Json::Value name(Json::objectValue);
+      name["name"] = "Name \"" + std::to_string(i) + "\" é";
+      items.append(name);
+      if (i > 0) written += ',';
+      written += JsonCppText(name);
+    }
+    EXPECT_EQ(Expected(items, true), WrittenListAnswer([&](ListAnswer* a) {
+                a->AddWritten("", 0);
+                a->AddWritten(written, count);
+              }, true)) << count;
+    Json::Value around(Json::arrayValue);
+    around.append("first");
+    for (const Json::Value& item : items) around.append(item);
+    around.append(7);
+    EXPECT_EQ(Expected(around, std::nullopt), WrittenListAnswer([&](ListAnswer* a) {
+                a->Add("first");
+                a->AddWritten(written, count);
+                a->AddWritten("", 0);
+                a->Add(7);
+              }, std::nullopt)) << count;
+  }
+}
+
 // The smart playlist songs' answer: "id" leads, as in JsonCpp's key order.
 TEST(ListAnswer, LedById) {
   Json::Value items(Json::arrayValue);
