@@ -1,12 +1,10 @@
 #include "platform/file/folder_listing.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "platform/io/unique_fd.h"
 
 namespace cantora {
 namespace {
@@ -30,12 +28,10 @@ bool IsDotOrDotDot(std::string_view name) { return name == "." || name == ".."; 
 
 bool FolderListing::Read(int folder_fd) {
   Clear();
-  UniqueFd folder;
-  folder.Reset(openat(folder_fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.get() < 0) return false;
+  if (lseek(folder_fd, 0, SEEK_SET) != 0) return false;
   alignas(dirent64) char buffer[32768];
   for (;;) {
-    ssize_t n = getdents64(folder.get(), buffer, sizeof buffer);
+    ssize_t n = getdents64(folder_fd, buffer, sizeof buffer);
     if (n < 0) {
       Clear();
       return false;

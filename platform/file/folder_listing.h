@@ -26,10 +26,9 @@ class FolderListing {
     kUnknown,    // the file system did not say: ask stat
   };
 
-  // Reads the entries of the folder that folder_fd is a handle of (O_PATH
-  // handles included: the folder is opened again for reading through it,
-  // with the rights in force). False when it cannot be read; the listing is
-  // then empty.
+  // Reads the entries of the folder open for reading as folder_fd, from its
+  // start (the descriptor's position moves). False when it cannot be read
+  // (an O_PATH handle cannot); the listing is then empty.
   bool Read(int folder_fd);
 
   // What the entry called name was when the folder was read.

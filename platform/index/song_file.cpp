@@ -128,7 +128,13 @@ class SongFiles::State {
     }
     if (folder_fd_.get() < 0 || folder_ != folder_wanted_) {
       folder_.clear();
-      folder_fd_.Reset(OpenBeneath(root_fd_.get(), std::string(folder_wanted_).c_str(), O_PATH | O_DIRECTORY));
+      const std::string folder(folder_wanted_);
+      // Open for reading, so that its entries can be listed through it; a
+      // folder that may be searched but not read is still held (O_PATH),
+      // and its songs are stat'ed one by one.
+      folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder.c_str(), O_RDONLY | O_DIRECTORY));
+      if (folder_fd_.get() < 0 && errno == EACCES)
+        folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder.c_str(), O_PATH | O_DIRECTORY));
       if (folder_fd_.get() < 0) return false;
       folder_ = std::string(folder_wanted_);
       tests_in_folder_ = 0;

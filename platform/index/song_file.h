@@ -7,10 +7,13 @@
 // link as the last component counts only when its target lies inside too.
 // A path that lies in none of the libraries does not exist.
 //
-// Lookups start from folder handles (O_PATH) kept by a SongFiles object:
-// songs of one folder follow each other in a list, and a lookup of one name
-// costs a fraction of a whole path's. A handle grants nothing by itself: a
-// lookup through it is checked against the ids in force. A SongFiles
+// Lookups start from folder handles kept by a SongFiles object: songs of
+// one folder follow each other in a list, and a lookup of one name costs a
+// fraction of a whole path's; from the third song of a folder on, the
+// folder's entries are read once through its handle instead. A lookup
+// through a handle is checked against the ids in force; what a handle
+// opened as root grants beyond that, listing that one folder's names, is
+// used only inside the same privileged calls. A SongFiles
 // belongs to one request (the gateway's request context owns it): the
 // roots it read and the handles it holds go with it, so that a process
 // serving many requests sees each indexing run and each new library, and

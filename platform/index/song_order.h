@@ -18,6 +18,23 @@
 
 namespace cantora {
 
+// The album keys of a list's songs, each stored once for a stretch of songs
+// of one album (a query reads an album's songs one after another, as they
+// were indexed), back to back in one buffer: no allocation a song.
+class AlbumKeys {
+ public:
+  // The index of album_key: the last one added when it is the same.
+  uint32_t Add(std::string_view album_key);
+  std::string_view Album(uint32_t index) const;
+  // Compares two keys as SQLite's BINARY collation does (memcmp, then the
+  // shorter first); equal indexes need no comparing.
+  int Compare(uint32_t a, uint32_t b) const;
+
+ private:
+  HeapVector<char> albums_;            // the album keys, back to back
+  HeapVector<uint32_t> album_starts_;  // where each begins in albums_
+};
+
 class SongSorter {
  public:
   // Adds a record with its sort key as the query read it: album_key is
@@ -36,19 +53,19 @@ class SongSorter {
 
  private:
   struct Entry {
-    std::string album_key;
+    uint32_t album;  // in albums_
     int64_t disc;
     int64_t track;
     MediaInfo* record;
   };
-  std::vector<Entry> entries_;
+  AlbumKeys albums_;
+  HeapVector<Entry> entries_;
 };
 
 // The same order over song ids, for a list too long to hold its records:
 // its sort keys are read first and put in order, then its records one run at
-// a time. About 32 bytes a song: the album key is kept once for each stretch
-// of songs of one album (a query reads an album's songs one after another,
-// as they were indexed), and the path is left to the records.
+// a time. About 32 bytes a song (the album keys in AlbumKeys, the path left
+// to the records).
 class SongKeys {
  public:
   // Adds a song with its keys, as SongSorter::Add takes them.
@@ -66,17 +83,15 @@ class SongKeys {
 
  private:
   struct Key {
-    uint32_t album;  // index into album_starts_
+    uint32_t album;  // in albums_
     int64_t disc;
     int64_t track;
     int64_t id;
   };
-  std::string_view Album(uint32_t index) const;
   int Compare(const Key& a, const Key& b) const;
 
   HeapVector<Key> keys_;
-  HeapVector<char> albums_;            // the album keys, back to back
-  HeapVector<uint32_t> album_starts_;  // where each begins in albums_
+  AlbumKeys albums_;
 };
 
 // Puts records [first, last) of one run in order of path, as SongSorter

@@ -32,7 +32,7 @@ TEST(FolderListingTest, EachEntryHasItsKindAndOtherNamesAreAbsent) {
   ASSERT_EQ(symlink("song.mp3", dir.Path("link.mp3").c_str()), 0);
   ASSERT_EQ(mkfifo(dir.Path("pipe").c_str(), 0600), 0);
   cantora::UniqueFd handle;
-  handle.Reset(open(dir.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  handle.Reset(open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_GE(handle.get(), 0);
 
   cantora::FolderListing listing;
@@ -61,7 +61,7 @@ TEST(FolderListingTest, ALargeFolderIsReadWhole) {
   const int kFiles = 3000;
   for (int i = 0; i < kFiles; ++i) Touch(dir.Path("track number " + std::to_string(i) + ".ogg"));
   cantora::UniqueFd handle;
-  handle.Reset(open(dir.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  handle.Reset(open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   cantora::FolderListing listing;
   ASSERT_TRUE(listing.Read(handle.get()));
   for (int i = 0; i < kFiles; ++i)
@@ -74,11 +74,15 @@ TEST(FolderListingTest, WhatCannotBeReadIsAnEmptyListing) {
   ASSERT_FALSE(dir.path().empty());
   Touch(dir.Path("file"));
   cantora::UniqueFd handle;
-  handle.Reset(open(dir.Path("file").c_str(), O_PATH | O_CLOEXEC));  // no folder
+  handle.Reset(open(dir.Path("file").c_str(), O_RDONLY | O_CLOEXEC));  // no folder
   cantora::FolderListing listing;
   EXPECT_FALSE(listing.Read(handle.get()));
   EXPECT_EQ(listing.KindOf("file"), Kind::kAbsent);
   EXPECT_FALSE(listing.Read(-1));
+  // A handle that reads nothing.
+  handle.Reset(open(dir.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_FALSE(listing.Read(handle.get()));
+  EXPECT_EQ(listing.KindOf("file"), Kind::kAbsent);
 }
 
 // A listing is of its time: a later read sees what changed, and a new read
@@ -88,7 +92,7 @@ TEST(FolderListingTest, EachReadIsANewSnapshot) {
   ASSERT_FALSE(dir.path().empty());
   Touch(dir.Path("before"));
   cantora::UniqueFd handle;
-  handle.Reset(open(dir.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  handle.Reset(open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   cantora::FolderListing listing;
   ASSERT_TRUE(listing.Read(handle.get()));
   EXPECT_EQ(listing.KindOf("before"), Kind::kRegular);

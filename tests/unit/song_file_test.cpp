@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -138,6 +139,33 @@ TEST_F(SongFileTest, ANewListSeesTheFolderAsItIsNow) {
   ASSERT_EQ(unlink((album + "/3.mp3").c_str()), 0);
   files = std::make_unique<cantora::SongFiles>(cantora::LibraryRoots{{library}, {}});
   for (int i = 0; i < 5; ++i) EXPECT_EQ(Exists(album + "/" + std::to_string(i) + ".mp3"), i != 3) << i;
+}
+
+// Folders are held open for reading, to list them; one whose caller may
+// search it but not read it is still looked into, a song at a time. (The
+// gateway looks as root, who reads every folder; a caller without that
+// right sees what a stat of each name shows.)
+TEST_F(SongFileTest, AFolderThatCannotBeReadIsSearchedNameByName) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to take another user's ids";
+  const std::string album = library + "/album";
+  for (int i = 0; i < 4; ++i) Touch(album + "/" + std::to_string(i) + ".mp3");
+  for (const std::string& d : {dir.path(), library}) ASSERT_EQ(chmod(d.c_str(), 0711), 0);
+  ASSERT_EQ(chmod(album.c_str(), 0711), 0);  // searched, not read
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    int wrong = 0;
+    if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) _exit(2);
+    for (int round = 0; round < 2; ++round) {
+      for (int i = 0; i < 4; ++i)
+        if (!Exists(album + "/" + std::to_string(i) + ".mp3")) ++wrong;
+      if (Exists(album + "/gone.mp3")) ++wrong;
+    }
+    _exit(wrong == 0 ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 TEST_F(SongFileTest, PersonalSongsLieInTheirOwnersFolder) {
