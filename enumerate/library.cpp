@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "enumerate/enumerate.h"
 #include "enumerate/escape_param.h"
@@ -109,18 +110,18 @@ bool ListNames(const NameList& what, const char* library, int uid, const char* c
 bool ListAllNames(const NameList& what, SharedNameList kept_as, const char* library, int uid,
                   ListAnswer* answer) {
   std::optional<cantora::DatabaseStamp> stamp;
-  if (cantora::ScopeOfLibrary(library) == cantora::LibraryScope::kShared)
-    stamp = cantora::PlatformDatabaseStamp();
+  const bool shared_alone = cantora::ScopeOfLibrary(library) == cantora::LibraryScope::kShared;
+  if (KeepingSharedNameLists() && shared_alone) stamp = cantora::PlatformDatabaseStamp();
   if (!stamp) return ListNames(what, library, uid, nullptr, -1, answer);
-  if (const NameItems* kept = FindSharedNameList(kept_as, *stamp)) {
-    answer->AddWritten(kept->text, kept->count);
-    return true;
-  }
+  const NameItems* kept = FindSharedNameList(kept_as, *stamp);
   NameItems items;
-  bool rejected;
-  if (!ReadNameItems(what, library, uid, nullptr, -1, &items, &rejected)) return false;
-  if (!rejected) KeepSharedNameList(kept_as, *stamp, items);
-  answer->AddWritten(items.text, items.count);
+  if (kept == nullptr) {
+    bool rejected;
+    if (!ReadNameItems(what, library, uid, nullptr, -1, &items, &rejected)) return false;
+    if (!rejected) kept = KeepSharedNameList(kept_as, *stamp, std::move(items));
+  }
+  const NameItems& listed = kept != nullptr ? *kept : items;
+  answer->AddWritten(listed.text, listed.count);
   return true;
 }
 
@@ -142,9 +143,13 @@ void AnswerAllNames(const NameList& what, SharedNameList kept_as, cantora::WebMa
 
 }  // namespace
 
-void EnumerationHandler::ArtistEnum() { AnswerAllNames(kArtists, SharedNameList::kArtists, &web_, UserName()); }
+void EnumerationHandler::ArtistEnum() {
+  AnswerAllNames(kArtists, SharedNameList::kArtists, &web_, UserName());
+}
 
-void EnumerationHandler::GenreEnum() { AnswerAllNames(kGenres, SharedNameList::kGenres, &web_, UserName()); }
+void EnumerationHandler::GenreEnum() {
+  AnswerAllNames(kGenres, SharedNameList::kGenres, &web_, UserName());
+}
 
 void EnumerationHandler::AlbumEnum() {
   ListAnswer answer(&web_, kJsonContentType);

@@ -1,5 +1,7 @@
 #include "enumerate/shared_name_lists.h"
 
+#include <utility>
+
 namespace {
 
 struct Kept {
@@ -23,6 +25,8 @@ Kept& Slot(SharedNameList list) { return State().kept[static_cast<int>(list)]; }
 
 void KeepSharedNameLists() { State().keeping = true; }
 
+bool KeepingSharedNameLists() { return State().keeping; }
+
 const NameItems* FindSharedNameList(SharedNameList list, const cantora::DatabaseStamp& stamp) {
   Kept& k = Slot(list);
   if (!k.items) return nullptr;
@@ -31,12 +35,13 @@ const NameItems* FindSharedNameList(SharedNameList list, const cantora::Database
   return nullptr;
 }
 
-void KeepSharedNameList(SharedNameList list, const cantora::DatabaseStamp& stamp,
-                        const NameItems& items) {
-  if (!State().keeping) return;
+const NameItems* KeepSharedNameList(SharedNameList list, const cantora::DatabaseStamp& stamp,
+                                    NameItems&& items) {
+  if (!State().keeping) return nullptr;
   Kept& k = Slot(list);
   k.stamp = stamp;
-  k.items = items;
+  k.items = std::move(items);
+  return &*k.items;
 }
 
 void ForgetSharedNameLists() {

@@ -40,14 +40,17 @@ struct NameItems {
 
 // From now on lists are kept (a resident process, at its start).
 void KeepSharedNameLists();
+// Whether they are: false in a CGI, which then need not stamp what it reads.
+bool KeepingSharedNameLists();
 
 // The list kept under stamp, or null.
 const NameItems* FindSharedNameList(SharedNameList list, const cantora::DatabaseStamp& stamp);
 
-// Keeps items as the list read under stamp (taken before the reading
-// began), replacing what was kept of that list.
-void KeepSharedNameList(SharedNameList list, const cantora::DatabaseStamp& stamp,
-                        const NameItems& items);
+// Keeps items, moved in, as the list read under stamp (taken before the
+// reading began), replacing what was kept of that list, and returns the
+// kept copy. Null, and items left as they are, when lists are not kept.
+const NameItems* KeepSharedNameList(SharedNameList list, const cantora::DatabaseStamp& stamp,
+                                    NameItems&& items);
 
 // Drops every list kept (the index changed; tests).
 void ForgetSharedNameLists();

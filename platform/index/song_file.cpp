@@ -127,19 +127,16 @@ class SongFiles::State {
       real_root_ = realpath(root_path_.c_str(), real) ? real : "";
     }
     if (folder_fd_.get() < 0 || folder_ != folder_wanted_) {
-      folder_.clear();
-      const std::string folder(folder_wanted_);
+      folder_.assign(folder_wanted_);
       // Open for reading, so that its entries can be listed through it; a
       // folder that may be searched but not read is still held (O_PATH),
       // and its songs are stat'ed one by one.
-      folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder.c_str(), O_RDONLY | O_DIRECTORY));
+      folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_RDONLY | O_DIRECTORY));
       if (folder_fd_.get() < 0 && errno == EACCES)
-        folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder.c_str(), O_PATH | O_DIRECTORY));
-      if (folder_fd_.get() < 0) return false;
-      folder_ = std::string(folder_wanted_);
+        folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_PATH | O_DIRECTORY));
       tests_in_folder_ = 0;
-      listed_ = false;
-      listing_.Clear();
+      listing_read_.reset();
+      if (folder_fd_.get() < 0) return false;
     }
     return true;
   }
@@ -153,11 +150,8 @@ class SongFiles::State {
       ++tests_in_folder_;
       return FolderListing::Kind::kUnknown;
     }
-    if (!listed_) {
-      listed_ = true;
-      listing_ok_ = listing_.Read(folder_fd_.get());
-    }
-    return listing_ok_ ? listing_.KindOf(name_) : FolderListing::Kind::kUnknown;
+    if (!listing_read_) listing_read_ = listing_.Read(folder_fd_.get());
+    return *listing_read_ ? listing_.KindOf(name_) : FolderListing::Kind::kUnknown;
   }
 
   // The root's names, as its links' texts may name it.
@@ -199,8 +193,8 @@ class SongFiles::State {
   const char* name_ = nullptr;
   static constexpr int kStatsBeforeListing = 2;
   int tests_in_folder_ = 0;  // in the folder folder_fd_ holds
-  bool listed_ = false;
-  bool listing_ok_ = false;
+  // Whether listing_ holds that folder's entries; unset until it is read.
+  std::optional<bool> listing_read_;
   FolderListing listing_;
 };
 
