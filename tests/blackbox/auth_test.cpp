@@ -108,7 +108,7 @@ double Median(std::vector<double> values) {
 // kinds alternate, so that the machine's load falls on both alike.
 TEST(AuthTimingTest, UnknownAccountAndWrongPasswordTakeTheSameTime) {
   Instance instance;
-  constexpr int kAttempts = 11;
+  constexpr int kAttempts = 15;
   for (int i = 0; i < kAttempts; ++i) instance.AddUser("user" + std::to_string(i));
   std::vector<double> wrong, unknown;
   auto timed = [&](const std::string& account, const std::string& address) {
