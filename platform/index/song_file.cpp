@@ -62,40 +62,34 @@ class SongFiles::State {
       root_fd_.Reset(-1);
       folder_fd_.Reset(-1);
       folder_.clear();
+      looked_up_whole_in_.clear();
     }
     // Views into info.path, which outlives the Exists() that follows; the
     // name ends the path, so it is NUL-terminated.
     size_t slash = rel.rfind('/');
     folder_wanted_ = slash == std::string_view::npos ? "." : rel.substr(0, slash);
     name_ = slash == std::string_view::npos ? rel.data() : rel.data() + slash + 1;
+    rel_ = rel.data();
     located_ = true;
     return true;
   }
 
   bool Exists() {
-    if (!OpenFolder()) return false;
-    struct stat st;
-    switch (KindOfLocated()) {
-      case FolderListing::Kind::kRegular:
-        return true;
-      case FolderListing::Kind::kLink:
-        break;
-      case FolderListing::Kind::kUnknown:
-        if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
-        if (S_ISREG(st.st_mode)) return true;
-        if (!S_ISLNK(st.st_mode)) return false;
-        break;
-      case FolderListing::Kind::kAbsent:
-      case FolderListing::Kind::kOther:
-        return false;
-    }
+    if (!located_ || !OpenRoot()) return false;
+    // One song of a folder is looked up whole, beneath the root, without
+    // holding its folder: a search's hits lie in as many folders as there
+    // are hits, nearly. Only a link needs its folder.
+    FolderListing::Kind kind = IsFirstOfItsFolder() ? KindOfWhole() : KindInHeldFolder();
+    if (kind != FolderListing::Kind::kLink) return kind == FolderListing::Kind::kRegular;
     // A link counts when its target lies inside the library, judged by its
     // text and then looked up beneath the root: never followed as root.
-    return LinkedFileBeneath(root_fd_.get(), Names(), folder_fd_.get(), Folder(), name_, &st);
+    struct stat st;
+    return OpenFolder() &&
+           LinkedFileBeneath(root_fd_.get(), Names(), folder_fd_.get(), Folder(), name_, &st);
   }
 
   int Open() {
-    if (!OpenFolder()) return -1;
+    if (!located_ || !OpenRoot() || !OpenFolder()) return -1;
     UniqueFd file;
     file.Reset(OpenBeneath(folder_fd_.get(), name_, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
     if (file.get() < 0 && errno == ELOOP) {
@@ -115,17 +109,55 @@ class SongFiles::State {
   }
 
  private:
-  // The folder of the located file, held open beneath its root.
+  // The root of the located file's library, held open.
+  bool OpenRoot() {
+    if (root_fd_.get() >= 0) return true;
+    // A root that is itself a link is not followed: a personal folder lies
+    // in its owner's home, where its owner could make one.
+    root_fd_.Reset(open(root_path_.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (root_fd_.get() < 0) return false;
+    char real[PATH_MAX];
+    real_root_ = realpath(root_path_.c_str(), real) ? real : "";
+    return true;
+  }
+
+  // Whether the located file is the first of a run of songs in one folder:
+  // neither its folder is held nor was the song before it in that folder.
+  // Counts it as that folder's first test.
+  bool IsFirstOfItsFolder() {
+    if (folder_fd_.get() >= 0 && folder_ == folder_wanted_) return false;
+    if (looked_up_whole_in_ == folder_wanted_) return false;
+    looked_up_whole_in_.assign(folder_wanted_);
+    return true;
+  }
+
+  // What a stat (not following a link) says the entry is.
+  static FolderListing::Kind KindOfStat(const struct stat& st) {
+    if (S_ISREG(st.st_mode)) return FolderListing::Kind::kRegular;
+    return S_ISLNK(st.st_mode) ? FolderListing::Kind::kLink : FolderListing::Kind::kOther;
+  }
+
+  // What the located path names beneath the root, a link not followed.
+  FolderListing::Kind KindOfWhole() {
+    UniqueFd file(OpenBeneath(root_fd_.get(), rel_, O_PATH | O_NOFOLLOW));
+    struct stat st;
+    if (file.get() < 0 || fstat(file.get(), &st) != 0) return FolderListing::Kind::kAbsent;
+    return KindOfStat(st);
+  }
+
+  // What the located name is in its folder, held open.
+  FolderListing::Kind KindInHeldFolder() {
+    if (!OpenFolder()) return FolderListing::Kind::kAbsent;
+    FolderListing::Kind kind = KindOfLocated();
+    if (kind != FolderListing::Kind::kUnknown) return kind;
+    struct stat st;
+    if (fstatat(folder_fd_.get(), name_, &st, AT_SYMLINK_NOFOLLOW) != 0)
+      return FolderListing::Kind::kAbsent;
+    return KindOfStat(st);
+  }
+
+  // The folder of the located file, held open beneath its root (open).
   bool OpenFolder() {
-    if (!located_) return false;
-    if (root_fd_.get() < 0) {
-      // A root that is itself a link is not followed: a personal folder
-      // lies in its owner's home, where its owner could make one.
-      root_fd_.Reset(open(root_path_.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-      if (root_fd_.get() < 0) return false;
-      char real[PATH_MAX];
-      real_root_ = realpath(root_path_.c_str(), real) ? real : "";
-    }
     if (folder_fd_.get() < 0 || folder_ != folder_wanted_) {
       folder_.assign(folder_wanted_);
       // Open for reading, so that its entries can be listed through it; a
@@ -134,7 +166,9 @@ class SongFiles::State {
       folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_RDONLY | O_DIRECTORY));
       if (folder_fd_.get() < 0 && errno == EACCES)
         folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_PATH | O_DIRECTORY));
-      tests_in_folder_ = 0;
+      // Its first song was looked up whole.
+      tests_in_folder_ = looked_up_whole_in_ == folder_ ? 1 : 0;
+      looked_up_whole_in_.clear();
       listing_read_.reset();
       if (folder_fd_.get() < 0) return false;
     }
@@ -191,6 +225,10 @@ class SongFiles::State {
   bool located_ = false;
   std::string_view folder_wanted_;
   const char* name_ = nullptr;
+  const char* rel_ = nullptr;  // the located path below the root
+  // The folder whose one song so far was looked up whole, not held ("" for
+  // none).
+  std::string looked_up_whole_in_;
   static constexpr int kStatsBeforeListing = 2;
   int tests_in_folder_ = 0;  // in the folder folder_fd_ holds
   // Whether listing_ holds that folder's entries; unset until it is read.

@@ -10,7 +10,9 @@
 // Lookups start from folder handles kept by a SongFiles object: songs of
 // one folder follow each other in a list, and a lookup of one name costs a
 // fraction of a whole path's; from the third song of a folder on, the
-// folder's entries are read once through its handle instead. A lookup
+// folder's entries are read once through its handle instead. The first
+// song of a folder is looked up by its whole path beneath the root, its
+// folder not held: most folders of a search's hits hold one hit. A lookup
 // through a handle is checked against the ids in force; what a handle
 // opened as root grants beyond that, listing that one folder's names, is
 // used only inside the same privileged calls. A SongFiles

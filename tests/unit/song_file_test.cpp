@@ -130,6 +130,46 @@ TEST_F(SongFileTest, ManySongsOfOneFolderAreJudgedAsOne) {
   }
 }
 
+// A search's hits lie in a folder each, nearly: the one song of a folder
+// is looked up by its whole path. Every kind of entry, and every way out,
+// must be judged as in a run of songs of one folder.
+TEST_F(SongFileTest, TheOneSongOfAFolderIsJudgedAsInARun) {
+  const std::string album = library + "/album";
+  const std::string other = library + "/other";
+  ASSERT_EQ(mkdir(other.c_str(), 0755), 0);
+  Touch(other + "/x.mp3");
+  ASSERT_EQ(symlink("song.mp3", (album + "/again.mp3").c_str()), 0);
+  ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (album + "/out.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("../../outside/secret.mp3", (album + "/up.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("missing.mp3", (album + "/dangling.mp3").c_str()), 0);
+  ASSERT_EQ(mkdir((album + "/disc 2").c_str(), 0755), 0);
+  ASSERT_EQ(mkfifo((album + "/pipe.mp3").c_str(), 0600), 0);
+  ASSERT_EQ(symlink(outside.c_str(), (library + "/door").c_str()), 0);
+  ASSERT_EQ(symlink("album", (library + "/alias").c_str()), 0);
+  ASSERT_EQ(symlink("../album/song.mp3", (other + "/back.mp3").c_str()), 0);
+  Touch(library + "/top.mp3");
+  const std::pair<std::string, bool> songs[] = {
+      {album + "/song.mp3", true},      {album + "/gone.mp3", false},
+      {album + "/again.mp3", true},     {album + "/out.mp3", false},
+      {album + "/up.mp3", false},       {album + "/dangling.mp3", false},
+      {album + "/disc 2", false},       {album + "/pipe.mp3", false},
+      {album + "/SONG.mp3", false},     {library + "/door/secret.mp3", false},
+      {library + "/alias/song.mp3", true}, {library + "/absent/song.mp3", false},
+      {other + "/back.mp3", true},      {library + "/top.mp3", true},
+  };
+  // Each song the first of its folder: another folder's song between.
+  for (const auto& [path, exists] : songs) {
+    EXPECT_EQ(Exists(path), exists) << path;
+    EXPECT_TRUE(Exists(library + (path.rfind(other, 0) == 0 ? "/top.mp3" : "/other/x.mp3")));
+  }
+  // And the same songs with a second one of the folder after each.
+  for (const auto& [path, exists] : songs) {
+    EXPECT_EQ(Exists(path), exists) << path << " first";
+    EXPECT_EQ(Exists(path), exists) << path << " second";
+    EXPECT_TRUE(Exists(library + (path.rfind(other, 0) == 0 ? "/top.mp3" : "/other/x.mp3")));
+  }
+}
+
 // A folder's entries are read when its songs are tested, not before: a file
 // removed or added between two lists is seen by the next one.
 TEST_F(SongFileTest, ANewListSeesTheFolderAsItIsNow) {
