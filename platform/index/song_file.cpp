@@ -62,7 +62,6 @@ class SongFiles::State {
       root_fd_.Reset(-1);
       folder_fd_.Reset(-1);
       folder_.clear();
-      looked_up_whole_in_.clear();
     }
     // Views into info.path, which outlives the Exists() that follows; the
     // name ends the path, so it is NUL-terminated.
@@ -76,10 +75,12 @@ class SongFiles::State {
 
   bool Exists() {
     if (!located_ || !OpenRoot()) return false;
-    // One song of a folder is looked up whole, beneath the root, without
-    // holding its folder: a search's hits lie in as many folders as there
-    // are hits, nearly. Only a link needs its folder.
-    FolderListing::Kind kind = IsFirstOfItsFolder() ? KindOfWhole() : KindInHeldFolder();
+    EnterFolder();
+    // The first song of a folder is looked up whole, beneath the root,
+    // without holding its folder: a search's hits lie in as many folders as
+    // there are hits, nearly. Only a link needs its folder.
+    FolderListing::Kind kind = tests_in_folder_ == 0 ? KindOfWhole() : KindInHeldFolder();
+    ++tests_in_folder_;
     if (kind != FolderListing::Kind::kLink) return kind == FolderListing::Kind::kRegular;
     // A link counts when its target lies inside the library, judged by its
     // text and then looked up beneath the root: never followed as root.
@@ -121,14 +122,14 @@ class SongFiles::State {
     return true;
   }
 
-  // Whether the located file is the first of a run of songs in one folder:
-  // neither its folder is held nor was the song before it in that folder.
-  // Counts it as that folder's first test.
-  bool IsFirstOfItsFolder() {
-    if (folder_fd_.get() >= 0 && folder_ == folder_wanted_) return false;
-    if (looked_up_whole_in_ == folder_wanted_) return false;
-    looked_up_whole_in_.assign(folder_wanted_);
-    return true;
+  // Makes the located file's folder the current one: a new folder starts
+  // its count of tests again, and is not held until a lookup needs it.
+  void EnterFolder() {
+    if (folder_ == folder_wanted_) return;
+    folder_.assign(folder_wanted_);
+    folder_fd_.Reset(-1);
+    tests_in_folder_ = 0;
+    listing_read_.reset();
   }
 
   // What a stat (not following a link) says the entry is.
@@ -158,32 +159,23 @@ class SongFiles::State {
 
   // The folder of the located file, held open beneath its root (open).
   bool OpenFolder() {
-    if (folder_fd_.get() < 0 || folder_ != folder_wanted_) {
-      folder_.assign(folder_wanted_);
-      // Open for reading, so that its entries can be listed through it; a
-      // folder that may be searched but not read is still held (O_PATH),
-      // and its songs are stat'ed one by one.
-      folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_RDONLY | O_DIRECTORY));
-      if (folder_fd_.get() < 0 && errno == EACCES)
-        folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_PATH | O_DIRECTORY));
-      // Its first song was looked up whole.
-      tests_in_folder_ = looked_up_whole_in_ == folder_ ? 1 : 0;
-      looked_up_whole_in_.clear();
-      listing_read_.reset();
-      if (folder_fd_.get() < 0) return false;
-    }
-    return true;
+    EnterFolder();
+    if (folder_fd_.get() >= 0) return true;
+    // Open for reading, so that its entries can be listed through it; a
+    // folder that may be searched but not read is still held (O_PATH), and
+    // its songs are stat'ed one by one.
+    folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_RDONLY | O_DIRECTORY));
+    if (folder_fd_.get() < 0 && errno == EACCES)
+      folder_fd_.Reset(OpenBeneath(root_fd_.get(), folder_.c_str(), O_PATH | O_DIRECTORY));
+    return folder_fd_.get() >= 0;
   }
 
   // What the located name is in its folder. A list's songs come folder by
   // folder: from the third song of one folder on, the folder's entries are
-  // read once and looked up, instead of a stat a song (one or two songs of
-  // a folder are cheaper to stat than to list).
+  // read once and looked up, instead of a stat a song (the first song of a
+  // folder, looked up whole, and the second are cheaper than a listing).
   FolderListing::Kind KindOfLocated() {
-    if (tests_in_folder_ < kStatsBeforeListing) {
-      ++tests_in_folder_;
-      return FolderListing::Kind::kUnknown;
-    }
+    if (tests_in_folder_ < kStatsBeforeListing) return FolderListing::Kind::kUnknown;
     if (!listing_read_) listing_read_ = listing_.Read(folder_fd_.get());
     return *listing_read_ ? listing_.KindOf(name_) : FolderListing::Kind::kUnknown;
   }
@@ -221,16 +213,15 @@ class SongFiles::State {
   std::string real_root_;  // root_path_, links resolved
   UniqueFd root_fd_;
   UniqueFd folder_fd_;
-  std::string folder_;  // the folder folder_fd_ holds, relative to the root
+  // The folder of the songs being tested, relative to the root; folder_fd_
+  // holds it once a lookup needed it.
+  std::string folder_;
   bool located_ = false;
   std::string_view folder_wanted_;
   const char* name_ = nullptr;
   const char* rel_ = nullptr;  // the located path below the root
-  // The folder whose one song so far was looked up whole, not held ("" for
-  // none).
-  std::string looked_up_whole_in_;
   static constexpr int kStatsBeforeListing = 2;
-  int tests_in_folder_ = 0;  // in the folder folder_fd_ holds
+  int tests_in_folder_ = 0;  // songs of folder_ tested before this one
   // Whether listing_ holds that folder's entries; unset until it is read.
   std::optional<bool> listing_read_;
   FolderListing listing_;

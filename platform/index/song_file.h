@@ -15,11 +15,11 @@
 // folder not held: most folders of a search's hits hold one hit. A lookup
 // through a handle is checked against the ids in force; what a handle
 // opened as root grants beyond that, listing that one folder's names, is
-// used only inside the same privileged calls. A SongFiles
-// belongs to one request (the gateway's request context owns it): the
-// roots it read and the handles it holds go with it, so that a process
-// serving many requests sees each indexing run and each new library, and
-// holds no folder open between requests.
+// used only inside the same privileged calls. A SongFiles belongs to one
+// request (the gateway's request context owns it): the roots it read and
+// the handles it holds go with it, so that a process serving many requests
+// sees each indexing run and each new library, and holds no folder open
+// between requests.
 #ifndef CANTORA_PLATFORM_INDEX_SONG_FILE_H
 #define CANTORA_PLATFORM_INDEX_SONG_FILE_H
 

@@ -61,9 +61,7 @@ Served Serve(const std::string& session, const std::string& query,
   else
     setenv("HTTP_COOKIE", ("id=" + session).c_str(), 1);
   Served served;
-  // As a resident gateway's main sets it up.
-  static const bool keeping = (KeepSharedNameLists(), true);
-  (void)keeping;
+  KeepSharedNameLists();  // as a resident gateway's main does
   BeginRequest();
   {
     CapturedStdout capture;

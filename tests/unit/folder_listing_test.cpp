@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "platform/io/unique_fd.h"
 #include "tests/unit/temp_folder.h"
@@ -39,19 +40,22 @@ TEST(FolderListingTest, EachEntryHasItsKindAndOtherNamesAreAbsent) {
   ASSERT_TRUE(listing.Read(handle.get()));
   // tmpfs and ext4 both tell the kinds; a file system that does not would
   // answer kUnknown, which callers resolve with a stat.
-  EXPECT_EQ(listing.KindOf("song.mp3"), Kind::kRegular);
-  EXPECT_EQ(listing.KindOf("Song.mp3"), Kind::kRegular);
-  EXPECT_EQ(listing.KindOf("é ü \xe2\x80\x8b.flac"), Kind::kRegular);
-  EXPECT_EQ(listing.KindOf("link.mp3"), Kind::kLink);
-  EXPECT_EQ(listing.KindOf("sub"), Kind::kOther);
-  EXPECT_EQ(listing.KindOf("pipe"), Kind::kOther);
-  EXPECT_EQ(listing.KindOf("SONG.mp3"), Kind::kAbsent);
-  EXPECT_EQ(listing.KindOf("song.mp"), Kind::kAbsent);
-  EXPECT_EQ(listing.KindOf("song.mp3 "), Kind::kAbsent);
-  EXPECT_EQ(listing.KindOf(""), Kind::kAbsent);
-  EXPECT_EQ(listing.KindOf("."), Kind::kAbsent);
-  EXPECT_EQ(listing.KindOf(".."), Kind::kAbsent);
-  EXPECT_EQ(listing.KindOf("sub/x"), Kind::kAbsent);
+  const std::pair<const char*, Kind> expected[] = {
+      {"song.mp3", Kind::kRegular},
+      {"Song.mp3", Kind::kRegular},
+      {"é ü \xe2\x80\x8b.flac", Kind::kRegular},
+      {"link.mp3", Kind::kLink},
+      {"sub", Kind::kOther},
+      {"pipe", Kind::kOther},
+      {"SONG.mp3", Kind::kAbsent},
+      {"song.mp", Kind::kAbsent},
+      {"song.mp3 ", Kind::kAbsent},
+      {"", Kind::kAbsent},
+      {".", Kind::kAbsent},
+      {"..", Kind::kAbsent},
+      {"sub/x", Kind::kAbsent},
+  };
+  for (const auto& [name, kind] : expected) EXPECT_EQ(listing.KindOf(name), kind) << name;
 }
 
 // More entries than one directory read returns (32 KiB of them).
