@@ -56,6 +56,9 @@ class RecordBatch {
   // Hands the records to each, in order, and frees them; false when each
   // stopped. *handed counts the records handed out.
   bool HandOut(const RecordSink& each, int* handed) {
+    // Linked in the order handed out, as a list's records are: a sink may
+    // look at what follows (the song file test does, to choose its way).
+    for (size_t i = 0; i + 1 < records_.size(); ++i) records_[i]->next = records_[i + 1];
     bool go_on = true;
     for (MediaInfo* info : records_) {
       if (!go_on) break;
@@ -68,7 +71,10 @@ class RecordBatch {
 
  private:
   void Clear() {
-    for (MediaInfo* info : records_) ZARNPlaylistRecFree(info);
+    for (MediaInfo* info : records_) {
+      info->next = nullptr;
+      ZARNPlaylistRecFree(info);
+    }
     records_.clear();
     // A new allocator for the next batch: the blocks of this one go back
     // with its last record, and the next starts again with small ones.

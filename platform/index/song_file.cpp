@@ -69,6 +69,7 @@ class SongFiles::State {
     folder_wanted_ = slash == std::string_view::npos ? "." : rel.substr(0, slash);
     name_ = slash == std::string_view::npos ? rel.data() : rel.data() + slash + 1;
     rel_ = rel.data();
+    following_in_folder_ = FollowingInFolder(info, std::string_view(info.path, name_ - info.path));
     located_ = true;
     return true;
   }
@@ -76,10 +77,11 @@ class SongFiles::State {
   bool Exists() {
     if (!located_ || !OpenRoot()) return false;
     EnterFolder();
-    // The first song of a folder is looked up whole, beneath the root,
+    // A song alone in its folder is looked up whole, beneath the root,
     // without holding its folder: a search's hits lie in as many folders as
     // there are hits, nearly. Only a link needs its folder.
-    FolderListing::Kind kind = tests_in_folder_ == 0 ? KindOfWhole() : KindInHeldFolder();
+    FolderListing::Kind kind =
+        SongsOfRun() == 1 ? KindOfWhole() : KindInHeldFolder();
     ++tests_in_folder_;
     if (kind != FolderListing::Kind::kLink) return kind == FolderListing::Kind::kRegular;
     // A link counts when its target lies inside the library, judged by its
@@ -171,13 +173,34 @@ class SongFiles::State {
   }
 
   // What the located name is in its folder. A list's songs come folder by
-  // folder: from the third song of one folder on, the folder's entries are
-  // read once and looked up, instead of a stat a song (the first song of a
-  // folder, looked up whole, and the second are cheaper than a listing).
+  // folder: when three songs of one folder are tested in a row, the
+  // folder's entries are read once and looked up, instead of a stat a song
+  // (one song looked up whole, or two stat'ed, are cheaper than a listing).
   FolderListing::Kind KindOfLocated() {
-    if (tests_in_folder_ < kStatsBeforeListing) return FolderListing::Kind::kUnknown;
+    if (SongsOfRun() < kSongsForListing) return FolderListing::Kind::kUnknown;
     if (!listing_read_) listing_read_ = listing_.Read(folder_fd_.get());
     return *listing_read_ ? listing_.KindOf(name_) : FolderListing::Kind::kUnknown;
+  }
+
+  // How many songs of the current folder are tested in a row, as far as is
+  // known: those tested, this one, and those its list shows next.
+  int SongsOfRun() const { return tests_in_folder_ + 1 + following_in_folder_; }
+
+  // How many of the records that follow info in its list (info.next) lie
+  // in the folder whose path, with its final '/', is folder_path, up to
+  // what decides the way of testing. A list is walked in its order, so
+  // they are most likely the songs tested next; a guess costs only time.
+  static int FollowingInFolder(const MediaInfo& info, std::string_view folder_path) {
+    int n = 0;
+    for (const MediaInfo* next = info.next; next != nullptr && n < kSongsForListing - 1;
+         next = next->next, ++n) {
+      std::string_view path = next->path;
+      if (next->library != info.library || path.size() <= folder_path.size() ||
+          path.compare(0, folder_path.size(), folder_path) != 0 ||
+          path.find('/', folder_path.size()) != std::string_view::npos)
+        break;
+    }
+    return n;
   }
 
   // The root's names, as its links' texts may name it.
@@ -220,8 +243,9 @@ class SongFiles::State {
   std::string_view folder_wanted_;
   const char* name_ = nullptr;
   const char* rel_ = nullptr;  // the located path below the root
-  static constexpr int kStatsBeforeListing = 2;
+  static constexpr int kSongsForListing = 3;
   int tests_in_folder_ = 0;  // songs of folder_ tested before this one
+  int following_in_folder_ = 0;  // songs after this one in its list and folder
   // Whether listing_ holds that folder's entries; unset until it is read.
   std::optional<bool> listing_read_;
   FolderListing listing_;

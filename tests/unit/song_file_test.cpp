@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/unit/temp_folder.h"
 
@@ -41,6 +42,26 @@ class SongFileTest : public ::testing::Test {
     info.library = library;
     bool located = files->Locate(info);
     return files->LocatedExists() && located;
+  }
+
+  struct Song {
+    std::string path;
+    int library = 0;
+  };
+  // Tests the songs in order as a list does: each record linked to the next.
+  std::vector<bool> ExistInList(const std::vector<Song>& songs) {
+    std::vector<MediaInfo> list(songs.size());
+    for (size_t i = 0; i < songs.size(); ++i) {
+      list[i].path = songs[i].path.c_str();
+      list[i].library = songs[i].library;
+      list[i].next = i + 1 < songs.size() ? &list[i + 1] : nullptr;
+    }
+    std::vector<bool> exist;
+    for (const MediaInfo& info : list) {
+      bool located = files->Locate(info);
+      exist.push_back(files->LocatedExists() && located);
+    }
+    return exist;
   }
 
   TempFolder dir;
@@ -168,6 +189,103 @@ TEST_F(SongFileTest, TheOneSongOfAFolderIsJudgedAsInARun) {
     EXPECT_EQ(Exists(path), exists) << path << " second";
     EXPECT_TRUE(Exists(library + (path.rfind(other, 0) == 0 ? "/top.mp3" : "/other/x.mp3")));
   }
+}
+
+// A list shows which songs follow: a run of songs of one folder is judged
+// from the folder's entries from its first song on, two songs of a folder
+// by a stat each, one alone by its whole path. Every kind of entry, every
+// way out, and runs cut by another folder or another library, must be
+// judged as one song at a time would be.
+TEST_F(SongFileTest, SongsOfAListAreJudgedAsOneAtATime) {
+  const std::string album = library + "/album";
+  const std::string other = library + "/other";
+  const std::string music = dir.Path("home/bob/music");
+  for (const std::string& d : {other, dir.Path("home"), dir.Path("home/bob"), music})
+    ASSERT_EQ(mkdir(d.c_str(), 0755), 0);
+  ASSERT_EQ(mkdir((music + "/album").c_str(), 0755), 0);
+  Touch(music + "/album/mine.mp3");
+  Touch(other + "/x.mp3");
+  Touch(album + "/b.mp3");
+  ASSERT_EQ(symlink("song.mp3", (album + "/again.mp3").c_str()), 0);
+  ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (album + "/out.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("../../outside/secret.mp3", (album + "/up.mp3").c_str()), 0);
+  ASSERT_EQ(symlink("missing.mp3", (album + "/dangling.mp3").c_str()), 0);
+  ASSERT_EQ(mkdir((album + "/disc 2").c_str(), 0755), 0);
+  ASSERT_EQ(mkfifo((album + "/pipe.mp3").c_str(), 0600), 0);
+  ASSERT_EQ(symlink(outside.c_str(), (library + "/door").c_str()), 0);
+  const std::pair<const char*, bool> names[] = {
+      {"song.mp3", true}, {"b.mp3", true},         {"gone.mp3", false},  {"again.mp3", true},
+      {"out.mp3", false}, {"up.mp3", false},       {"dangling.mp3", false}, {"disc 2", false},
+      {"pipe.mp3", false}, {"SONG.mp3", false},
+  };
+  // Each name at each place of runs of one, two and three of its folder,
+  // cut by another folder's song, a song of the same folder in another
+  // library, a folder that links out, and the end of the list.
+  const Song cuts[] = {{other + "/x.mp3"},
+                       {album + "/song.mp3", 7},
+                       {library + "/door/secret.mp3"},
+                       {music + "/album/mine.mp3", 7}};
+  const bool cut_exists[] = {true, false, false, true};
+  for (int run = 1; run <= 3; ++run) {
+    for (const auto& [name, exists] : names) {
+      for (size_t cut = 0; cut < std::size(cuts); ++cut) {
+        std::vector<Song> list;
+        std::vector<bool> expected;
+        for (int i = 0; i < run; ++i) {
+          // The name tested at every place of the run, the first song's
+          // neighbours in the run being songs that exist.
+          list.push_back({album + "/" + (i == run - 1 ? name : "b.mp3")});
+          expected.push_back(i == run - 1 ? exists : true);
+        }
+        list.push_back(cuts[cut]);
+        expected.push_back(cut_exists[cut]);
+        list.push_back({album + "/" + name});
+        expected.push_back(exists);
+        EXPECT_EQ(ExistInList(list), expected) << name << " run " << run << " cut " << cut;
+      }
+    }
+  }
+  // A whole folder's names in one list, twice: one run.
+  std::vector<Song> list;
+  std::vector<bool> expected;
+  for (int round = 0; round < 2; ++round) {
+    for (const auto& [name, exists] : names) {
+      list.push_back({album + "/" + name});
+      expected.push_back(exists);
+    }
+  }
+  EXPECT_EQ(ExistInList(list), expected);
+}
+
+// What decides the way is the list: three songs of a folder in a row are
+// judged from one reading of its entries, made at the first of them, so a
+// file that appears meanwhile is not seen in that run, as in any listing.
+// Tested one by one, unlinked, the folder is read at the third song.
+TEST_F(SongFileTest, ARunThatTheListShowsIsReadAtItsFirstSong) {
+  const std::string album = library + "/album";
+  Touch(album + "/1.mp3");
+  Touch(album + "/2.mp3");
+  auto third_seen = [&](bool linked) {
+    std::vector<MediaInfo> list(3);
+    std::vector<std::string> paths = {album + "/1.mp3", album + "/2.mp3", album + "/3.mp3"};
+    for (size_t i = 0; i < 3; ++i) {
+      list[i].path = paths[i].c_str();
+      list[i].next = linked && i < 2 ? &list[i + 1] : nullptr;
+    }
+    files = std::make_unique<cantora::SongFiles>(cantora::LibraryRoots{{library}, {}});
+    unlink(paths[2].c_str());
+    bool seen = false;
+    for (size_t i = 0; i < 3; ++i) {
+      if (i == 1) Touch(paths[2]);
+      bool located = files->Locate(list[i]);
+      bool exists = files->LocatedExists() && located;
+      if (i < 2) EXPECT_TRUE(exists) << i;
+      if (i == 2) seen = exists;
+    }
+    return seen;
+  };
+  EXPECT_FALSE(third_seen(true));
+  EXPECT_TRUE(third_seen(false));
 }
 
 // A folder's entries are read when its songs are tested, not before: a file
