@@ -25,8 +25,9 @@ std::vector<HttpAction> HttpActions(const std::vector<Action>& actions, size_t s
       {"album_enum", million ? HttpAction::kAbsolute : HttpAction::kFloorPlus,
        million ? 25.0 : 3.0},
       {"search common word", HttpAction::kAbsolute, million ? 15.0 : 10.0},
-      // Run by root, so that the guard's id changes around each song's file
-      // test (three calls a song, deployed) are not what is timed.
+      // Run by root, so that the guard's id calls around each song's file
+      // test (three a song deployed, two of them changes) are not what is
+      // timed.
       {"song_enum artist (5,000)", million ? HttpAction::kNone : HttpAction::kAbsolute, 15.0,
        HttpAction::kAsRoot},
   };
@@ -64,7 +65,7 @@ bool TimeOverHttp(const Options& o, const std::string& bin, const std::vector<Ac
   const double guard = GuardMicros(web.uid, web.gid);
   if (guard >= 0)
     std::printf("privilege guard as deployed: %.2f us a song (IF_RUN_AS raised and restored, "
-                "three id changes)\n",
+                "three id calls, two of them changes of the effective user id)\n",
                 guard);
   setup.session = session;
   setup.runs = o.runs;
