@@ -255,6 +255,19 @@ TEST_F(SongFileTest, SongsOfAListAreJudgedAsOneAtATime) {
     }
   }
   EXPECT_EQ(ExistInList(list), expected);
+  // Runs in a folder that is a link inside the library, and in one that
+  // links out.
+  ASSERT_EQ(symlink("album", (library + "/alias").c_str()), 0);
+  EXPECT_EQ(ExistInList({{library + "/alias/song.mp3"},
+                         {library + "/alias/b.mp3"},
+                         {library + "/alias/gone.mp3"},
+                         {library + "/alias/again.mp3"}}),
+            std::vector<bool>({true, true, false, true}));
+  Touch(outside + "/other.mp3");
+  EXPECT_EQ(ExistInList({{library + "/door/secret.mp3"},
+                         {library + "/door/other.mp3"},
+                         {library + "/door/secret.mp3"}}),
+            std::vector<bool>({false, false, false}));
 }
 
 // What decides the way is the list: three songs of a folder in a row are
