@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/unit/temp_folder.h"
@@ -43,6 +44,27 @@ class SongFileTest : public ::testing::Test {
     bool located = files->Locate(info);
     return files->LocatedExists() && located;
   }
+
+  // In album, beside song.mp3: one entry of every kind a song's path may
+  // name (a second file, links in, out and nowhere, a folder, a FIFO),
+  // and in the library a folder that links out ("door"). kEveryKind says
+  // which of them, and which names that are not there, are songs.
+  void MakeEntriesOfEveryKind() {
+    const std::string album = library + "/album";
+    Touch(album + "/b.mp3");
+    ASSERT_EQ(symlink("song.mp3", (album + "/again.mp3").c_str()), 0);
+    ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (album + "/out.mp3").c_str()), 0);
+    ASSERT_EQ(symlink("../../outside/secret.mp3", (album + "/up.mp3").c_str()), 0);
+    ASSERT_EQ(symlink("missing.mp3", (album + "/dangling.mp3").c_str()), 0);
+    ASSERT_EQ(mkdir((album + "/disc 2").c_str(), 0755), 0);
+    ASSERT_EQ(mkfifo((album + "/pipe.mp3").c_str(), 0600), 0);
+    ASSERT_EQ(symlink(outside.c_str(), (library + "/door").c_str()), 0);
+  }
+  static constexpr std::pair<const char*, bool> kEveryKind[] = {
+      {"song.mp3", true}, {"b.mp3", true},         {"gone.mp3", false},  {"again.mp3", true},
+      {"out.mp3", false}, {"up.mp3", false},       {"dangling.mp3", false}, {"disc 2", false},
+      {"pipe.mp3", false}, {"SONG.mp3", false},
+  };
 
   struct Song {
     std::string path;
@@ -129,23 +151,13 @@ TEST_F(SongFileTest, LinksInsideTheLibraryAreFollowed) {
 // be judged as a stat of it would be, and confinement holds the same way.
 TEST_F(SongFileTest, ManySongsOfOneFolderAreJudgedAsOne) {
   const std::string album = library + "/album";
-  Touch(album + "/b.mp3");
-  ASSERT_EQ(symlink("song.mp3", (album + "/again.mp3").c_str()), 0);
-  ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (album + "/out.mp3").c_str()), 0);
-  ASSERT_EQ(symlink("missing.mp3", (album + "/dangling.mp3").c_str()), 0);
-  ASSERT_EQ(mkdir((album + "/disc 2").c_str(), 0755), 0);
-  ASSERT_EQ(mkfifo((album + "/pipe.mp3").c_str(), 0600), 0);
-  const std::pair<const char*, bool> names[] = {
-      {"song.mp3", true},  {"b.mp3", true},         {"gone.mp3", false}, {"again.mp3", true},
-      {"out.mp3", false},  {"dangling.mp3", false}, {"disc 2", false},   {"pipe.mp3", false},
-      {"SONG.mp3", false}, {"song.mp3", true},
-  };
+  MakeEntriesOfEveryKind();
   for (int round = 0; round < 2; ++round) {
-    for (const auto& [name, exists] : names)
+    for (const auto& [name, exists] : kEveryKind)
       EXPECT_EQ(Exists(album + "/" + name), exists) << name << " round " << round;
   }
   // Interleaved with another folder: each return starts the count again.
-  for (const auto& [name, exists] : names) {
+  for (const auto& [name, exists] : kEveryKind) {
     EXPECT_FALSE(Exists(outside + "/secret.mp3"));
     EXPECT_EQ(Exists(album + "/" + name), exists) << name;
   }
@@ -159,25 +171,17 @@ TEST_F(SongFileTest, TheOneSongOfAFolderIsJudgedAsInARun) {
   const std::string other = library + "/other";
   ASSERT_EQ(mkdir(other.c_str(), 0755), 0);
   Touch(other + "/x.mp3");
-  ASSERT_EQ(symlink("song.mp3", (album + "/again.mp3").c_str()), 0);
-  ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (album + "/out.mp3").c_str()), 0);
-  ASSERT_EQ(symlink("../../outside/secret.mp3", (album + "/up.mp3").c_str()), 0);
-  ASSERT_EQ(symlink("missing.mp3", (album + "/dangling.mp3").c_str()), 0);
-  ASSERT_EQ(mkdir((album + "/disc 2").c_str(), 0755), 0);
-  ASSERT_EQ(mkfifo((album + "/pipe.mp3").c_str(), 0600), 0);
-  ASSERT_EQ(symlink(outside.c_str(), (library + "/door").c_str()), 0);
+  MakeEntriesOfEveryKind();
   ASSERT_EQ(symlink("album", (library + "/alias").c_str()), 0);
   ASSERT_EQ(symlink("../album/song.mp3", (other + "/back.mp3").c_str()), 0);
   Touch(library + "/top.mp3");
-  const std::pair<std::string, bool> songs[] = {
-      {album + "/song.mp3", true},      {album + "/gone.mp3", false},
-      {album + "/again.mp3", true},     {album + "/out.mp3", false},
-      {album + "/up.mp3", false},       {album + "/dangling.mp3", false},
-      {album + "/disc 2", false},       {album + "/pipe.mp3", false},
-      {album + "/SONG.mp3", false},     {library + "/door/secret.mp3", false},
-      {library + "/alias/song.mp3", true}, {library + "/absent/song.mp3", false},
-      {other + "/back.mp3", true},      {library + "/top.mp3", true},
-  };
+  std::vector<std::pair<std::string, bool>> songs;
+  for (const auto& [name, exists] : kEveryKind) songs.emplace_back(album + "/" + name, exists);
+  songs.insert(songs.end(), {{library + "/door/secret.mp3", false},
+                             {library + "/alias/song.mp3", true},
+                             {library + "/absent/song.mp3", false},
+                             {other + "/back.mp3", true},
+                             {library + "/top.mp3", true}});
   // Each song the first of its folder: another folder's song between.
   for (const auto& [path, exists] : songs) {
     EXPECT_EQ(Exists(path), exists) << path;
@@ -205,19 +209,7 @@ TEST_F(SongFileTest, SongsOfAListAreJudgedAsOneAtATime) {
   ASSERT_EQ(mkdir((music + "/album").c_str(), 0755), 0);
   Touch(music + "/album/mine.mp3");
   Touch(other + "/x.mp3");
-  Touch(album + "/b.mp3");
-  ASSERT_EQ(symlink("song.mp3", (album + "/again.mp3").c_str()), 0);
-  ASSERT_EQ(symlink((outside + "/secret.mp3").c_str(), (album + "/out.mp3").c_str()), 0);
-  ASSERT_EQ(symlink("../../outside/secret.mp3", (album + "/up.mp3").c_str()), 0);
-  ASSERT_EQ(symlink("missing.mp3", (album + "/dangling.mp3").c_str()), 0);
-  ASSERT_EQ(mkdir((album + "/disc 2").c_str(), 0755), 0);
-  ASSERT_EQ(mkfifo((album + "/pipe.mp3").c_str(), 0600), 0);
-  ASSERT_EQ(symlink(outside.c_str(), (library + "/door").c_str()), 0);
-  const std::pair<const char*, bool> names[] = {
-      {"song.mp3", true}, {"b.mp3", true},         {"gone.mp3", false},  {"again.mp3", true},
-      {"out.mp3", false}, {"up.mp3", false},       {"dangling.mp3", false}, {"disc 2", false},
-      {"pipe.mp3", false}, {"SONG.mp3", false},
-  };
+  MakeEntriesOfEveryKind();
   // Each name at each place of runs of one, two and three of its folder,
   // cut by another folder's song, a song of the same folder in another
   // library, a folder that links out, and the end of the list.
@@ -227,7 +219,7 @@ TEST_F(SongFileTest, SongsOfAListAreJudgedAsOneAtATime) {
                        {music + "/album/mine.mp3", 7}};
   const bool cut_exists[] = {true, false, false, true};
   for (int run = 1; run <= 3; ++run) {
-    for (const auto& [name, exists] : names) {
+    for (const auto& [name, exists] : kEveryKind) {
       for (size_t cut = 0; cut < std::size(cuts); ++cut) {
         std::vector<Song> list;
         std::vector<bool> expected;
@@ -249,7 +241,7 @@ TEST_F(SongFileTest, SongsOfAListAreJudgedAsOneAtATime) {
   std::vector<Song> list;
   std::vector<bool> expected;
   for (int round = 0; round < 2; ++round) {
-    for (const auto& [name, exists] : names) {
+    for (const auto& [name, exists] : kEveryKind) {
       list.push_back({album + "/" + name});
       expected.push_back(exists);
     }
