@@ -80,8 +80,7 @@ class SongFiles::State {
     // A song alone in its folder is looked up whole, beneath the root,
     // without holding its folder: a search's hits lie in as many folders as
     // there are hits, nearly. Only a link needs its folder.
-    FolderListing::Kind kind =
-        SongsOfRun() == 1 ? KindOfWhole() : KindInHeldFolder();
+    FolderListing::Kind kind = SongsOfRun() == 1 ? KindOfWhole() : KindInHeldFolder();
     ++tests_in_folder_;
     if (kind != FolderListing::Kind::kLink) return kind == FolderListing::Kind::kRegular;
     // A link counts when its target lies inside the library, judged by its

@@ -9,9 +9,10 @@
 //
 // Lookups start from folder handles kept by a SongFiles object: songs of
 // one folder follow each other in a list, and a lookup of one name costs a
-// fraction of a whole path's; from the third song of a folder on, the
-// folder's entries are read once through its handle instead. The first
-// song of a folder is looked up by its whole path beneath the root, its
+// fraction of a whole path's; when three or more songs of a folder are
+// tested in a row, the folder's entries are read once through its handle
+// instead, at the first of them when the list shows them coming. A song
+// alone in its folder is looked up by its whole path beneath the root, its
 // folder not held: most folders of a search's hits hold one hit. A lookup
 // through a handle is checked against the ids in force; what a handle
 // opened as root grants beyond that, listing that one folder's names, is
@@ -52,6 +53,11 @@ class SongFiles {
   // Finds the library of info's file. Needs no privileges (reads the
   // database); false when the path lies in no library, or is not plain (an
   // empty component, "." or "..").
+  //
+  // The records that follow info in its list (info.next, which must be
+  // null or a valid list) are taken as the songs tested next: those of the
+  // same folder decide how the folder is looked into. Only the time taken
+  // depends on it; the answers are the same whatever follows.
   bool Locate(const MediaInfo& info);
 
   // Whether the file last located exists inside its library. Made with the
