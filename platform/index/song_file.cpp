@@ -91,7 +91,9 @@ class SongFiles::State {
   }
 
   int Open() {
-    if (!located_ || !OpenRoot() || !OpenFolder()) return -1;
+    if (!located_ || !OpenRoot()) return -1;
+    EnterFolder();
+    if (!OpenFolder()) return -1;
     UniqueFd file;
     file.Reset(OpenBeneath(folder_fd_.get(), name_, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
     if (file.get() < 0 && errno == ELOOP) {
@@ -158,9 +160,8 @@ class SongFiles::State {
     return KindOfStat(st);
   }
 
-  // The folder of the located file, held open beneath its root (open).
+  // The current folder, held open beneath its root.
   bool OpenFolder() {
-    EnterFolder();
     if (folder_fd_.get() >= 0) return true;
     // Open for reading, so that its entries can be listed through it; a
     // folder that may be searched but not read is still held (O_PATH), and

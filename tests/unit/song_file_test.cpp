@@ -41,6 +41,10 @@ class SongFileTest : public ::testing::Test {
     MediaInfo info{};
     info.path = path.c_str();
     info.library = library;
+    return Exists(info);
+  }
+  // As a list tests a song: located, then tested whatever the location said.
+  bool Exists(const MediaInfo& info) {
     bool located = files->Locate(info);
     return files->LocatedExists() && located;
   }
@@ -70,19 +74,21 @@ class SongFileTest : public ::testing::Test {
     std::string path;
     int library = 0;
   };
-  // Tests the songs in order as a list does: each record linked to the next.
-  std::vector<bool> ExistInList(const std::vector<Song>& songs) {
+  // The songs' records, each linked to the next as a list's are (unless
+  // not linked). They point into songs, which must outlive them.
+  static std::vector<MediaInfo> Records(const std::vector<Song>& songs, bool linked = true) {
     std::vector<MediaInfo> list(songs.size());
     for (size_t i = 0; i < songs.size(); ++i) {
       list[i].path = songs[i].path.c_str();
       list[i].library = songs[i].library;
-      list[i].next = i + 1 < songs.size() ? &list[i + 1] : nullptr;
+      list[i].next = linked && i + 1 < songs.size() ? &list[i + 1] : nullptr;
     }
+    return list;
+  }
+  // Tests the songs in order as a list does.
+  std::vector<bool> ExistInList(const std::vector<Song>& songs) {
     std::vector<bool> exist;
-    for (const MediaInfo& info : list) {
-      bool located = files->Locate(info);
-      exist.push_back(files->LocatedExists() && located);
-    }
+    for (const MediaInfo& info : Records(songs)) exist.push_back(Exists(info));
     return exist;
   }
 
@@ -182,16 +188,20 @@ TEST_F(SongFileTest, TheOneSongOfAFolderIsJudgedAsInARun) {
                              {library + "/absent/song.mp3", false},
                              {other + "/back.mp3", true},
                              {library + "/top.mp3", true}});
+  // A song of another folder than path's, which exists.
+  auto elsewhere = [&](const std::string& path) {
+    return library + (path.rfind(other, 0) == 0 ? "/top.mp3" : "/other/x.mp3");
+  };
   // Each song the first of its folder: another folder's song between.
   for (const auto& [path, exists] : songs) {
     EXPECT_EQ(Exists(path), exists) << path;
-    EXPECT_TRUE(Exists(library + (path.rfind(other, 0) == 0 ? "/top.mp3" : "/other/x.mp3")));
+    EXPECT_TRUE(Exists(elsewhere(path)));
   }
   // And the same songs with a second one of the folder after each.
   for (const auto& [path, exists] : songs) {
     EXPECT_EQ(Exists(path), exists) << path << " first";
     EXPECT_EQ(Exists(path), exists) << path << " second";
-    EXPECT_TRUE(Exists(library + (path.rfind(other, 0) == 0 ? "/top.mp3" : "/other/x.mp3")));
+    EXPECT_TRUE(Exists(elsewhere(path)));
   }
 }
 
@@ -270,24 +280,15 @@ TEST_F(SongFileTest, ARunThatTheListShowsIsReadAtItsFirstSong) {
   const std::string album = library + "/album";
   Touch(album + "/1.mp3");
   Touch(album + "/2.mp3");
+  const std::vector<Song> songs = {{album + "/1.mp3"}, {album + "/2.mp3"}, {album + "/3.mp3"}};
   auto third_seen = [&](bool linked) {
-    std::vector<MediaInfo> list(3);
-    std::vector<std::string> paths = {album + "/1.mp3", album + "/2.mp3", album + "/3.mp3"};
-    for (size_t i = 0; i < 3; ++i) {
-      list[i].path = paths[i].c_str();
-      list[i].next = linked && i < 2 ? &list[i + 1] : nullptr;
-    }
+    const std::vector<MediaInfo> list = Records(songs, linked);
     files = std::make_unique<cantora::SongFiles>(cantora::LibraryRoots{{library}, {}});
-    unlink(paths[2].c_str());
-    bool seen = false;
-    for (size_t i = 0; i < 3; ++i) {
-      if (i == 1) Touch(paths[2]);
-      bool located = files->Locate(list[i]);
-      bool exists = files->LocatedExists() && located;
-      if (i < 2) EXPECT_TRUE(exists) << i;
-      if (i == 2) seen = exists;
-    }
-    return seen;
+    unlink(songs[2].path.c_str());
+    EXPECT_TRUE(Exists(list[0]));
+    Touch(songs[2].path);
+    EXPECT_TRUE(Exists(list[1]));
+    return Exists(list[2]);
   };
   EXPECT_FALSE(third_seen(true));
   EXPECT_TRUE(third_seen(false));
