@@ -5,8 +5,11 @@
 // privilege guard changing no ids: the "as root" column); every action
 // timed through the three in turn (a fresh connection per request,
 // medians), beside F_http, lighttpd's answer for a 13-byte static file in
-// the same run; and the idle and peak memory of the FastCGI processes of
-// the web server's user.
+// the same run; beside each, the processor time a request costs the
+// resident processes and their lighttpd, of the web server's user and as
+// root (what a request costs apart from waiting, which wall times on a
+// busy machine blur); and the idle and peak memory of the FastCGI
+// processes of the web server's user.
 #ifndef CANTORA_BENCH_HTTP_BENCH_H
 #define CANTORA_BENCH_HTTP_BENCH_H
 
