@@ -3,8 +3,9 @@
 // resident FastCGI processes, both started by the web server's user, and
 // once more as resident processes of a lighttpd that stays root (the
 // privilege guard changing no ids: the "as root" column); every action
-// timed through the three in turn (a fresh connection per request,
-// medians), beside F_http, lighttpd's answer for a 13-byte static file in
+// timed in rounds, in each a few requests to each of the three in turn,
+// after one that is not timed (a fresh connection per request, medians),
+// beside F_http, lighttpd's answer for a 13-byte static file in
 // the same run; beside each, the processor time a request costs the
 // resident processes and their lighttpd, of the web server's user and as
 // root (what a request costs apart from waiting, which wall times on a
