@@ -127,15 +127,19 @@ class CpuMeter {
   bool lost_ = false;
 };
 
-// One server of the table: the times of its answers, and the processor time
-// of its resident processes and of its lighttpd (none for the CGI).
+// One server of the table: its first answer (the one compared), whether
+// every other answer had its status, the times of the timed ones, and the
+// processor time of its resident processes and of its lighttpd (the CGI
+// has no resident processes; its lighttpd's time is not shown).
 struct Column {
   Column(const webserver::Server& s, std::vector<pid_t> residents)
       : server(s), gateway(std::move(residents)), lighttpd({s.pid()}) {}
   const webserver::Server& server;
+  webserver::Answer first;
+  bool same_status = true;
+  std::vector<double> times;
   CpuMeter gateway;
   CpuMeter lighttpd;
-  std::vector<double> times;
 };
 
 // Each action is timed in rounds; in each, every server answers a few
@@ -189,34 +193,36 @@ bool BenchHttp(const HttpSetup& s, const std::vector<HttpAction>& actions) {
   bool all_ok = true;
   for (const HttpAction& a : actions) {
     const std::string target = "/cgi-bin/enumerate.cgi?" + a.query;
-    // Warm both: the page cache, and the resident processes' connections.
-    Timed first_cgi = TimeGet(cgi->port(), target, s.session);
-    Timed first_fastcgi = TimeGet(fastcgi->port(), target, s.session);
-    Timed first_root = TimeGet(as_root->port(), target, s.session);
-    // An answer the gateway leaves empty (an unknown action) is lighttpd's
-    // error in every mode: what counts is that all answer alike.
-    const int status = first_cgi.answer.status;
-    bool ok = status != 0 && first_fastcgi.answer.status == status &&
-              first_root.answer.status == status;
-    bool same = ok && first_cgi.answer.body == first_fastcgi.answer.body &&
-                first_cgi.answer.body == first_root.answer.body;
     Column columns[] = {Column(*cgi, {}), Column(*fastcgi, residents),
                         Column(*as_root, root_residents)};
     for (int round = 0; round < kRounds; ++round) {
       const int timed = s.runs / kRounds + (round < s.runs % kRounds ? 1 : 0);
       for (Column& c : columns) {
-        ok = ok && TimeGet(c.server.port(), target, s.session).answer.status == status;
+        // The untimed request; the first round's also warms the page cache
+        // and the resident processes' connections, and is the answer kept.
+        webserver::Answer untimed = webserver::Get(c.server.port(), target, s.session);
+        if (round == 0) c.first = std::move(untimed);
+        c.same_status = c.same_status && untimed.status == c.first.status;
         c.gateway.Start();
         c.lighttpd.Start();
         for (int r = 0; r < timed; ++r) {
           Timed t = TimeGet(c.server.port(), target, s.session);
-          ok = ok && t.answer.status == status;
+          c.same_status = c.same_status && t.answer.status == c.first.status;
           c.times.push_back(t.millis);
         }
         c.gateway.Stop(timed);
         c.lighttpd.Stop(timed);
       }
     }
+    // An answer the gateway leaves empty (an unknown action) is lighttpd's
+    // error in every mode: what counts is that all answer alike.
+    const webserver::Answer& answer = columns[0].first;
+    bool ok = answer.status != 0, same = true;
+    for (const Column& c : columns) {
+      ok = ok && c.same_status && c.first.status == answer.status;
+      same = same && c.first.body == answer.body;
+    }
+    same = same && ok;
     std::string cpu;  // of the two resident servers
     for (const Column* c : {&columns[1], &columns[2]})
       cpu += Cpu(c->gateway.PerRequest()) + Cpu(c->lighttpd.PerRequest());

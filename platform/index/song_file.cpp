@@ -75,8 +75,7 @@ class SongFiles::State {
   }
 
   bool Exists() {
-    if (!located_ || !OpenRoot()) return false;
-    EnterFolder();
+    if (!EnterLocated()) return false;
     // A song alone in its folder is looked up whole, beneath the root,
     // without holding its folder: a search's hits lie in as many folders as
     // there are hits, nearly. Only a link needs its folder.
@@ -91,9 +90,7 @@ class SongFiles::State {
   }
 
   int Open() {
-    if (!located_ || !OpenRoot()) return -1;
-    EnterFolder();
-    if (!OpenFolder()) return -1;
+    if (!EnterLocated() || !OpenFolder()) return -1;
     UniqueFd file;
     file.Reset(OpenBeneath(folder_fd_.get(), name_, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
     if (file.get() < 0 && errno == ELOOP) {
@@ -122,6 +119,15 @@ class SongFiles::State {
     if (root_fd_.get() < 0) return false;
     char real[PATH_MAX];
     real_root_ = realpath(root_path_.c_str(), real) ? real : "";
+    return true;
+  }
+
+  // The start of each test of the located file: its library's root held,
+  // its folder the current one. False when nothing is located or the root
+  // cannot be opened.
+  bool EnterLocated() {
+    if (!located_ || !OpenRoot()) return false;
+    EnterFolder();
     return true;
   }
 
