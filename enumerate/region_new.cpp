@@ -9,6 +9,10 @@
 // process ends, which its size (one answer) bounds.
 // C code (SQLite, the C library) keeps using malloc and free.
 //
+// The region is the main thread's: it is not locked. Another thread (one
+// that tests song files beside the request's) takes its objects from malloc
+// and frees them, whatever the mode.
+//
 // A resident process (FastCGI) answers request after request, so nothing of
 // a request may stay behind: from KeepObjectsInTheGeneralHeap() on, new
 // and delete are malloc and free, and only what the region already holds
@@ -19,6 +23,7 @@
 
 #include <sys/mman.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -46,13 +51,25 @@ struct Block {
   const char* end;
 };
 Block blocks[kMaxBlocks];
-int block_count = 0;
+// Published after its block, for the other threads' deletes.
+std::atomic<int> block_count{0};
 bool blocks_complete = true;
 bool general_heap = false;
 
+// Whether the calling thread is the region's, the first to allocate (the
+// main thread, while the program's static objects are made).
+std::atomic<bool> region_taken{false};
+bool OnRegionThread() {
+  // 0: not known yet, 1: the region's thread, 2: another.
+  thread_local int role = 0;
+  if (role == 0) role = region_taken.exchange(true) ? 2 : 1;
+  return role == 1;
+}
+
 bool InRegion(const void* pointer) {
   const char* p = static_cast<const char*>(pointer);
-  for (int i = 0; i < block_count; ++i)
+  int count = block_count.load(std::memory_order_acquire);
+  for (int i = 0; i < count; ++i)
     if (p >= blocks[i].begin && p < blocks[i].end) return true;
   return false;
 }
@@ -68,10 +85,13 @@ void* Take(size_t size) {
     if (pages == MAP_FAILED) throw std::bad_alloc();
     next_free = static_cast<char*>(pages);
     bytes_left = block;
-    if (block_count < kMaxBlocks)
-      blocks[block_count++] = {next_free, next_free + block};
-    else
+    int count = block_count.load(std::memory_order_relaxed);
+    if (count < kMaxBlocks) {
+      blocks[count] = {next_free, next_free + block};
+      block_count.store(count + 1, std::memory_order_release);
+    } else {
       blocks_complete = false;
+    }
     if (block_size < kLargestBlock) block_size *= 2;
   }
   void* out = next_free;
@@ -81,14 +101,15 @@ void* Take(size_t size) {
 }
 
 void* New(size_t size) {
-  if (!general_heap) return Take(size);
+  if (!general_heap && OnRegionThread()) return Take(size);
   void* p = std::malloc(size == 0 ? 1 : size);
   if (p == nullptr) throw std::bad_alloc();
   return p;
 }
 
 void Delete(void* p) {
-  if (general_heap && p != nullptr && !InRegion(p)) std::free(p);
+  if (p == nullptr || (!general_heap && OnRegionThread())) return;
+  if (!InRegion(p)) std::free(p);
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include <string_view>
 
 #include "enumerate/enumerate.h"
-#include "enumerate/guard/run_as.h"
 #include "platform/index/browse.h"
 #include "platform/index/library.h"
 #include "platform/index/song_file.h"
@@ -137,20 +136,9 @@ bool AdmitRecordText(const MediaInfo& info) {
   return false;
 }
 
-FileTest TestSongFileAsRoot(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
-                            int fail_line) {
-  bool located = files.Locate(info);
-  IF_RUN_AS guard(kEnumerateSource, guard_line);
-  if (!guard.ok()) {
-    syslog(LOG_ERR, "%s:%d Failed to run as root.", kEnumerateSource, fail_line);
-    return FileTest::kNoRoot;
-  }
-  return located && files.LocatedExists() ? FileTest::kExists : FileTest::kMissing;
-}
-
-Admission AdmitSongRecord(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
+Admission AdmitSongRecord(SongFileTests& tests, const MediaInfo& info, int guard_line,
                           int fail_line) {
-  switch (TestSongFileAsRoot(files, info, guard_line, fail_line)) {
+  switch (tests.Test(info, guard_line, fail_line)) {
     case FileTest::kNoRoot:
       return Admission::kNoRoot;
     case FileTest::kMissing:
@@ -161,9 +149,9 @@ Admission AdmitSongRecord(cantora::SongFiles& files, const MediaInfo& info, int 
   return AdmitRecordText(info) ? Admission::kAdmitted : Admission::kSkipped;
 }
 
-bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library,
+bool AppendAdmittedSongItem(SongFileTests& tests, const MediaInfo& info, const char* library,
                             int guard_line, int fail_line, ListAnswer* answer) {
-  switch (AdmitSongRecord(files, info, guard_line, fail_line)) {
+  switch (AdmitSongRecord(tests, info, guard_line, fail_line)) {
     case Admission::kNoRoot:
       return false;
     case Admission::kSkipped:
@@ -188,8 +176,9 @@ bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, con
   query.order = order;
   query.limit = limit;
   bool admitted = true;
+  SongFileTests tests(files);
   int n = cantora::MusicBrowseEach(*db, query, [&](const MediaInfo& info) {
-    admitted = AppendAdmittedSongItem(files, info, library, guard_line, fail_line, answer);
+    admitted = AppendAdmittedSongItem(tests, info, library, guard_line, fail_line, answer);
     return admitted;
   });
   return n >= 0 && admitted;
@@ -197,8 +186,9 @@ bool AppendSongList(cantora::SongFiles& files, const char* library, int uid, con
 
 bool AppendSongItems(cantora::SongFiles& files, const MediaInfo* list, const char* library,
                      int guard_line, int fail_line, ListAnswer* answer) {
+  SongFileTests tests(files);
   for (const MediaInfo* info = list; info != nullptr; info = info->next) {
-    if (!AppendAdmittedSongItem(files, *info, library, guard_line, fail_line, answer)) return false;
+    if (!AppendAdmittedSongItem(tests, *info, library, guard_line, fail_line, answer)) return false;
   }
   return true;
 }

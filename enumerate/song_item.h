@@ -6,6 +6,7 @@
 #include <string>
 
 #include "enumerate/list_answer.h"
+#include "enumerate/song_file_tests.h"
 #include "platform/index/media_info.h"
 #include "platform/index/song_file.h"
 
@@ -29,28 +30,19 @@ void AppendSongItemWithNumericId(const MediaInfo& info, std::string* out);
 // "MediaInfo contains invalid utf8".
 bool AdmitRecordText(const MediaInfo& info);
 
-enum class FileTest { kExists, kMissing, kNoRoot };
-
-// Whether info's file exists inside its library, looked up through files
-// (the request's): located without privileges, then looked up as root
-// under IF_RUN_AS built with guard_line, confined to the library (see platform/index/song_file.h).
-// kNoRoot when the switch to root failed, logged as "<source>:<fail_line> Failed to run as root.".
-FileTest TestSongFileAsRoot(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
-                            int fail_line);
-
 enum class Admission { kAdmitted, kSkipped, kNoRoot };
 
-// Both tests of a record: its file must exist inside its library (looked up
-// through files as root, under IF_RUN_AS built with guard_line; see
-// platform/index/song_file.h), and its text must pass AdmitRecordText. A
-// missing file is skipped silently. kNoRoot when the switch to root failed, logged
-// as "<source>:<fail_line> Failed to run as root.".
-Admission AdmitSongRecord(cantora::SongFiles& files, const MediaInfo& info, int guard_line,
+// Both tests of a record: its file must exist inside its library (tests.Test,
+// as root under IF_RUN_AS built with guard_line; see song_file_tests.h), and
+// its text must pass AdmitRecordText. A missing file is skipped silently.
+// kNoRoot when the switch to root failed, logged as "<source>:<fail_line>
+// Failed to run as root.".
+Admission AdmitSongRecord(SongFileTests& tests, const MediaInfo& info, int guard_line,
                           int fail_line);
 
 // Adds the item of info to answer when AdmitSongRecord admits it. False
 // when the switch to root failed.
-bool AppendAdmittedSongItem(cantora::SongFiles& files, const MediaInfo& info, const char* library,
+bool AppendAdmittedSongItem(SongFileTests& tests, const MediaInfo& info, const char* library,
                             int guard_line, int fail_line, ListAnswer* answer);
 
 // The songs of condition in order (at most limit; -1: all) from library

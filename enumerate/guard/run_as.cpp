@@ -2,6 +2,7 @@
 
 #include <grp.h>
 #include <sys/fsuid.h>
+#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -9,10 +10,10 @@
 
 namespace {
 
-// The effective ids as this process last set them. Only this process changes
-// its own ids, so after one real read the answer is known without asking the
-// kernel: a song list runs the guard once per song, and the reads would be
-// most of its system calls.
+// The effective ids as this thread last set them. Only the thread itself
+// changes its ids (see TrackedSetresuid), so after one real read the answer
+// is known without asking the kernel: a song list runs the guard once per
+// song, and the reads would be most of its system calls.
 struct EffectiveIds {
   bool known = false;
   uid_t uid = 0;
@@ -20,7 +21,7 @@ struct EffectiveIds {
 };
 
 EffectiveIds& Current() {
-  static EffectiveIds ids;
+  thread_local EffectiveIds ids;
   if (!ids.known) {
     ids.uid = ::geteuid();
     ids.gid = ::getegid();
@@ -43,14 +44,18 @@ EffectiveIds& Caller() {
 uid_t KnownEuid() { return Current().uid; }
 gid_t KnownEgid() { return Current().gid; }
 
+// The kernel's calls, which change the ids of the calling thread only. The C
+// library's setresuid and setresgid would change those of every thread of
+// the process, signalling each one: a thread that tests song files as root
+// beside the request's own must raise itself alone.
 int TrackedSetresuid(uid_t r, uid_t e, uid_t s) {
-  int rc = ::setresuid(r, e, s);
+  int rc = static_cast<int>(::syscall(SYS_setresuid, r, e, s));
   if (rc == 0 && e != static_cast<uid_t>(-1)) Current().uid = e;
   return rc;
 }
 
 int TrackedSetresgid(gid_t r, gid_t e, gid_t s) {
-  int rc = ::setresgid(r, e, s);
+  int rc = static_cast<int>(::syscall(SYS_setresgid, r, e, s));
   if (rc == 0 && e != static_cast<gid_t>(-1)) Current().gid = e;
   return rc;
 }

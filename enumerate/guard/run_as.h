@@ -8,7 +8,9 @@
 //
 // Only effective ids change; real and saved ids are left alone, which is what
 // lets a process started setuid root, and dropped to its caller at start,
-// come back to root here. Failures are logged, never thrown: raising at
+// come back to root here. The ids are those of the thread that builds the
+// guard: another thread of the process keeps its own (a song list may test
+// its files on two threads, each raising itself for each song). Failures are logged, never thrown: raising at
 // LOG_AUTH|LOG_ERR as "<file>:<line> ERROR: IF_RUN_AS(0, 0)", restoring at
 // LOG_AUTH|LOG_CRIT as "<file>:<line> ERROR: ~IF_RUN_AS(<uid>, <gid>)".
 #ifndef CANTORA_ENUMERATE_GUARD_RUN_AS_H
@@ -23,9 +25,10 @@ struct IdCalls {
   int (*setresuid)(uid_t, uid_t, uid_t);
   int (*setresgid)(gid_t, gid_t, gid_t);
 };
-// The calls in force: the C library's set calls, and reads of the effective
-// ids that the set calls keep up to date (one real read per process), unless
-// a test swapped them. Every change of the effective ids goes through them.
+// The calls in force: the kernel's set calls, which change the calling
+// thread's ids only, and reads of the effective ids that the set calls keep
+// up to date (one real read per thread), unless a test swapped them. Every
+// change of the effective ids goes through them.
 IdCalls& RunAsIdCalls();
 
 class IF_RUN_AS {

@@ -47,7 +47,7 @@ std::string PersonalFolderOf(int owner) {
 class SongFiles::State {
  public:
   State() = default;
-  explicit State(const LibraryRoots& roots) : roots_(roots) {}
+  explicit State(const LibraryRoots& roots) : roots_(roots), roots_given_(true) {}
 
   bool Locate(const MediaInfo& info) {
     located_ = false;
@@ -87,6 +87,12 @@ class SongFiles::State {
     struct stat st;
     return OpenFolder() &&
            LinkedFileBeneath(root_fd_.get(), Names(), folder_fd_.get(), Folder(), name_, &st);
+  }
+
+  LibraryRoots RootsOf(const MediaInfo* first, const MediaInfo* end) {
+    for (const MediaInfo* info = first; info != end; info = info->next)
+      RootOf(info->library, info->path);
+    return *roots_;
   }
 
   int Open() {
@@ -216,7 +222,8 @@ class SongFiles::State {
     return folder_ == "." ? std::string_view() : std::string_view(folder_);
   }
 
-  // The root of the library whose files info's path names, or null.
+  // The root of the library whose files info's path names, or null. Roots
+  // not given are read on first use.
   const std::string* RootOf(int library, std::string_view path) {
     if (!roots_) {
       roots_.emplace();
@@ -228,8 +235,10 @@ class SongFiles::State {
     };
     if (library != 0) {
       auto it = roots_->personal.find(library);
-      if (it == roots_->personal.end())
+      if (it == roots_->personal.end()) {
+        if (roots_given_) return nullptr;
         it = roots_->personal.emplace(library, PersonalFolderOf(library)).first;
+      }
       return below(it->second) ? &it->second : nullptr;
     }
     for (const std::string& root : roots_->shared)
@@ -238,6 +247,7 @@ class SongFiles::State {
   }
 
   std::optional<LibraryRoots> roots_;
+  bool roots_given_ = false;
   std::string root_path_;
   std::string real_root_;  // root_path_, links resolved
   UniqueFd root_fd_;
@@ -268,5 +278,9 @@ bool SongFiles::Locate(const MediaInfo& info) { return state_->Locate(info); }
 bool SongFiles::LocatedExists() { return state_->Exists(); }
 
 int SongFiles::OpenLocated() { return state_->Open(); }
+
+LibraryRoots SongFiles::RootsOf(const MediaInfo* first, const MediaInfo* end) {
+  return state_->RootsOf(first, end);
+}
 
 }  // namespace cantora

@@ -44,7 +44,9 @@ class SongFiles {
  public:
   // Roots read from the platform database on first use.
   SongFiles();
-  // These roots (tests).
+  // These roots and no others: a library not among them has none, and the
+  // database is never read (tests; a SongFiles that works on another
+  // thread, given the roots of its records by RootsOf).
   explicit SongFiles(const LibraryRoots& roots);
   ~SongFiles();
   SongFiles(const SongFiles&) = delete;
@@ -71,6 +73,12 @@ class SongFiles {
   // privileges that reading the libraries needs (under IF_RUN_AS); the
   // descriptor then reads the file whatever ids are in force later.
   int OpenLocated();
+
+  // The roots this SongFiles knows, those of the libraries of the records
+  // from first up to (not including) end among them: read now when they
+  // were not (from the database). What another thread's SongFiles needs to
+  // test those records without the database, which stays this thread's.
+  LibraryRoots RootsOf(const MediaInfo* first, const MediaInfo* end);
 
  private:
   class State;

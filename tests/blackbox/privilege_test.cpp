@@ -61,6 +61,69 @@ TEST_F(PrivilegeTest, WithoutSetuidTheGuardIsRefusedAndSaysSo) {
   EXPECT_EQ(r.log[1].text, "enumerate:1313 Failed to run as root.");
 }
 
+// A long list: its songs' files are tested on two threads, each raising
+// itself for each song. In a music folder only root can look into, the
+// setuid program run by the web user must find exactly the files that root
+// finds one by one: none missing, no link out of the library, no folder.
+class LongListTest : public PrivilegeTest {
+ protected:
+  void SetUp() override {
+    PrivilegeTest::SetUp();
+    std::string music = instance.Path("music");
+    std::string outside = instance.Path("outside.mp3");
+    harness::Run({"/bin/cp", music + "/tone.mp3", outside});
+    // Folders of one, two and five songs in turn, as a search's hits and
+    // an artist's albums lie.
+    for (int folder = 0; songs < 600; ++folder) {
+      std::string path = music + "/f" + std::to_string(folder);
+      ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
+      for (int s = 0; s < (folder % 3 == 0 ? 1 : folder % 3 == 1 ? 2 : 5); ++s, ++songs)
+        harness::Run({"/bin/cp", music + "/tone.mp3", path + "/s" + std::to_string(s) + ".mp3"});
+    }
+    ASSERT_EQ(instance.Admin({"index"}).status, 0);
+    // After indexing: every seventh song gone, every eleventh a link out of
+    // the library, every thirteenth a folder.
+    for (int folder = 0, i = 0; i < songs; ++folder) {
+      std::string path = music + "/f" + std::to_string(folder);
+      for (int s = 0; s < (folder % 3 == 0 ? 1 : folder % 3 == 1 ? 2 : 5); ++s, ++i) {
+        std::string song = path + "/s" + std::to_string(s) + ".mp3";
+        if (i % 7 != 6 && i % 11 != 10 && i % 13 != 12) continue;
+        ASSERT_EQ(unlink(song.c_str()), 0);
+        if (i % 11 == 10) ASSERT_EQ(symlink(outside.c_str(), song.c_str()), 0);
+        else if (i % 13 == 12) ASSERT_EQ(mkdir(song.c_str(), 0755), 0);
+        ++gone;
+      }
+    }
+  }
+  int songs = 1;  // tone.mp3
+  int gone = 0;
+};
+
+TEST_F(LongListTest, TheSetuidProgramFindsWhatRootFinds) {
+  std::string program = harness::InstallGatewayCopy(instance, true);
+  CgiResult as_web_user = SongsOfTheUntaggedAlbum(program);
+  EXPECT_EQ(as_web_user.status, 0);
+  ASSERT_TRUE(as_web_user.has_json) << as_web_user.out;
+  EXPECT_TRUE(as_web_user.log.empty());
+  EXPECT_EQ(as_web_user.json["total"].asInt(), songs - gone);
+
+  CgiRequest request;
+  request.program = program;
+  request.session = session;
+  request.query = "action=song_enum&album_name=";
+  CgiResult as_root = RunCgi(instance, request);
+  EXPECT_EQ(as_web_user.out, as_root.out);
+}
+
+TEST_F(LongListTest, WithoutSetuidTheListEndsAtItsFirstSongAndSaysSoOnce) {
+  CgiResult r = SongsOfTheUntaggedAlbum(harness::InstallGatewayCopy(instance, false));
+  ASSERT_TRUE(r.has_json) << r.out;
+  EXPECT_EQ(r.json["items"].size(), 0u);
+  ASSERT_EQ(r.log.size(), 2u);
+  EXPECT_EQ(r.log[0].text, "enumerate:1307 ERROR: IF_RUN_AS(0, 0)");
+  EXPECT_EQ(r.log[1].text, "enumerate:1313 Failed to run as root.");
+}
+
 // Asks for the radio list with session sid, first through the setuid copy
 // started by the web user, which must answer nothing at all, then as root,
 // which must answer: the session itself is fine.

@@ -1,11 +1,17 @@
 // The privilege guard's exact sequence of id calls, watched through a fake
-// set of id calls.
+// set of id calls; and, with the real calls, whose ids it changes.
 #include "enumerate/guard/run_as.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -184,4 +190,53 @@ TEST_F(RunAsTest, AFailedRestoreEndsTheProcessBeforeTheNextRequest) {
         std::exit(0);
       },
       ::testing::ExitedWithCode(1), "");
+}
+
+namespace {
+
+// The effective user id of the process's main thread, as the kernel shows it.
+long MainThreadEuid() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line))
+    if (line.compare(0, 4, "Uid:") == 0) {
+      std::istringstream fields(line.substr(4));
+      long real, effective;
+      fields >> real >> effective;
+      return effective;
+    }
+  return -1;
+}
+
+// With the real id calls, as a setuid program dropped to another user: a
+// guard built on a second thread raises that thread alone. Exits 0 when it
+// did, so that the request's thread kept its ids meanwhile and after.
+[[noreturn]] void RaiseOnASecondThread() {
+  if (RunAsIdCalls().setresuid(-1, 65534, -1) != 0) std::exit(2);
+  long in_guard = -1;
+  long main_meanwhile = -1;
+  long after = -1;
+  std::thread second([&] {
+    {
+      IF_RUN_AS guard("enumerate", 10);
+      if (!guard.ok()) return;
+      in_guard = static_cast<long>(syscall(SYS_geteuid));
+      main_meanwhile = MainThreadEuid();
+    }
+    after = static_cast<long>(syscall(SYS_geteuid));
+  });
+  second.join();
+  bool right = in_guard == 0 && main_meanwhile == 65534 && after == 65534 &&
+               MainThreadEuid() == 65534;
+  std::exit(right ? 0 : 3);
+}
+
+}  // namespace
+
+// In a process of its own: the song tests of a second thread leave the
+// request's thread as it is.
+TEST(RunAsThreadsTest, TheGuardRaisesOnlyTheThreadThatBuildsIt) {
+  if (geteuid() != 0) GTEST_SKIP() << "changing ids needs root";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(RaiseOnASecondThread(), ::testing::ExitedWithCode(0), "");
 }
