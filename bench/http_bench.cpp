@@ -72,10 +72,13 @@ Memory MemoryOf(const std::vector<pid_t>& pids, const char* line) {
   return m;
 }
 
+// How many resident processes each FastCGI server starts: max-procs of its
+// configuration.
+constexpr size_t kResidents = 4;
+
 // The resident processes that server's lighttpd runs program in: the four
 // it starts, once all have started (or what there is after two seconds).
 std::vector<pid_t> ResidentsOf(const webserver::Server& server, const std::string& program) {
-  constexpr size_t kResidents = 4;
   std::vector<pid_t> pids;
   for (int i = 0; i < 100 && pids.size() < kResidents; ++i) {
     pids = ChildrenRunning(server.pid(), program);
@@ -177,6 +180,14 @@ bool BenchHttp(const HttpSetup& s, const std::vector<HttpAction>& actions) {
   const std::string program = s.cgi_dir + "/enumerate.cgi";
   std::vector<pid_t> residents = ResidentsOf(*fastcgi, program);
   std::vector<pid_t> root_residents = ResidentsOf(*as_root, program);
+  if (residents.size() != kResidents || root_residents.size() != kResidents) {
+    // Their lighttpd did not start them: another server holds its port, or
+    // the program cannot run. Its answers would be someone else's.
+    std::printf("over HTTP: %zu and %zu of the %zu resident processes of the two FastCGI servers "
+                "started (is another server on their ports?)\n",
+                residents.size(), root_residents.size(), kResidents);
+    return false;
+  }
   Memory idle = MemoryOf(residents, "VmRSS:");
 
   std::vector<double> floor;
