@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <sched.h>
+#include <signal.h>
 #include <syslog.h>
 
 #include <cstring>
@@ -44,8 +45,15 @@ class OtherProcessorThread {
       : work_(std::move(work)) {
     pthread_attr_t attr;
     if (pthread_attr_init(&attr) != 0) return;
-    if (pthread_attr_setaffinity_np(&attr, sizeof set, &set) == 0)
+    // Signals stay the request's thread's: the new one starts with all of
+    // them blocked (it inherits the mask in force here).
+    sigset_t all, before;
+    sigfillset(&all);
+    if (pthread_attr_setaffinity_np(&attr, sizeof set, &set) == 0 &&
+        pthread_sigmask(SIG_SETMASK, &all, &before) == 0) {
       started_ = pthread_create(&thread_, &attr, &Run, this) == 0;
+      pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
     pthread_attr_destroy(&attr);
   }
   ~OtherProcessorThread() {

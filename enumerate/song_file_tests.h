@@ -8,8 +8,10 @@
 // and a second one, on another processor, each raising itself alone for
 // each of its songs (IF_RUN_AS changes the ids of the thread that builds
 // it). The second thread has a SongFiles of its own, given the roots of its
-// records, and never uses the database; it ends before the tests are
-// handed out, so no thread but the request's outlives a list.
+// records, never uses the database, and takes no signals; it ends before
+// the tests are handed out, so no thread but the request's outlives a list
+// (and raised ids that a failed restore left it, logged as ever, end with
+// it).
 #ifndef CANTORA_ENUMERATE_SONG_FILE_TESTS_H
 #define CANTORA_ENUMERATE_SONG_FILE_TESTS_H
 

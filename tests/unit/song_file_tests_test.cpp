@@ -1,6 +1,8 @@
 #include "enumerate/song_file_tests.h"
 
+#include <pthread.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,11 +27,17 @@ struct FakeIds {
   static std::set<pid_t> raisers;
   static pid_t failing_thread;  // 0: none; -1: every thread but it
   static pid_t main_thread;
+  // Whether every other thread that raised had SIGTERM and SIGPIPE blocked.
+  static bool others_block_signals;
 
   static int Setresuid(uid_t, uid_t e, uid_t) {
     pid_t me = gettid();
+    sigset_t mask;
+    bool blocked = pthread_sigmask(SIG_BLOCK, nullptr, &mask) == 0 &&
+                   sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGPIPE) == 1;
     std::lock_guard<std::mutex> lock(mutex);
     if (e == 0) raisers.insert(me);
+    if (me != main_thread && !blocked) others_block_signals = false;
     bool fails = failing_thread == -1 ? me != main_thread : me == failing_thread;
     return e == 0 && fails ? -1 : 0;
   }
@@ -38,6 +46,7 @@ std::mutex FakeIds::mutex;
 std::set<pid_t> FakeIds::raisers;
 pid_t FakeIds::failing_thread = 0;
 pid_t FakeIds::main_thread = 0;
+bool FakeIds::others_block_signals = true;
 
 bool MoreThanOneProcessor() {
   cpu_set_t set;
@@ -53,6 +62,7 @@ class SongFileTestsTest : public ::testing::Test {
     FakeIds::raisers.clear();
     FakeIds::failing_thread = 0;
     FakeIds::main_thread = gettid();
+    FakeIds::others_block_signals = true;
     library_ = dir_.Path("music");
     personal_ = dir_.Path("home/bob/music");
     outside_ = dir_.Path("outside");
@@ -156,6 +166,8 @@ TEST_F(SongFileTestsTest, ALongListIsTestedOnTwoThreadsEachRaisingItself) {
   EXPECT_EQ(TestAll(), Expected());
   EXPECT_EQ(FakeIds::raisers.size(), 2u);
   EXPECT_EQ(FakeIds::raisers.count(gettid()), 1u);
+  // Signals to the process are the request's thread's to take.
+  EXPECT_TRUE(FakeIds::others_block_signals);
 }
 
 TEST_F(SongFileTestsTest, AShortListOrAProcessThatIsRootStaysOnOneThread) {
