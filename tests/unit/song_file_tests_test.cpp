@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
 #include <mutex>
 #include <set>
 #include <string>
@@ -225,6 +226,31 @@ TEST_F(SongFileTestsTest, AFailureInTheSecondShareEndsTheListWhereThatShareBegin
   EXPECT_LT(first_failure, got.size());
   for (size_t i = 0; i < first_failure; ++i) EXPECT_EQ(got[i], expected[i]) << i;
   for (size_t i = first_failure; i < got.size(); ++i) EXPECT_EQ(got[i], FileTest::kNoRoot) << i;
+}
+
+}  // namespace
+
+namespace {
+
+// The threads of this process, as the kernel counts them.
+long Threads() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line))
+    if (line.compare(0, 8, "Threads:") == 0) return std::stol(line.substr(8));
+  return -1;
+}
+
+TEST_F(SongFileTestsTest, NoThreadOfAListOutlivesItsTests) {
+  MakeList(SongFileTests::kAheadRecords);
+  std::vector<FileTest> expected = Expected();
+  long before = Threads();
+  {
+    cantora::SongFiles files(Roots());
+    SongFileTests tests(files);
+    for (size_t i = 0; i < 10; ++i) EXPECT_EQ(tests.Test(records_[i], 1307, 1313), expected[i]);
+  }  // a list left after ten of its shared records
+  EXPECT_EQ(Threads(), before);
 }
 
 }  // namespace
