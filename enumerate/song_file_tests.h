@@ -46,12 +46,14 @@ class SongFileTests {
   // Otherwise, when enough records follow info in its list (info.next), the
   // tests raise the ids (the thread is not root already) and the process
   // may run on more than one processor, info and those that follow it (up
-  // to kAheadRecords) are tested now, on two threads; else info alone. The answers are those of testing one by one up to the first
-  // kNoRoot, and kNoRoot from there on (the list ends at a failure to
-  // raise). The first record is tested before the second thread starts: a
-  // failure there is logged once, as one by one. Later, the first share's
-  // failure stops the second, whose tests would not be handed out, but a
-  // failure the second share met by then is logged too.
+  // to kAheadRecords) are tested now, on two threads; else info alone.
+  //
+  // The answers are those of testing one by one up to the first kNoRoot,
+  // and kNoRoot from there on (the list ends at a failure to raise). The
+  // first record is tested before the second thread starts: a failure there
+  // is logged once, as one by one. Later, the first share's failure stops
+  // the second, whose tests would not be handed out, but a failure the
+  // second share met by then is logged too.
   FileTest Test(const MediaInfo& info, int guard_line, int fail_line);
 
   // How many records at most are tested ahead at once: the first item of a

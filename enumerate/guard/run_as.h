@@ -10,9 +10,10 @@
 // lets a process started setuid root, and dropped to its caller at start,
 // come back to root here. The ids are those of the thread that builds the
 // guard: another thread of the process keeps its own (a song list may test
-// its files on two threads, each raising itself for each song). Failures are logged, never thrown: raising at
-// LOG_AUTH|LOG_ERR as "<file>:<line> ERROR: IF_RUN_AS(0, 0)", restoring at
-// LOG_AUTH|LOG_CRIT as "<file>:<line> ERROR: ~IF_RUN_AS(<uid>, <gid>)".
+// its files on two threads, each raising itself for each song). Failures
+// are logged, never thrown: raising at LOG_AUTH|LOG_ERR as
+// "<file>:<line> ERROR: IF_RUN_AS(0, 0)", restoring at LOG_AUTH|LOG_CRIT as
+// "<file>:<line> ERROR: ~IF_RUN_AS(<uid>, <gid>)".
 #ifndef CANTORA_ENUMERATE_GUARD_RUN_AS_H
 #define CANTORA_ENUMERATE_GUARD_RUN_AS_H
 
