@@ -5,9 +5,8 @@
 #include <signal.h>
 #include <syslog.h>
 
-#include <cstring>
+#include <algorithm>
 #include <functional>
-#include <string_view>
 
 #include "enumerate/enumerate.h"
 #include "enumerate/guard/run_as.h"
@@ -75,22 +74,13 @@ class OtherProcessorThread {
   bool started_ = false;
 };
 
-// The folder of a record's file, its final '/' included.
-std::string_view FolderOf(const MediaInfo& info) {
-  std::string_view path = info.path;
-  return path.substr(0, path.rfind('/') + 1);
-}
-
 // Where the list of records is shared between two threads: the first
 // record, from the middle on, whose folder is not the one before it (a
 // folder's songs are looked up together); the middle when none is.
 size_t ShareBoundary(const std::vector<const MediaInfo*>& records) {
   size_t middle = records.size() / 2;
-  for (size_t i = middle; i < records.size(); ++i) {
-    const MediaInfo& before = *records[i - 1];
-    if (records[i]->library != before.library || FolderOf(*records[i]) != FolderOf(before))
-      return i;
-  }
+  for (size_t i = middle; i < records.size(); ++i)
+    if (!cantora::SongFiles::SameFolder(*records[i - 1], *records[i])) return i;
   return middle;
 }
 
@@ -151,36 +141,30 @@ void SongFileTests::TestAhead(const MediaInfo& first, int guard_line, int fail_l
   // setuid root), made before the second thread starts: logged once, as
   // one by one.
   std::atomic<bool> first_failed{false};
-  TestShare(files_, 0, 1, nullptr, &first_failed);
-  if (first_failed) return;
+  if (!TestShare(files_, 0, 1, first_failed)) return;
   bool shared;
   {
     // The roots are read here, where the database may be used.
     cantora::LibraryRoots roots = files_.RootsOf(ahead_[boundary], ahead_.back()->next);
     OtherProcessorThread second(others, [&] {
       cantora::SongFiles files(roots);
-      TestShare(files, boundary, end, &first_failed, nullptr);
+      TestShare(files, boundary, end, first_failed);
     });
-    TestShare(files_, 1, boundary, nullptr, &first_failed);
+    if (!TestShare(files_, 1, boundary, first_failed)) first_failed = true;
     shared = second.started();
   }
-  if (!shared && !first_failed) TestShare(files_, boundary, end, nullptr, nullptr);
+  if (!shared && !first_failed) TestShare(files_, boundary, end, first_failed);
   // What the second share found after the first share's failure is not
   // handed out: the list ends at the first failure.
-  for (size_t i = 0; i < end; ++i) {
-    if (tests_[i] != FileTest::kNoRoot) continue;
-    for (size_t j = i; j < end; ++j) tests_[j] = FileTest::kNoRoot;
-    break;
-  }
+  std::fill(std::find(tests_.begin(), tests_.end(), FileTest::kNoRoot), tests_.end(),
+            FileTest::kNoRoot);
 }
 
-void SongFileTests::TestShare(cantora::SongFiles& files, size_t begin, size_t end,
-                              const std::atomic<bool>* stop, std::atomic<bool>* failed) {
-  for (size_t i = begin; i < end; ++i) {
-    if (stop != nullptr && stop->load(std::memory_order_relaxed)) return;
+bool SongFileTests::TestShare(cantora::SongFiles& files, size_t begin, size_t end,
+                              const std::atomic<bool>& stop) {
+  for (size_t i = begin; i < end && !stop.load(std::memory_order_relaxed); ++i) {
     tests_[i] = TestSongFileAsRoot(files, *ahead_[i], guard_line_, fail_line_);
-    if (tests_[i] != FileTest::kNoRoot) continue;
-    if (failed != nullptr) failed->store(true, std::memory_order_relaxed);
-    return;
+    if (tests_[i] == FileTest::kNoRoot) return false;
   }
+  return true;
 }

@@ -68,9 +68,9 @@ class SongFileTests {
   // leaves nothing ahead when there are too few or one processor.
   void TestAhead(const MediaInfo& first, int guard_line, int fail_line);
   // Tests ahead_[begin, end) through files in order, until a test is
-  // kNoRoot (which sets *failed, when given) or *stop is set (when given).
-  void TestShare(cantora::SongFiles& files, size_t begin, size_t end,
-                 const std::atomic<bool>* stop, std::atomic<bool>* failed);
+  // kNoRoot or stop is set; false after a kNoRoot.
+  bool TestShare(cantora::SongFiles& files, size_t begin, size_t end,
+                 const std::atomic<bool>& stop);
 
   cantora::SongFiles& files_;
   // The records tested ahead, in their list's order, and their tests; the

@@ -36,6 +36,15 @@ bool IsPlainRelative(std::string_view rel) {
   return true;
 }
 
+// Whether info names a file right in the folder of library whose path, with
+// its final '/', is folder_path.
+bool InFolder(const MediaInfo& info, int library, std::string_view folder_path) {
+  std::string_view path = info.path;
+  return info.library == library && path.size() > folder_path.size() &&
+         path.compare(0, folder_path.size(), folder_path) == 0 &&
+         path.find('/', folder_path.size()) == std::string_view::npos;
+}
+
 std::string PersonalFolderOf(int owner) {
   sqlite::Database* db = PlatformDatabase();
   if (db == nullptr) return "";
@@ -92,7 +101,7 @@ class SongFiles::State {
   LibraryRoots RootsOf(const MediaInfo* first, const MediaInfo* end) {
     for (const MediaInfo* info = first; info != end; info = info->next)
       RootOf(info->library, info->path);
-    return *roots_;
+    return roots_ ? *roots_ : LibraryRoots{};
   }
 
   int Open() {
@@ -206,11 +215,7 @@ class SongFiles::State {
     int n = 0;
     for (const MediaInfo* next = info.next; next != nullptr && n < kSongsForListing - 1;
          next = next->next, ++n) {
-      std::string_view path = next->path;
-      if (next->library != info.library || path.size() <= folder_path.size() ||
-          path.compare(0, folder_path.size(), folder_path) != 0 ||
-          path.find('/', folder_path.size()) != std::string_view::npos)
-        break;
+      if (!InFolder(*next, info.library, folder_path)) break;
     }
     return n;
   }
@@ -278,6 +283,11 @@ bool SongFiles::Locate(const MediaInfo& info) { return state_->Locate(info); }
 bool SongFiles::LocatedExists() { return state_->Exists(); }
 
 int SongFiles::OpenLocated() { return state_->Open(); }
+
+bool SongFiles::SameFolder(const MediaInfo& a, const MediaInfo& b) {
+  std::string_view path = a.path;
+  return InFolder(b, a.library, path.substr(0, path.rfind('/') + 1));
+}
 
 LibraryRoots SongFiles::RootsOf(const MediaInfo* first, const MediaInfo* end) {
   return state_->RootsOf(first, end);

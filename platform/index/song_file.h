@@ -74,6 +74,10 @@ class SongFiles {
   // descriptor then reads the file whatever ids are in force later.
   int OpenLocated();
 
+  // Whether a and b name files of one folder of one library: songs that a
+  // list's order keeps together, and that are looked up together here.
+  static bool SameFolder(const MediaInfo& a, const MediaInfo& b);
+
   // The roots this SongFiles knows, those of the libraries of the records
   // from first up to (not including) end among them: read now when they
   // were not (from the database). What another thread's SongFiles needs to

@@ -8,6 +8,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <string>
+#include <vector>
+
 #include "tests/support/blackbox.h"
 #include "tests/support/harness.h"
 
@@ -74,25 +77,28 @@ class LongListTest : public PrivilegeTest {
     harness::Run({"/bin/cp", music + "/tone.mp3", outside});
     // Folders of one, two and five songs in turn, as a search's hits and
     // an artist's albums lie.
-    for (int folder = 0; songs < 600; ++folder) {
+    std::vector<std::string> copies;
+    for (int folder = 0; songs + copies.size() < 600; ++folder) {
       std::string path = music + "/f" + std::to_string(folder);
       ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
-      for (int s = 0; s < (folder % 3 == 0 ? 1 : folder % 3 == 1 ? 2 : 5); ++s, ++songs)
-        harness::Run({"/bin/cp", music + "/tone.mp3", path + "/s" + std::to_string(s) + ".mp3"});
+      for (int s = 0; s < (folder % 3 == 0 ? 1 : folder % 3 == 1 ? 2 : 5); ++s) {
+        copies.push_back(path + "/s" + std::to_string(s) + ".mp3");
+        harness::Run({"/bin/cp", music + "/tone.mp3", copies.back()});
+      }
     }
+    songs += static_cast<int>(copies.size());
     ASSERT_EQ(instance.Admin({"index"}).status, 0);
     // After indexing: every seventh song gone, every eleventh a link out of
     // the library, every thirteenth a folder.
-    for (int folder = 0, i = 0; i < songs; ++folder) {
-      std::string path = music + "/f" + std::to_string(folder);
-      for (int s = 0; s < (folder % 3 == 0 ? 1 : folder % 3 == 1 ? 2 : 5); ++s, ++i) {
-        std::string song = path + "/s" + std::to_string(s) + ".mp3";
-        if (i % 7 != 6 && i % 11 != 10 && i % 13 != 12) continue;
-        ASSERT_EQ(unlink(song.c_str()), 0);
-        if (i % 11 == 10) ASSERT_EQ(symlink(outside.c_str(), song.c_str()), 0);
-        else if (i % 13 == 12) ASSERT_EQ(mkdir(song.c_str(), 0755), 0);
-        ++gone;
+    for (size_t i = 0; i < copies.size(); ++i) {
+      if (i % 7 != 6 && i % 11 != 10 && i % 13 != 12) continue;
+      ASSERT_EQ(unlink(copies[i].c_str()), 0);
+      if (i % 11 == 10) {
+        ASSERT_EQ(symlink(outside.c_str(), copies[i].c_str()), 0);
+      } else if (i % 13 == 12) {
+        ASSERT_EQ(mkdir(copies[i].c_str(), 0755), 0);
       }
+      ++gone;
     }
   }
   int songs = 1;  // tone.mp3
