@@ -85,15 +85,22 @@ TEST_F(LighttpdTest, ProcessesRunAsTheWebUserAndOneThatDiesIsReplaced) {
     EXPECT_EQ(uid[1], static_cast<long>(nobody->pw_uid)) << "effective user of " << pid;
   }
 
-  // A request in flight: its process waits for the radio helper.
+  // A request in flight: its process waits for the radio helper. It is
+  // killed once the helper runs the helper's program: until its exec, a
+  // helper being started holds a copy of the gateway's listening socket
+  // (close-on-exec), and lighttpd, finding a dead process's socket still
+  // taken, leaves it to whoever holds it and starts no other (its log:
+  // "socket is already used; won't spawn").
   auto in_flight = std::async(std::launch::async, [&] { return Get("action=radio_enum&id=inetradio_genre_Jazz"); });
   pid_t busy = -1, helper = -1;
-  for (int i = 0; i < 200 && busy < 0; ++i) {
+  for (int i = 0; i < 400 && busy < 0; ++i) {
     for (pid_t pid : Gateways(server->pid(), program)) {
-      std::vector<pid_t> children = ChildrenOf(pid);
-      if (!children.empty()) {
-        busy = pid;
-        helper = children[0];
+      for (pid_t child : ChildrenOf(pid)) {
+        std::string runs = ExecutableOf(child);
+        if (!runs.empty() && runs != program) {
+          busy = pid;
+          helper = child;
+        }
       }
     }
     if (busy < 0) usleep(25000);

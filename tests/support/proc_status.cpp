@@ -49,12 +49,15 @@ std::vector<pid_t> ChildrenOf(pid_t pid) {
 }
 
 
+std::string ExecutableOf(pid_t pid) {
+  char target[4096];
+  ssize_t n = readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), target, sizeof target - 1);
+  return n > 0 ? std::string(target, static_cast<size_t>(n)) : std::string();
+}
+
 std::vector<pid_t> ChildrenRunning(pid_t pid, const std::string& program) {
   std::vector<pid_t> found;
-  for (pid_t child : ChildrenOf(pid)) {
-    char target[4096];
-    ssize_t n = readlink(("/proc/" + std::to_string(child) + "/exe").c_str(), target, sizeof target - 1);
-    if (n > 0 && std::string(target, static_cast<size_t>(n)) == program) found.push_back(child);
-  }
+  for (pid_t child : ChildrenOf(pid))
+    if (ExecutableOf(child) == program) found.push_back(child);
   return found;
 }
