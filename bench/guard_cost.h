@@ -1,9 +1,9 @@
 // What the privilege guard costs one song as deployed: an IF_RUN_AS scope
 // built and left, in a process whose ids are those of the setuid gateway
 // after its start (real and effective the web server's user, saved root),
-// so that the guard really changes ids: three id calls a song, of which
-// two change the effective user id (the effective group stays root after
-// the drop; the file-system group is the caller's).
+// so that the guard really changes ids: five id calls a song, of which
+// four change the effective group or user id (the third call, the user id
+// once more, finds it root already).
 #ifndef CANTORA_BENCH_GUARD_COST_H
 #define CANTORA_BENCH_GUARD_COST_H
 

@@ -65,7 +65,7 @@ bool TimeOverHttp(const Options& o, const std::string& bin, const std::vector<Ac
   const double guard = GuardMicros(web.uid, web.gid);
   if (guard >= 0)
     std::printf("privilege guard as deployed: %.2f us a song (IF_RUN_AS raised and restored, "
-                "three id calls, two of them changes of the effective user id)\n",
+                "five id calls, four of them changes of the effective group or user id)\n",
                 guard);
   setup.session = session;
   setup.runs = o.runs;

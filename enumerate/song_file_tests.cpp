@@ -24,8 +24,8 @@ bool OtherProcessors(cpu_set_t* set) {
 }
 
 // Whether a test raises the ids and restores them, the calling thread not
-// being root already: two changes of credentials a song, several times the
-// lookup's own time. A process running as root tests a song in a
+// being root already: four changes of credentials a song, several times
+// the lookup's own time. A process running as root tests a song in a
 // microsecond or two, and a second thread would cost about what it saves
 // (its start, and the other processor, which the web server needs to pass
 // the answer on).

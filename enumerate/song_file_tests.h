@@ -2,7 +2,7 @@
 // library, looked up as root (see platform/index/song_file.h) under an
 // IF_RUN_AS guard of its own for each song.
 //
-// Most of a long list's time goes to these tests (two changes of ids and a
+// Most of a long list's time goes to these tests (four changes of ids and a
 // confined lookup a song, system calls all), and they do not depend on one
 // another: SongFileTests shares a list's tests between the request's thread
 // and a second one, on another processor, each raising itself alone for

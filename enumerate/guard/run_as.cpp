@@ -1,7 +1,6 @@
 #include "enumerate/guard/run_as.h"
 
 #include <grp.h>
-#include <sys/fsuid.h>
 #include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -141,27 +140,13 @@ bool DropIds() {
   // us; the caller's real group is all the program needs outside the guard.
   if (euid == 0 && setgroups(0, nullptr) != 0) return false;
   // Through the guard's calls, so that the ids it keeps track of stay right.
+  // The group first, while the user id may still change it. Set to root, the
+  // saved user id stays root, for IF_RUN_AS to come back to; everything in
+  // force outside the guard is the caller's.
   const IdCalls& id = RunAsIdCalls();
-  if (euid != 0) {
-    // Set to some other user than root: the guard cannot raise anything
-    // anyway, so give everything back.
-    if (egid != rgid && id.setresgid(-1, rgid, -1) != 0) return false;
-    if (euid != ruid && id.setresuid(-1, ruid, -1) != 0) return false;
-    return geteuid() == ruid && getegid() == rgid;
-  }
-  // Setuid root. A song list raises the guard around every song, and each
-  // change of ids costs the kernel a new credential set (about 2 us here):
-  // with the effective group already root, the guard only changes the user
-  // id, two changes a song instead of four. What the group decides, the
-  // files a process may open or create, goes by the file-system group id,
-  // which is pinned to the caller's real group: outside the guard files are
-  // reached exactly as the web server's user reaches them. Helpers started
-  // outside the guard get the caller's ids back (RunHelper).
-  if (egid != 0 && id.setresgid(-1, 0, -1) != 0) return false;
-  setfsgid(rgid);
-  if (static_cast<gid_t>(setfsgid(static_cast<gid_t>(-1))) != rgid) return false;
-  if (id.setresuid(-1, ruid, -1) != 0) return false;
-  return geteuid() == ruid && getegid() == 0;
+  if (egid != rgid && id.setresgid(-1, rgid, -1) != 0) return false;
+  if (euid != ruid && id.setresuid(-1, ruid, -1) != 0) return false;
+  return geteuid() == ruid && getegid() == rgid;
 }
 
 }  // namespace

@@ -50,12 +50,10 @@ class IF_RUN_AS {
   bool ok_ = false;
 };
 
-// Drops a setuid program to its caller at start. Set to root: the effective
-// user id becomes the caller's real one, root stays the saved id so that
-// IF_RUN_AS can come back to it; the effective group stays root (the guard
-// then leaves the group alone) while the file-system group id, which is what
-// file access goes by, is the caller's real group. Set to another user:
-// effective ids become the real ones. Called first thing in main(); does
+// Drops a setuid program to its caller at start: the effective user and
+// group ids become the real ones (the caller's), and a program set to root
+// forgets the supplementary groups and keeps root as its saved user id, so
+// that IF_RUN_AS can come back to it. Called first thing in main(); does
 // nothing when real and effective agree. Returns false when the drop failed
 // (the program must then not go on).
 bool DropToRealIds();

@@ -54,9 +54,8 @@ class SpawnAttributes {
 };
 
 // A helper started while the process is not root is started with the real
-// ids: a setuid gateway keeps root as its effective group outside the
-// privilege guard (its file access goes by the caller's group), and exec
-// would make that group the helper's file-system group too.
+// ids, the caller's, whatever else the process may hold: a helper has no
+// more rights than the web server's user.
 bool ResetIdsUnlessRoot(SpawnAttributes* attributes) {
   if (geteuid() == 0) return true;
   return posix_spawnattr_setflags(attributes->get(), POSIX_SPAWN_RESETIDS) == 0;

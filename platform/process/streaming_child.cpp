@@ -21,8 +21,7 @@ namespace {
                                pid_t parent) {
   if (geteuid() != 0) {
     // All three ids of each kind become the real ones: a setuid parent keeps
-    // root as its saved user id and effective group, which exec would hand
-    // on otherwise.
+    // root as its saved user id.
     gid_t gid = getgid();
     uid_t uid = getuid();
     if (setresgid(gid, gid, gid) != 0 || setresuid(uid, uid, uid) != 0) _exit(127);

@@ -156,10 +156,9 @@ TEST_F(PrivilegeTest, SetuidProgramIsNotRootOutsideTheGuard) {
 }
 
 TEST_F(PrivilegeTest, OutsideTheGuardFilesAreOpenedWithTheCallersGroup) {
-  // The configuration is readable by root and root's group alone. The setuid
-  // program keeps root as its effective group outside the guard (so that the
-  // guard only changes the user id); files must still be reached with the
-  // caller's group, which cannot read it.
+  // The configuration is readable by root and root's group alone. Outside the
+  // guard the setuid program reaches files with the caller's group, which
+  // cannot read it.
   Instance root_group;
   std::string sid = root_group.AddUser("bob");
   ASSERT_EQ(chown(root_group.config().c_str(), 0, 0), 0);
