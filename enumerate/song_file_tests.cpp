@@ -23,17 +23,6 @@ bool OtherProcessors(cpu_set_t* set) {
   return CPU_COUNT(set) > 0;
 }
 
-// Whether a test raises the ids and restores them, the calling thread not
-// being root already: four changes of credentials a song, several times
-// the lookup's own time. A process running as root tests a song in a
-// microsecond or two, and a second thread would cost about what it saves
-// (its start, and the other processor, which the web server needs to pass
-// the answer on).
-bool TestsChangeIds() {
-  const IdCalls& id = RunAsIdCalls();
-  return id.geteuid() != 0 || id.getegid() != 0;
-}
-
 // A thread that runs work on one of the processors in set, started at once
 // and joined when this ends. A new thread is otherwise placed beside the
 // thread that makes it, and waits until that one sleeps: a share of tests
@@ -115,7 +104,12 @@ void SongFileTests::TestAhead(const MediaInfo& first, int guard_line, int fail_l
   tests_.clear();
   next_ = 0;
   cpu_set_t others;
-  if (!TestsChangeIds() || !OtherProcessors(&others)) {
+  // Shared only when a test raises the ids and restores them (four changes
+  // of credentials a song, several times the lookup's own time): a process
+  // running as root tests a song in a microsecond or two, and a second
+  // thread would cost about what it saves (its start, and the other
+  // processor, which the web server needs to pass the answer on).
+  if (!RunAsChangesIds() || !OtherProcessors(&others)) {
     one_by_one_ = true;
     return;
   }

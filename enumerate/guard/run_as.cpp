@@ -66,17 +66,22 @@ IdCalls& RunAsIdCalls() {
   return calls;
 }
 
+bool RunAsChangesIds() {
+  const IdCalls& id = RunAsIdCalls();
+  return id.geteuid() != 0 || id.getegid() != 0;
+}
+
 IF_RUN_AS::IF_RUN_AS(const char* file, int line) : file_(file), line_(line) {
   const IdCalls& id = RunAsIdCalls();
   saved_uid_ = id.geteuid();
   saved_gid_ = id.getegid();
 
-  uid_t euid = id.geteuid();
-  gid_t egid = id.getegid();
-  if (euid == 0 && egid == 0) {
+  if (!RunAsChangesIds()) {
     ok_ = true;
     return;
   }
+  uid_t euid = id.geteuid();
+  gid_t egid = id.getegid();
   bool failed = false;
   // The user id goes first: only root may change the group. It is set once
   // more afterwards, so that the guard ends as root whatever the group step did.

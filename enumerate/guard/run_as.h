@@ -32,6 +32,10 @@ struct IdCalls {
 // change of the effective ids goes through them.
 IdCalls& RunAsIdCalls();
 
+// Whether an IF_RUN_AS built now on this thread would change ids: its
+// effective user or group is not root already.
+bool RunAsChangesIds();
+
 class IF_RUN_AS {
  public:
   IF_RUN_AS(const char* file, int line);

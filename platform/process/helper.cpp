@@ -36,31 +36,6 @@ class FileActions {
   bool ok_ = false;
 };
 
-// Spawn's attributes, released on every path.
-class SpawnAttributes {
- public:
-  SpawnAttributes() { ok_ = posix_spawnattr_init(&attributes_) == 0; }
-  ~SpawnAttributes() {
-    if (ok_) posix_spawnattr_destroy(&attributes_);
-  }
-  SpawnAttributes(const SpawnAttributes&) = delete;
-  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-  bool ok() const { return ok_; }
-  posix_spawnattr_t* get() { return &attributes_; }
-
- private:
-  posix_spawnattr_t attributes_;
-  bool ok_ = false;
-};
-
-// A helper started while the process is not root is started with the real
-// ids, the caller's, whatever else the process may hold: a helper has no
-// more rights than the web server's user.
-bool ResetIdsUnlessRoot(SpawnAttributes* attributes) {
-  if (geteuid() == 0) return true;
-  return posix_spawnattr_setflags(attributes->get(), POSIX_SPAWN_RESETIDS) == 0;
-}
-
 }  // namespace
 
 std::string HelperProgramPath(const std::string& name) {
@@ -80,8 +55,7 @@ std::string HelperProgramPath(const std::string& name) {
 int RunHelper(const std::string& program, const std::vector<std::string>& args,
               const char* log_tag, int stdin_fd) {
   FileActions actions;
-  SpawnAttributes attributes;
-  if (!actions.ok() || !attributes.ok() || !ResetIdsUnlessRoot(&attributes) ||
+  if (!actions.ok() ||
       posix_spawn_file_actions_adddup2(actions.get(), STDERR_FILENO, STDOUT_FILENO) != 0 ||
       (stdin_fd >= 0 &&
        posix_spawn_file_actions_adddup2(actions.get(), stdin_fd, STDIN_FILENO) != 0)) {
@@ -89,7 +63,7 @@ int RunHelper(const std::string& program, const std::vector<std::string>& args,
   }
   std::vector<char*> argv = ExecArgv(program, args);
   pid_t pid = -1;
-  int error = posix_spawn(&pid, program.c_str(), actions.get(), attributes.get(), argv.data(), environ);
+  int error = posix_spawn(&pid, program.c_str(), actions.get(), nullptr, argv.data(), environ);
   if (error != 0) {
     syslog(LOG_ERR, "%s: cannot run %s: %s", log_tag, program.c_str(), std::strerror(error));
     return -1;

@@ -19,7 +19,8 @@ std::string HelperProgramPath(const std::string& name);
 // the environment (and so CANTORA_CONFIG) and stderr; its stdout goes to our
 // stderr, never into a CGI's answer; its stdin is stdin_fd when not
 // negative. Started while the process is not root (a setuid gateway outside
-// its privilege guard), the helper runs with the real user and group ids.
+// its privilege guard), the helper runs with the real user and group ids:
+// the effective ones there, and exec makes them its saved ids too.
 // Returns its exit status, or -1 when it could not be run or died
 // of a signal (logged at LOG_ERR with log_tag).
 int RunHelper(const std::string& program, const std::vector<std::string>& args,

@@ -33,8 +33,10 @@ class PrivilegeTest : public ::testing::Test {
     session = instance.AddUser("alice");
   }
 
+  static constexpr const char* kUntaggedAlbum = "action=song_enum&album_name=";
+
   CgiResult SongsOfTheUntaggedAlbum(const std::string& program) {
-    return RunAsWebUser(instance, program, session, "action=song_enum&album_name=");
+    return RunAsWebUser(instance, program, session, kUntaggedAlbum);
   }
 
   Instance instance{"nobody"};
@@ -116,7 +118,7 @@ TEST_F(LongListTest, TheSetuidProgramFindsWhatRootFinds) {
   CgiRequest request;
   request.program = program;
   request.session = session;
-  request.query = "action=song_enum&album_name=";
+  request.query = kUntaggedAlbum;
   CgiResult as_root = RunCgi(instance, request);
   EXPECT_EQ(as_web_user.out, as_root.out);
 }
